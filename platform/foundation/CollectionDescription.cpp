@@ -1,0 +1,100 @@
+#include "foundation/CollectionDescription.h"
+
+#include <algorithm>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "foundation/NSArray.h"
+#include "foundation/NSDictionary.h"
+#include "foundation/NSString.h"
+
+namespace {
+
+constexpr std::size_t maximumDepth = 512;
+
+bool isPlainWord(std::u16string_view text) {
+  return !text.empty() && std::ranges::all_of(text, [](char16_t unit) {
+    return (unit >= u'0' && unit <= u'9') || (unit >= u'A' && unit <= u'Z') || (unit >= u'a' && unit <= u'z') ||
+           unit == u'_' || unit == u'.' || unit == u'$';
+  });
+}
+
+void appendOctal(std::u16string& output, char16_t unit) {
+  output.push_back(u'\\');
+  for (int shift = 6; shift >= 0; shift -= 3) output.push_back(static_cast<char16_t>(u'0' + ((unit >> shift) & 7)));
+}
+
+void appendText(std::u16string& output, std::u16string_view text) {
+  if (isPlainWord(text)) {
+    output.append(text);
+    return;
+  }
+  output.push_back(u'"');
+  for (const char16_t unit : text) {
+    if (unit == u'"' || unit == u'\\') {
+      output.push_back(u'\\');
+      output.push_back(unit);
+    } else if (unit == u'\n') {
+      output.append(u"\\n");
+    } else if (unit < 0x20 || unit == 0x7F) {
+      appendOctal(output, unit);
+    } else {
+      output.push_back(unit);
+    }
+  }
+  output.push_back(u'"');
+}
+
+void append(std::u16string& output, const id& object, std::size_t depth);
+
+void appendArray(std::u16string& output, const NSArray& array, std::size_t depth) {
+  output.append(u"(\n");
+  bool first = true;
+  for (const id& element : array) {
+    if (!std::exchange(first, false)) output.append(u",\n");
+    output.append((depth + 1) * 4, u' ');
+    append(output, element, depth + 1);
+  }
+  if (!first) output.push_back(u'\n');
+  output.append(depth * 4, u' ');
+  output.push_back(u')');
+}
+
+void appendDictionary(std::u16string& output, const NSDictionary& dictionary, std::size_t depth) {
+  std::vector<std::pair<Ref<NSString>, const id*>> lines;
+  lines.reserve(dictionary.count());
+  for (const auto& [key, object] : dictionary) lines.emplace_back(key->description(), &object);
+  std::ranges::stable_sort(
+      lines, [](const auto& left, const auto& right) { return left.first->units() < right.first->units(); });
+  output.append(u"{\n");
+  for (const auto& [key, object] : lines) {
+    output.append((depth + 1) * 4, u' ');
+    appendText(output, key->units());
+    output.append(u" = ");
+    append(output, *object, depth + 1);
+    output.append(u";\n");
+  }
+  output.append(depth * 4, u' ');
+  output.push_back(u'}');
+}
+
+void append(std::u16string& output, const id& object, std::size_t depth) {
+  if (depth >= maximumDepth) {
+    output.append(u"...");
+  } else if (const auto* array = dynamic_cast<const NSArray*>(object.get())) {
+    appendArray(output, *array, depth);
+  } else if (const auto* dictionary = dynamic_cast<const NSDictionary*>(object.get())) {
+    appendDictionary(output, *dictionary, depth);
+  } else {
+    appendText(output, object->description()->units());
+  }
+}
+
+}  // namespace
+
+std::u16string foundation::collectionDescription(const NSObject& collection) {
+  std::u16string output;
+  append(output, collection.self(), 0);
+  return output;
+}

@@ -1,0 +1,234 @@
+#include "foundation/NSArray.h"
+
+#include <algorithm>
+#include <unordered_set>
+
+#include "foundation/CollectionDescription.h"
+#include "foundation/NSException.h"
+#include "foundation/NSNull.h"
+#include "foundation/NSNumber.h"
+#include "foundation/NSString.h"
+
+namespace {
+
+void requireObject(const id& object) {
+  if (!object) NSException::raise_format(NSInvalidArgumentException(), "object cannot be nil"_ns);
+}
+
+void requireIndex(NSUInteger index, NSUInteger bound) {
+  if (index < bound) return;
+  NSException::raise_format(NSRangeException(), "index %lu beyond bounds of array of %lu"_ns, index, bound);
+}
+
+NSComparisonResult comparisonResult(const id& answer) {
+  const NSInteger value = foundation::integerFromObject(answer);
+  return value < 0 ? NSOrderedAscending : value > 0 ? NSOrderedDescending : NSOrderedSame;
+}
+
+}  // namespace
+
+Class NSArray::classObject() {
+  static const NSClass object("NSArray", NSObject::classObject(),
+                              {
+                                  method("count"_sel, &NSArray::count),
+                                  method("objectAtIndex:"_sel, &NSArray::objectAtIndex),
+                                  method("firstObject"_sel, &NSArray::firstObject),
+                                  method("lastObject"_sel, &NSArray::lastObject),
+                                  method("containsObject:"_sel, &NSArray::containsObject),
+                                  method("indexOfObject:"_sel, &NSArray::indexOfObject),
+                                  method("componentsJoinedByString:"_sel, &NSArray::componentsJoinedByString),
+                              });
+  return &object;
+}
+
+Class NSMutableArray::classObject() {
+  static const NSClass object("NSMutableArray", NSArray::classObject(),
+                              {
+                                  method("addObject:"_sel, &NSMutableArray::addObject),
+                                  method("removeObject:"_sel, &NSMutableArray::removeObject),
+                                  method("removeLastObject"_sel, &NSMutableArray::removeLastObject),
+                                  method("removeAllObjects"_sel, &NSMutableArray::removeAllObjects),
+                              });
+  return &object;
+}
+
+NSArray::NSArray(std::vector<id> objects) : objects_(std::move(objects)) {
+  for (const id& object : objects_) requireObject(object);
+}
+
+Ref<NSArray> NSArray::array() { return make<NSArray>(); }
+Ref<NSArray> NSArray::arrayWithObject(const id& object) { return make<NSArray>(std::vector<id>{object}); }
+Ref<NSArray> NSArray::arrayWithObjects(std::initializer_list<id> objects) {
+  return make<NSArray>(std::vector<id>(objects));
+}
+Ref<NSArray> NSArray::arrayWithVector(std::vector<id> objects) { return make<NSArray>(std::move(objects)); }
+Ref<NSArray> NSArray::arrayWithArray(const Ref<NSArray>& other) {
+  return make<NSArray>(other ? other->objects_ : std::vector<id>());
+}
+
+const id& NSArray::objectAtIndex(NSUInteger index) const {
+  requireIndex(index, count());
+  return objects_[index];
+}
+
+id NSArray::firstObject() const { return objects_.empty() ? id() : objects_.front(); }
+id NSArray::lastObject() const { return objects_.empty() ? id() : objects_.back(); }
+
+bool NSArray::containsObject(const id& object) const { return indexOfObject(object) != NSNotFound; }
+
+NSUInteger NSArray::indexOfObject(const id& object) const {
+  for (NSUInteger index = 0; index < objects_.size(); ++index) {
+    if (NSEqualObjects(objects_[index], object)) return index;
+  }
+  return NSNotFound;
+}
+
+NSUInteger NSArray::indexOfObjectIdenticalTo(const id& object) const {
+  const auto found = std::ranges::find(objects_, object);
+  return found == objects_.end() ? NSNotFound : static_cast<NSUInteger>(found - objects_.begin());
+}
+
+Ref<NSArray> NSArray::arrayByAddingObject(const id& object) const {
+  std::vector<id> objects = objects_;
+  objects.push_back(object);
+  return arrayWithVector(std::move(objects));
+}
+
+Ref<NSArray> NSArray::arrayByAddingObjectsFromArray(const Ref<NSArray>& other) const {
+  std::vector<id> objects = objects_;
+  if (other) objects.insert(objects.end(), other->begin(), other->end());
+  return arrayWithVector(std::move(objects));
+}
+
+Ref<NSArray> NSArray::subarrayWithRange(NSRange range) const {
+  if (range.location > count() || range.length > count() - range.location) {
+    NSException::raise_format(NSRangeException(), "range {%lu, %lu} extends beyond bounds of array of %lu"_ns,
+                              range.location, range.length, count());
+  }
+  const auto from = objects_.begin() + static_cast<std::ptrdiff_t>(range.location);
+  return arrayWithVector({from, from + static_cast<std::ptrdiff_t>(range.length)});
+}
+
+Ref<NSArray> NSArray::sortedArrayUsingComparator(const NSComparator& comparator) const {
+  const auto sorted = NSMutableArray::arrayWithArray(Ref<NSArray>(const_cast<NSArray*>(this)));
+  sorted->sortUsingComparator(comparator);
+  return as<NSArray>(sorted->copy());
+}
+
+Ref<NSArray> NSArray::sortedArrayUsingSelector(SEL comparator) const {
+  return sortedArrayUsingComparator([comparator](const id& left, const id& right) {
+    return comparisonResult(left->performSelector_withObject(comparator, right));
+  });
+}
+
+Ref<NSString> NSArray::componentsJoinedByString(const Ref<NSString>& separator) const {
+  std::u16string joined;
+  bool first = true;
+  for (const id& object : objects_) {
+    if (!std::exchange(first, false) && separator) joined.append(separator->units());
+    joined.append(object->description()->units());
+  }
+  return NSString::stringWithUnits(std::move(joined));
+}
+
+void NSArray::makeObjectsPerformSelector(SEL selector) const {
+  for (const id& object : objects_) object->performSelector(selector);
+}
+
+Ref<NSString> NSArray::description() const {
+  return NSString::stringWithUnits(foundation::collectionDescription(*this));
+}
+
+bool NSArray::isEqual(const id& other) const {
+  const auto array = as<NSArray>(other);
+  return array && std::ranges::equal(objects_, array->objects_, NSObjectEqual());
+}
+
+NSUInteger NSArray::hash() const { return count(); }
+id NSArray::copy() const { return self(); }
+id NSArray::mutableCopy() const { return make<NSMutableArray>(objects_); }
+
+id NSArray::valueForKey(const Ref<NSString>& key) const {
+  std::vector<id> values;
+  values.reserve(count());
+  for (const id& object : objects_) {
+    const id value = object->valueForKey(key);
+    values.push_back(value ? value : id(NSNull::null()));
+  }
+  return arrayWithVector(std::move(values));
+}
+
+Ref<NSMutableArray> NSMutableArray::array() { return make<NSMutableArray>(); }
+
+Ref<NSMutableArray> NSMutableArray::arrayWithCapacity(NSUInteger capacity) {
+  // The capacity is a hint from a caller who may have it from elsewhere: no allocation beyond reason.
+  constexpr NSUInteger largestHint = 1U << 20U;
+  auto array = NSMutableArray::array();
+  array->objects_.reserve(std::min(capacity, largestHint));
+  return array;
+}
+
+Ref<NSMutableArray> NSMutableArray::arrayWithArray(const Ref<NSArray>& other) {
+  return make<NSMutableArray>(other ? other->objects() : std::vector<id>());
+}
+
+Ref<NSMutableArray> NSMutableArray::arrayWithObjects(std::initializer_list<id> objects) {
+  return make<NSMutableArray>(std::vector<id>(objects));
+}
+
+void NSMutableArray::addObject(const id& object) {
+  requireObject(object);
+  objects_.push_back(object);
+}
+
+void NSMutableArray::addObjectsFromArray(const Ref<NSArray>& other) {
+  if (!other) return;
+  const std::vector<id> added = other->objects();  // a copy: the other array may be this one
+  objects_.insert(objects_.end(), added.begin(), added.end());
+}
+
+void NSMutableArray::insertObject_atIndex(const id& object, NSUInteger index) {
+  requireObject(object);
+  requireIndex(index, count() + 1);
+  objects_.insert(objects_.begin() + static_cast<std::ptrdiff_t>(index), object);
+}
+
+void NSMutableArray::replaceObjectAtIndex_withObject(NSUInteger index, const id& object) {
+  requireObject(object);
+  requireIndex(index, count());
+  objects_[index] = object;
+}
+
+void NSMutableArray::removeObjectAtIndex(NSUInteger index) {
+  requireIndex(index, count());
+  objects_.erase(objects_.begin() + static_cast<std::ptrdiff_t>(index));
+}
+
+void NSMutableArray::removeObject(const id& object) {
+  const id searched = object;  // kept: the argument may be a reference into this array
+  std::erase_if(objects_, [&](const id& each) { return NSEqualObjects(each, searched); });
+}
+
+void NSMutableArray::removeObjectsInArray(const Ref<NSArray>& other) {
+  if (!other) return;
+  const std::unordered_set<id, NSObjectHash, NSObjectEqual> removed(other->begin(), other->end());
+  std::erase_if(objects_, [&](const id& each) { return removed.contains(each); });
+}
+
+void NSMutableArray::removeLastObject() {
+  requireIndex(0, count());
+  objects_.pop_back();
+}
+
+void NSMutableArray::removeAllObjects() { objects_.clear(); }
+
+void NSMutableArray::setArray(const Ref<NSArray>& other) {
+  objects_ = other ? std::vector<id>(other->objects()) : std::vector<id>();
+}
+
+void NSMutableArray::sortUsingComparator(const NSComparator& comparator) {
+  std::ranges::stable_sort(
+      objects_, [&](const id& left, const id& right) { return comparator(left, right) == NSOrderedAscending; });
+}
+
+id NSMutableArray::copy() const { return make<NSArray>(objects_); }

@@ -1,0 +1,94 @@
+#pragma once
+
+#include <functional>
+#include <initializer_list>
+#include <vector>
+
+#include "foundation/NSObject.h"
+#include "foundation/NSRange.h"
+
+class NSEnumerator;
+class NSSortDescriptor;
+class NSString;
+
+// Orders two elements.
+using NSComparator = std::function<NSComparisonResult(const id&, const id&)>;
+
+// An ordered sequence of objects, never nil. Immutable and safe on any thread that may use its elements. Indexes out
+// of bounds raise NSRangeException, nil elements NSInvalidArgumentException.
+class NSArray : public NSObject {
+  NS_OBJECT(NSArray, NSObject)
+
+ public:
+  explicit NSArray(std::vector<id> objects = {});
+
+  static Ref<NSArray> array();
+  static Ref<NSArray> arrayWithObject(const id& object);
+  static Ref<NSArray> arrayWithObjects(std::initializer_list<id> objects);
+  static Ref<NSArray> arrayWithVector(std::vector<id> objects);
+  static Ref<NSArray> arrayWithArray(const Ref<NSArray>& other);
+
+  NSUInteger count() const { return objects_.size(); }
+  const id& objectAtIndex(NSUInteger index) const;
+  id firstObject() const;  // nil when empty
+  id lastObject() const;
+  // For range-based loops; not to be changed meanwhile.
+  std::vector<id>::const_iterator begin() const { return objects_.begin(); }
+  std::vector<id>::const_iterator end() const { return objects_.end(); }
+  const std::vector<id>& objects() const { return objects_; }
+
+  bool containsObject(const id& object) const;
+  NSUInteger indexOfObject(const id& object) const;             // by isEqual(); NSNotFound
+  NSUInteger indexOfObjectIdenticalTo(const id& object) const;  // by identity; NSNotFound
+
+  Ref<NSArray> arrayByAddingObject(const id& object) const;
+  Ref<NSArray> arrayByAddingObjectsFromArray(const Ref<NSArray>& other) const;
+  Ref<NSArray> subarrayWithRange(NSRange range) const;
+  // Stable.
+  Ref<NSArray> sortedArrayUsingComparator(const NSComparator& comparator) const;
+  // The elements must answer the selector with an NSComparisonResult, for example "caseInsensitiveCompare:".
+  Ref<NSArray> sortedArrayUsingSelector(SEL comparator) const;
+  Ref<NSString> componentsJoinedByString(const Ref<NSString>& separator) const;
+  void makeObjectsPerformSelector(SEL selector) const;
+
+  // One element a line, in parentheses, the way property lists are shown.
+  Ref<NSString> description() const override;
+  bool isEqual(const id& other) const override;
+  NSUInteger hash() const override;
+  id copy() const override;
+  id mutableCopy() const override;
+  bool conformsToCopying() const override { return true; }
+  bool conformsToMutableCopying() const override { return true; }
+  // The elements' values for the key, NSNull for nil.
+  id valueForKey(const Ref<NSString>& key) const override;
+
+ protected:
+  std::vector<id> objects_;
+};
+
+// An array that can be changed. One thread at a time.
+class NSMutableArray : public NSArray {
+  NS_OBJECT(NSMutableArray, NSArray)
+
+ public:
+  using NSArray::NSArray;
+
+  static Ref<NSMutableArray> array();
+  static Ref<NSMutableArray> arrayWithCapacity(NSUInteger capacity);
+  static Ref<NSMutableArray> arrayWithArray(const Ref<NSArray>& other);
+  static Ref<NSMutableArray> arrayWithObjects(std::initializer_list<id> objects);
+
+  void addObject(const id& object);
+  void addObjectsFromArray(const Ref<NSArray>& other);
+  void insertObject_atIndex(const id& object, NSUInteger index);
+  void replaceObjectAtIndex_withObject(NSUInteger index, const id& object);
+  void removeObjectAtIndex(NSUInteger index);
+  void removeObject(const id& object);  // every element that is equal
+  void removeObjectsInArray(const Ref<NSArray>& other);
+  void removeLastObject();
+  void removeAllObjects();
+  void setArray(const Ref<NSArray>& other);
+  void sortUsingComparator(const NSComparator& comparator);
+
+  id copy() const override;
+};

@@ -1,0 +1,146 @@
+#pragma once
+
+#include <atomic>
+#include <functional>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "foundation/NSMethod.h"
+#include "foundation/NSObjCRuntime.h"
+#include "foundation/Ref.h"
+
+class NSArray;
+class NSDictionary;
+class NSMethodSignature;
+class NSString;
+
+// What a class is at run time: its name, its superclass and the methods that can be called by name. Made once per
+// class, in its classObject(), and kept for the life of the process.
+class NSClass {
+ public:
+  NSClass(const char* name, const NSClass* superclass, std::vector<NSMethod> methods = {});
+  NSClass(const NSClass&) = delete;
+  NSClass& operator=(const NSClass&) = delete;
+
+  const char* name() const { return name_; }
+  const NSClass* superclass() const { return superclass_; }
+
+  // The class itself counts.
+  bool isSubclassOfClass(const NSClass* other) const;
+
+  // The method that instances answer the selector with, inherited ones and added ones included; null when there is
+  // none. The pointer stays valid for the life of the process. Any thread.
+  const NSMethod* methodForSelector(SEL selector) const;
+
+  // Adds the methods of a category; an existing method of the same selector in this very class is replaced. Done by
+  // the category's unit before main; not to be mixed with look-ups on other threads.
+  void addMethods(std::vector<NSMethod> methods) const;
+
+ private:
+  const char* name_;
+  const NSClass* superclass_;
+  struct Hash {
+    std::size_t operator()(SEL selector) const noexcept { return selector.hash(); }
+  };
+  mutable std::unordered_map<SEL, NSMethod, Hash> methods_;
+};
+
+using Class = const NSClass*;
+
+// The class of that name when it has been used or registered (NSRegisteredClass) in this process, else null.
+Class NSClassFromString(std::string_view name);
+
+// In a class's header: what every class declares. Its .cpp defines classObject() with the table of named methods.
+#define NS_OBJECT(Type, Base)                          \
+ public:                                               \
+  using Super = Base;                                  \
+  static Class classObject();                          \
+  Class isa() const override { return classObject(); } \
+                                                       \
+ private:
+
+// The root class. Objects are made with make<T>() and live as long as a Ref to them does.
+class NSObject {
+ public:
+  NSObject() = default;
+  NSObject(const NSObject&) = delete;
+  NSObject& operator=(const NSObject&) = delete;
+  virtual ~NSObject() = default;
+
+  static Class classObject();
+  virtual Class isa() const { return classObject(); }
+  Ref<NSString> className() const;
+  bool isKindOfClass(Class other) const { return isa()->isSubclassOfClass(other); }
+  bool isMemberOfClass(Class other) const { return isa() == other; }
+
+  // Methods by name. The three performing calls and methodSignatureForSelector() raise NSInvalidArgumentException for
+  // a selector that the object does not respond to. Arguments are converted as NSMethod says; a result that is not
+  // an object is boxed in an NSNumber, void gives nil.
+  virtual bool respondsToSelector(SEL selector) const;
+  Ref<NSMethodSignature> methodSignatureForSelector(SEL selector) const;
+  id performSelector(SEL selector);
+  id performSelector_withObject(SEL selector, const id& object);
+  id performSelector_withObject_withObject(SEL selector, const id& first, const id& second);
+
+  // Performs the selector on the main thread, after what other threads asked for earlier. With waiting it returns
+  // when the method has returned; when this already is the main thread, it is performed at once, inside this call.
+  // The object and the argument are kept alive until then. An exception of the method passes to the waiting caller.
+  void performSelectorOnMainThread_withObject_waitUntilDone(SEL selector, const id& object, bool wait);
+
+  // Performs the selector from this thread's run loop after at least that many seconds.
+  void performSelector_withObject_afterDelay(SEL selector, const id& object, NSTimeInterval delay);
+
+  // The text form, for logs and for comparisons by text; "<ClassName: 0x...>" unless a class gives a better one.
+  virtual Ref<NSString> description() const;
+  virtual bool isEqual(const id& other) const { return other.get() == this; }
+  virtual NSUInteger hash() const;
+
+  // An immutable and a mutable copy; a class that is immutable anyway answers itself for the first. A class without
+  // such copies raises NSInvalidArgumentException.
+  virtual id copy() const;
+  virtual id mutableCopy() const;
+  // Whether the class can be copied that way: the platform's two copying protocols.
+  virtual bool conformsToCopying() const { return false; }
+  virtual bool conformsToMutableCopying() const { return false; }
+
+  // Key-value access. A key names a method without arguments, and for writing a method "setKey:"; other keys raise
+  // NSUndefinedKeyException. Numbers are boxed and unboxed. A key path is keys joined by "."; nil on the way gives nil.
+  virtual id valueForKey(const Ref<NSString>& key) const;
+  virtual void setValue_forKey(const id& value, const Ref<NSString>& key);
+  virtual id valueForKeyPath(const Ref<NSString>& keyPath) const;
+  void setValue_forKeyPath(const id& value, const Ref<NSString>& keyPath);
+
+  // This object as a reference.
+  id self() const { return id(const_cast<NSObject*>(this)); }
+
+ private:
+  friend void foundation::retain(NSObject* object) noexcept;
+  friend void foundation::release(NSObject* object) noexcept;
+  std::atomic<std::uint64_t> referenceCount_{1};  // the maker's own
+};
+
+inline void foundation::retain(NSObject* object) noexcept {
+  if (object) object->referenceCount_.fetch_add(1, std::memory_order_relaxed);
+}
+inline void foundation::release(NSObject* object) noexcept {
+  if (!object || object->referenceCount_.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+  // References to itself that the object takes and drops while it is destroyed must not destroy it once more.
+  object->referenceCount_.store(std::uint64_t{1} << 40U, std::memory_order_relaxed);
+  delete object;
+}
+
+// Both nil, or equal by isEqual().
+bool NSEqualObjects(const id& left, const id& right);
+// The object's description; nil for nil.
+Ref<NSString> NSDescription(const id& object);
+
+// Hashing and equality by content, for the standard containers.
+struct NSObjectHash {
+  std::size_t operator()(const id& object) const { return object ? static_cast<std::size_t>(object->hash()) : 0; }
+};
+struct NSObjectEqual {
+  bool operator()(const id& left, const id& right) const { return NSEqualObjects(left, right); }
+};

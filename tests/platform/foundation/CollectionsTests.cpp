@@ -1,0 +1,108 @@
+#include <gtest/gtest.h>
+
+#include "foundation/Foundation.h"
+
+namespace {
+
+TEST(NSString, CarriesInvalidUTF8Losslessly) {
+  const std::string bytes = "a\xff\xc3(\xed\xa0\x80z\xf0\x9f\x98\x80";
+  const auto text = NSString::stringWithUTF8String(bytes);
+  EXPECT_EQ(text->characterAtIndex(1), 0xDCFF);
+  EXPECT_EQ(text->UTF8String(), bytes);
+}
+
+TEST(NSString, FormatsObjectsAndNumbers) {
+  EXPECT_EQ(NSString::stringWithFormat("%@ %d%% %05.1f|%-4s|%x"_ns, "a"_ns, 33, 2.25, "ab", 255)->UTF8String(),
+            "a 33% 002.2|ab  |ff");
+  EXPECT_EQ(NSString::stringWithFormat("%2$@ %1$@"_ns, "a"_ns, "b"_ns)->UTF8String(), "b a");
+  EXPECT_EQ(NSString::stringWithFormat("%@ %d"_ns, nil)->UTF8String(), "(null) %d");
+  EXPECT_EQ(NSString::stringWithFormat("%0.10ld"_ns, 42)->UTF8String(), "0000000042");
+}
+
+TEST(NSString, ComparesWithFullCaseFolding) {
+  EXPECT_EQ("Straße"_ns->caseInsensitiveCompare("STRASSE"_ns), NSOrderedSame);
+  EXPECT_EQ("ÉTÉ"_ns->caseInsensitiveCompare("été"_ns), NSOrderedSame);
+  EXPECT_EQ("xxSTRASSExx"_ns->rangeOfString("straße"_ns, NSCaseInsensitiveSearch), NSMakeRange(2, 7));
+  EXPECT_EQ("abc"_ns->rangeOfString(""_ns).location, NSNotFound);
+}
+
+TEST(NSString, ReadsLeadingNumbers) {
+  EXPECT_EQ(" -12abc"_ns->integerValue(), -12);
+  EXPECT_EQ("99999999999999999999"_ns->integerValue(), NSIntegerMax);
+  EXPECT_EQ("-9223372036854775808"_ns->integerValue(), std::numeric_limits<NSInteger>::min());
+  EXPECT_DOUBLE_EQ("+2.5e1x"_ns->doubleValue(), 25.0);
+  EXPECT_DOUBLE_EQ("."_ns->doubleValue(), 0.0);
+}
+
+TEST(NSString, PathMethodsFollowThePlatformsRules) {
+  EXPECT_EQ("/tmp/scratch.tiff"_ns->lastPathComponent()->UTF8String(), "scratch.tiff");
+  EXPECT_EQ("/tmp/lib///"_ns->lastPathComponent()->UTF8String(), "lib");
+  EXPECT_EQ("/"_ns->lastPathComponent()->UTF8String(), "/");
+  EXPECT_EQ("/tmp"_ns->stringByDeletingLastPathComponent()->UTF8String(), "/");
+  EXPECT_EQ("a"_ns->stringByDeletingLastPathComponent()->UTF8String(), "");
+  EXPECT_EQ("/"_ns->stringByAppendingPathComponent("Site"_ns)->UTF8String(), "/Site");
+  EXPECT_EQ(".hidden"_ns->pathExtension()->UTF8String(), "");
+  EXPECT_EQ("a.tar.gz"_ns->stringByDeletingPathExtension()->UTF8String(), "a.tar");
+  EXPECT_EQ("/a/./b/../c"_ns->stringByStandardizingPath()->UTF8String(), "/a/c");
+}
+
+TEST(NSMutableString, ReplacesEveryOccurrenceOnce) {
+  const auto text = NSMutableString::stringWithString("aAaA"_ns);
+  EXPECT_EQ(text->replaceOccurrencesOfString_withString_options_range("a"_ns, "aa"_ns, NSCaseInsensitiveSearch,
+                                                                      {0, text->length()}),
+            4U);
+  EXPECT_EQ(text->UTF8String(), "aaaaaaaa");
+}
+
+TEST(NSNumber, EqualityGoesByValue) {
+  EXPECT_TRUE(NSNumber::numberWithBool(true)->isEqual(NSNumber::numberWithInteger(1)));
+  EXPECT_TRUE(NSNumber::numberWithDouble(1)->isEqual(NSNumber::numberWithUnsignedInteger(1)));
+  EXPECT_FALSE(NSNumber::numberWithInteger(-1)->isEqual(NSNumber::numberWithUnsignedInteger(NSUIntegerMax)));
+  EXPECT_EQ(NSNumber::numberWithBool(true)->description()->UTF8String(), "1");
+  EXPECT_EQ(NSNumber::numberWithDouble(0.1)->description()->UTF8String(), "0.1");
+  EXPECT_EQ(NSNumber::numberWithDouble(1e30)->integerValue(), NSIntegerMax);
+}
+
+TEST(NSDictionary, EqualDictionariesHaveEqualDescriptions) {
+  const auto one = NSDictionary::dictionary({{"b"_ns, "x y"_ns}, {"a"_ns, NSNumber::numberWithBool(false)}});
+  const auto other = NSDictionary::dictionary({{"a"_ns, NSNumber::numberWithBool(false)}, {"b"_ns, "x y"_ns}});
+  EXPECT_EQ(one->description()->UTF8String(), "{\n    a = 0;\n    b = \"x y\";\n}");
+  EXPECT_TRUE(one->description()->isEqual(other->description()));
+  EXPECT_TRUE(one->isEqual(other));
+}
+
+TEST(NSDictionary, DescriptionsKeepDifferentTextsApart) {
+  const auto one = NSDictionary::dictionary({{"a"_ns, "x\";\n    b = \"y"_ns}});
+  const auto other = NSDictionary::dictionary({{"a"_ns, "x"_ns}, {"b"_ns, "y"_ns}});
+  EXPECT_FALSE(one->description()->isEqual(other->description()));
+}
+
+TEST(NSDictionary, HoldsManyKeysAndForgetsRemovedOnes) {
+  const auto dictionary = NSMutableDictionary::dictionary();
+  for (NSInteger i = 0; i < 1000; ++i)
+    dictionary->setObject_forKey(NSNumber::numberWithInteger(i), NSString::stringWithFormat("%ld"_ns, i));
+  for (NSInteger i = 0; i < 1000; i += 2) dictionary->removeObjectForKey(NSString::stringWithFormat("%ld"_ns, i));
+  EXPECT_EQ(dictionary->count(), 500U);
+  EXPECT_EQ(dictionary->objectForKey("4"_ns), nil);
+  EXPECT_EQ(as<NSNumber>(dictionary->objectForKey("5"_ns))->integerValue(), 5);
+  EXPECT_THROW(dictionary->setObject_forKey(nil, "a"_ns), Ref<NSException>);
+}
+
+TEST(NSArray, RefusesNilAndWrongIndexes) {
+  EXPECT_THROW(NSArray::arrayWithObjects({nil}), Ref<NSException>);
+  EXPECT_THROW(NSArray::array()->objectAtIndex(0), Ref<NSException>);
+  const auto array = NSMutableArray::arrayWithObjects({"b"_ns, "a"_ns, "b"_ns});
+  array->removeObject(array->objectAtIndex(0));
+  EXPECT_EQ(array->count(), 1U);
+}
+
+TEST(NSDate, DescriptionCutsToTheWholeSecond) {
+  EXPECT_EQ(NSDate::dateWithTimeIntervalSince1970(0.9)->description()->UTF8String(), "1970-01-01 00:00:00 +0000");
+  EXPECT_EQ(NSDate::dateWithTimeIntervalSince1970(-0.1)->description()->UTF8String(), "1969-12-31 23:59:59 +0000");
+}
+
+TEST(NSData, DescriptionIsHexadecimal) {
+  EXPECT_EQ(NSData::dataWithBytes("hello")->description()->UTF8String(), "<68656c6c 6f>");
+}
+
+}  // namespace
