@@ -16,3 +16,4 @@
 #include "foundation/NSPathUtilities.h"
 #include "foundation/NSRange.h"
 #include "foundation/NSString.h"
+#include "foundation/NSURL.h"
