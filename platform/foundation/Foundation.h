@@ -15,5 +15,8 @@
 #include "foundation/NSObject.h"
 #include "foundation/NSPathUtilities.h"
 #include "foundation/NSRange.h"
+#include "foundation/NSRunLoop.h"
+#include "foundation/NSStream.h"
 #include "foundation/NSString.h"
 #include "foundation/NSURL.h"
+#include "foundation/NSThread.h"

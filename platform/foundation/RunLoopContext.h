@@ -1,0 +1,29 @@
+#pragma once
+
+#include <deque>
+#include <exception>
+#include <functional>
+#include <mutex>
+
+#include <glib.h>
+
+#include "foundation/NSRunLoop.h"
+
+// What an NSRunLoop is made of. For .cpp files of the platform only.
+struct NSRunLoop::Context {
+  explicit Context(GMainContext* mainContext) : context(mainContext) {}
+  Context(const Context&) = delete;
+  Context& operator=(const Context&) = delete;
+  ~Context();
+
+  GMainContext* context;           // owned
+  GSource* blockSource = nullptr;  // owned; serves the queue below
+  std::mutex mutex;
+  std::deque<std::function<void()>> blocks;
+  // The exception that left a callback: it must not unwind through the event loop, so it is kept here and goes on
+  // from runMode_beforeDate().
+  std::exception_ptr exception;
+
+  // Runs the callback, keeping what it throws.
+  void guard(const std::function<void()>& callback) noexcept;
+};
