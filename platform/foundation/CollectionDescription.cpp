@@ -7,6 +7,7 @@
 
 #include "foundation/NSArray.h"
 #include "foundation/NSDictionary.h"
+#include "foundation/NSSet.h"
 #include "foundation/NSString.h"
 
 namespace {
@@ -79,6 +80,23 @@ void appendDictionary(std::u16string& output, const NSDictionary& dictionary, st
   output.push_back(u'}');
 }
 
+void appendSet(std::u16string& output, const NSSet& set, std::size_t depth) {
+  std::vector<std::u16string> lines;
+  lines.reserve(set.count());
+  for (const id& member : set) append(lines.emplace_back(), member, depth + 1);
+  std::ranges::sort(lines);
+  output.append(u"{(\n");
+  bool first = true;
+  for (const std::u16string& line : lines) {
+    if (!std::exchange(first, false)) output.append(u",\n");
+    output.append((depth + 1) * 4, u' ');
+    output.append(line);
+  }
+  if (!first) output.push_back(u'\n');
+  output.append(depth * 4, u' ');
+  output.append(u")}");
+}
+
 void append(std::u16string& output, const id& object, std::size_t depth) {
   if (depth >= maximumDepth) {
     output.append(u"...");
@@ -86,6 +104,8 @@ void append(std::u16string& output, const id& object, std::size_t depth) {
     appendArray(output, *array, depth);
   } else if (const auto* dictionary = dynamic_cast<const NSDictionary*>(object.get())) {
     appendDictionary(output, *dictionary, depth);
+  } else if (const auto* set = dynamic_cast<const NSSet*>(object.get())) {
+    appendSet(output, *set, depth);
   } else {
     appendText(output, object->description()->units());
   }

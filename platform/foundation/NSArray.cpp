@@ -4,9 +4,11 @@
 #include <unordered_set>
 
 #include "foundation/CollectionDescription.h"
+#include "foundation/NSEnumerator.h"
 #include "foundation/NSException.h"
 #include "foundation/NSNull.h"
 #include "foundation/NSNumber.h"
+#include "foundation/NSSortDescriptor.h"
 #include "foundation/NSString.h"
 
 namespace {
@@ -25,7 +27,80 @@ NSComparisonResult comparisonResult(const id& answer) {
   return value < 0 ? NSOrderedAscending : value > 0 ? NSOrderedDescending : NSOrderedSame;
 }
 
+class ForwardEnumerator final : public NSEnumerator {
+ public:
+  explicit ForwardEnumerator(const NSArray& array) : array_(as<NSArray>(array.self())) {}
+
+  id nextObject() override {
+    if (!array_) return nil;
+    if (next_ < array_->count()) return array_->objectAtIndex(next_++);
+    array_ = nil;
+    return nil;
+  }
+
+ private:
+  Ref<NSArray> array_;
+  NSUInteger next_ = 0;
+};
+
+class ReverseEnumerator final : public NSEnumerator {
+ public:
+  explicit ReverseEnumerator(const NSArray& array) : array_(as<NSArray>(array.self())), rest_(array.count()) {}
+
+  id nextObject() override {
+    rest_ = array_ ? std::min(rest_, array_->count()) : 0;
+    if (rest_ > 0) return array_->objectAtIndex(--rest_);
+    array_ = nil;
+    return nil;
+  }
+
+ private:
+  Ref<NSArray> array_;
+  NSUInteger rest_;
+};
+
+// An object with the values that the descriptors order it by.
+struct SortEntry {
+  id object;
+  std::vector<id> values;
+};
+
+std::vector<id> sortedByDescriptors(const std::vector<id>& objects, const std::vector<Ref<NSSortDescriptor>>& order) {
+  std::vector<SortEntry> entries;
+  entries.reserve(objects.size());
+  for (const id& object : objects) {
+    SortEntry& entry = entries.emplace_back(SortEntry{object, {}});
+    for (const auto& descriptor : order) entry.values.push_back(descriptor->sortValueOfObject(object));
+  }
+  std::ranges::stable_sort(entries, [&](const SortEntry& left, const SortEntry& right) {
+    for (std::size_t i = 0; i < order.size(); ++i) {
+      const NSComparisonResult result = order[i]->compareSortValue_toSortValue(left.values[i], right.values[i]);
+      if (result != NSOrderedSame) return result == NSOrderedAscending;
+    }
+    return false;
+  });
+  std::vector<id> sorted;
+  sorted.reserve(entries.size());
+  for (SortEntry& entry : entries) sorted.push_back(std::move(entry.object));
+  return sorted;
+}
+
+std::vector<Ref<NSSortDescriptor>> sortDescriptors(const Ref<NSArray>& descriptors) {
+  std::vector<Ref<NSSortDescriptor>> result;
+  if (!descriptors) return result;
+  for (const id& each : *descriptors) {
+    if (const auto descriptor = as<NSSortDescriptor>(each)) result.push_back(descriptor);
+  }
+  return result;
+}
+
 }  // namespace
+
+NSComparator NSComparatorWithSelector(SEL selector) {
+  return [selector](const id& left, const id& right) {
+    return comparisonResult(left->performSelector_withObject(selector, right));
+  };
+}
 
 Class NSArray::classObject() {
   static const NSClass object("NSArray", NSObject::classObject(),
@@ -37,6 +112,8 @@ Class NSArray::classObject() {
                                   method("containsObject:"_sel, &NSArray::containsObject),
                                   method("indexOfObject:"_sel, &NSArray::indexOfObject),
                                   method("componentsJoinedByString:"_sel, &NSArray::componentsJoinedByString),
+                                  method("objectEnumerator"_sel, &NSArray::objectEnumerator),
+                                  method("reverseObjectEnumerator"_sel, &NSArray::reverseObjectEnumerator),
                               });
   return &object;
 }
@@ -73,6 +150,9 @@ const id& NSArray::objectAtIndex(NSUInteger index) const {
 
 id NSArray::firstObject() const { return objects_.empty() ? id() : objects_.front(); }
 id NSArray::lastObject() const { return objects_.empty() ? id() : objects_.back(); }
+
+Ref<NSEnumerator> NSArray::objectEnumerator() const { return make<ForwardEnumerator>(*this); }
+Ref<NSEnumerator> NSArray::reverseObjectEnumerator() const { return make<ReverseEnumerator>(*this); }
 
 bool NSArray::containsObject(const id& object) const { return indexOfObject(object) != NSNotFound; }
 
@@ -116,9 +196,11 @@ Ref<NSArray> NSArray::sortedArrayUsingComparator(const NSComparator& comparator)
 }
 
 Ref<NSArray> NSArray::sortedArrayUsingSelector(SEL comparator) const {
-  return sortedArrayUsingComparator([comparator](const id& left, const id& right) {
-    return comparisonResult(left->performSelector_withObject(comparator, right));
-  });
+  return sortedArrayUsingComparator(NSComparatorWithSelector(comparator));
+}
+
+Ref<NSArray> NSArray::sortedArrayUsingDescriptors(const Ref<NSArray>& descriptors) const {
+  return arrayWithVector(sortedByDescriptors(objects_, sortDescriptors(descriptors)));
 }
 
 Ref<NSString> NSArray::componentsJoinedByString(const Ref<NSString>& separator) const {
@@ -227,8 +309,15 @@ void NSMutableArray::setArray(const Ref<NSArray>& other) {
 }
 
 void NSMutableArray::sortUsingComparator(const NSComparator& comparator) {
+  // Sorted aside: an exception in the middle of a sort leaves moved-from elements, and the comparator is any code.
+  std::vector<id> sorted = objects_;
   std::ranges::stable_sort(
-      objects_, [&](const id& left, const id& right) { return comparator(left, right) == NSOrderedAscending; });
+      sorted, [&](const id& left, const id& right) { return comparator(left, right) == NSOrderedAscending; });
+  objects_ = std::move(sorted);
+}
+
+void NSMutableArray::sortUsingDescriptors(const Ref<NSArray>& descriptors) {
+  objects_ = sortedByDescriptors(objects_, sortDescriptors(descriptors));
 }
 
 id NSMutableArray::copy() const { return make<NSArray>(objects_); }

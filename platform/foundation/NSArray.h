@@ -13,6 +13,8 @@ class NSString;
 
 // Orders two elements.
 using NSComparator = std::function<NSComparisonResult(const id&, const id&)>;
+// Sends the selector to the first element with the second as its argument; it must answer an NSComparisonResult.
+NSComparator NSComparatorWithSelector(SEL selector);
 
 // An ordered sequence of objects, never nil. Immutable and safe on any thread that may use its elements. Indexes out
 // of bounds raise NSRangeException, nil elements NSInvalidArgumentException.
@@ -36,6 +38,9 @@ class NSArray : public NSObject {
   std::vector<id>::const_iterator begin() const { return objects_.begin(); }
   std::vector<id>::const_iterator end() const { return objects_.end(); }
   const std::vector<id>& objects() const { return objects_; }
+  // A mutable array is read at each step: elements that it has lost or gained meanwhile are not or also handed out.
+  Ref<NSEnumerator> objectEnumerator() const;
+  Ref<NSEnumerator> reverseObjectEnumerator() const;
 
   bool containsObject(const id& object) const;
   NSUInteger indexOfObject(const id& object) const;             // by isEqual(); NSNotFound
@@ -48,6 +53,8 @@ class NSArray : public NSObject {
   Ref<NSArray> sortedArrayUsingComparator(const NSComparator& comparator) const;
   // The elements must answer the selector with an NSComparisonResult, for example "caseInsensitiveCompare:".
   Ref<NSArray> sortedArrayUsingSelector(SEL comparator) const;
+  // By the first NSSortDescriptor, then among equals by the next, and so on. Stable.
+  Ref<NSArray> sortedArrayUsingDescriptors(const Ref<NSArray>& descriptors) const;
   Ref<NSString> componentsJoinedByString(const Ref<NSString>& separator) const;
   void makeObjectsPerformSelector(SEL selector) const;
 
@@ -88,7 +95,9 @@ class NSMutableArray : public NSArray {
   void removeLastObject();
   void removeAllObjects();
   void setArray(const Ref<NSArray>& other);
+  // Stable. When the comparator raises, the array stays as it was.
   void sortUsingComparator(const NSComparator& comparator);
+  void sortUsingDescriptors(const Ref<NSArray>& descriptors);
 
   id copy() const override;
 };

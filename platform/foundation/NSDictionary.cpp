@@ -4,6 +4,7 @@
 
 #include "foundation/CollectionDescription.h"
 #include "foundation/NSArray.h"
+#include "foundation/NSEnumerator.h"
 #include "foundation/NSException.h"
 #include "foundation/NSString.h"
 
@@ -20,6 +21,8 @@ Class NSDictionary::classObject() {
                                   method("objectForKey:"_sel, &NSDictionary::objectForKey),
                                   method("allKeys"_sel, &NSDictionary::allKeys),
                                   method("allValues"_sel, &NSDictionary::allValues),
+                                  method("keyEnumerator"_sel, &NSDictionary::keyEnumerator),
+                                  method("objectEnumerator"_sel, &NSDictionary::objectEnumerator),
                               });
   return &object;
 }
@@ -115,6 +118,9 @@ Ref<NSArray> NSDictionary::allKeysForObject(const id& object) const {
   }
   return NSArray::arrayWithVector(std::move(keys));
 }
+
+Ref<NSEnumerator> NSDictionary::keyEnumerator() const { return allKeys()->objectEnumerator(); }
+Ref<NSEnumerator> NSDictionary::objectEnumerator() const { return allValues()->objectEnumerator(); }
 
 Ref<NSString> NSDictionary::description() const {
   return NSString::stringWithUnits(foundation::collectionDescription(*this));

@@ -9,6 +9,7 @@
 #include "foundation/NSObject.h"
 
 class NSArray;
+class NSEnumerator;
 class NSString;
 
 // Objects by key, never nil, keys unique by isEqual(). Enumerated in the order in which the keys were first set.
@@ -35,6 +36,9 @@ class NSDictionary : public NSObject {
   Ref<NSArray> allKeys() const;
   Ref<NSArray> allValues() const;
   Ref<NSArray> allKeysForObject(const id& object) const;
+  // Over the keys or objects that are there now; later changes are not seen.
+  Ref<NSEnumerator> keyEnumerator() const;
+  Ref<NSEnumerator> objectEnumerator() const;
   // For range-based loops over key and object; not to be changed meanwhile.
   std::vector<Entry>::const_iterator begin() const { return entries_.begin(); }
   std::vector<Entry>::const_iterator end() const { return entries_.end(); }
