@@ -1,0 +1,53 @@
+"""Fixtures that every test can ask for: an own bus, an own owner, throw-away servers, sample trees."""
+
+import os
+import pathlib
+
+import pytest
+
+import bus as buses
+import owner as owners
+import servers
+import tree
+
+
+@pytest.fixture
+def bus():
+    with buses.SessionBus() as session_bus:
+        yield session_bus
+
+
+@pytest.fixture(params=servers.ALL, ids=lambda kind: kind.name)
+def server(request):
+    """Each of the real servers in turn."""
+    with request.param() as running:
+        yield running
+        # Shown by pytest when the test has failed.
+        print(running.output()[-20000:])
+
+
+@pytest.fixture
+def any_server():
+    """One real server, for tests in which it does not matter which."""
+    with servers.Pyftpdlib() as running:
+        yield running
+
+
+@pytest.fixture
+def sample_tree(tmp_path):
+    return tree.sample(tmp_path / "Site")
+
+
+@pytest.fixture(scope="session")
+def helper_path():
+    """The built helper, from the environment or the development build."""
+    default = pathlib.Path(__file__).resolve().parents[2] / "build" / "dev" / "TelvoFTPHelper"
+    path = pathlib.Path(os.environ.get("TELVO_HELPER", default))
+    assert path.is_file(), f"no helper at {path}: build it first, or set TELVO_HELPER"
+    return path
+
+
+@pytest.fixture
+def owner(bus, helper_path, tmp_path):
+    with owners.Owner(bus, helper_path, tmp_path) as application:
+        yield application
