@@ -55,8 +55,8 @@ SEL setterOf(const Ref<NSString>& key) {
 
 }  // namespace
 
-NSClass::NSClass(const char* name, const NSClass* superclass, std::vector<NSMethod> methods)
-    : name_(name), superclass_(superclass) {
+NSClass::NSClass(const char* name, const NSClass* superclass, std::vector<NSMethod> methods, NSCoding coding)
+    : name_(name), superclass_(superclass), coding_(coding) {
   addMethods(std::move(methods));
   ClassRegistry& registry = classRegistry();
   const std::lock_guard lock(registry.mutex);

@@ -13,15 +13,34 @@
 #include "foundation/Ref.h"
 
 class NSArray;
+class NSCoder;
 class NSDictionary;
 class NSMethodSignature;
 class NSString;
+
+// How the objects of one class travel through an archive; see NSCoder.h. Subclasses do not inherit it: each class
+// says for itself how its instances are made.
+struct NSCoding {
+  void (*encodeWithCoder)(const NSObject& object, NSCoder& coder) = nullptr;
+  id (*initWithCoder)(NSCoder& coder) = nullptr;  // a new object; nil when the archive lacks what it needs
+  bool supportsSecureCoding = false;
+
+  // For a class with the members
+  //   void encodeWithCoder(NSCoder& coder) const;
+  //   static id initWithCoder(NSCoder& coder);
+  // which names the class of everything that it decodes.
+  template <class T>
+  static NSCoding secure() {
+    return {[](const NSObject& object, NSCoder& coder) { static_cast<const T&>(object).encodeWithCoder(coder); },
+            [](NSCoder& coder) -> id { return T::initWithCoder(coder); }, true};
+  }
+};
 
 // What a class is at run time: its name, its superclass and the methods that can be called by name. Made once per
 // class, in its classObject(), and kept for the life of the process.
 class NSClass {
  public:
-  NSClass(const char* name, const NSClass* superclass, std::vector<NSMethod> methods = {});
+  NSClass(const char* name, const NSClass* superclass, std::vector<NSMethod> methods = {}, NSCoding coding = {});
   NSClass(const NSClass&) = delete;
   NSClass& operator=(const NSClass&) = delete;
 
@@ -39,6 +58,11 @@ class NSClass {
   // the category's unit before main; not to be mixed with look-ups on other threads.
   void addMethods(std::vector<NSMethod> methods) const;
 
+  // How this very class is archived; null when it is not. setCoding() is for the unit that gives the class its coding,
+  // before the first archive is read or written.
+  const NSCoding* coding() const { return coding_.initWithCoder ? &coding_ : nullptr; }
+  void setCoding(NSCoding coding) const { coding_ = coding; }
+
  private:
   const char* name_;
   const NSClass* superclass_;
@@ -46,9 +70,15 @@ class NSClass {
     std::size_t operator()(SEL selector) const noexcept { return selector.hash(); }
   };
   mutable std::unordered_map<SEL, NSMethod, Hash> methods_;
+  mutable NSCoding coding_;
 };
 
 using Class = const NSClass*;
+
+// At namespace scope in a class's .cpp: makes the class known by name before main.
+struct NSRegisteredClass {
+  explicit NSRegisteredClass([[maybe_unused]] Class registered) {}
+};
 
 // The class of that name when it has been used or registered (NSRegisteredClass) in this process, else null.
 Class NSClassFromString(std::string_view name);
