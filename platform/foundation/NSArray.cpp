@@ -22,6 +22,12 @@ void requireIndex(NSUInteger index, NSUInteger bound) {
   NSException::raise_format(NSRangeException(), "index %lu beyond bounds of array of %lu"_ns, index, bound);
 }
 
+void requireRange(NSRange range, NSUInteger count) {
+  if (range.location <= count && range.length <= count - range.location) return;
+  NSException::raise_format(NSRangeException(), "range {%lu, %lu} extends beyond bounds of array of %lu"_ns,
+                            range.location, range.length, count);
+}
+
 NSComparisonResult comparisonResult(const id& answer) {
   const NSInteger value = foundation::integerFromObject(answer);
   return value < 0 ? NSOrderedAscending : value > 0 ? NSOrderedDescending : NSOrderedSame;
@@ -181,10 +187,7 @@ Ref<NSArray> NSArray::arrayByAddingObjectsFromArray(const Ref<NSArray>& other) c
 }
 
 Ref<NSArray> NSArray::subarrayWithRange(NSRange range) const {
-  if (range.location > count() || range.length > count() - range.location) {
-    NSException::raise_format(NSRangeException(), "range {%lu, %lu} extends beyond bounds of array of %lu"_ns,
-                              range.location, range.length, count());
-  }
+  requireRange(range, count());
   const auto from = objects_.begin() + static_cast<std::ptrdiff_t>(range.location);
   return arrayWithVector({from, from + static_cast<std::ptrdiff_t>(range.length)});
 }
@@ -284,6 +287,14 @@ void NSMutableArray::replaceObjectAtIndex_withObject(NSUInteger index, const id&
 void NSMutableArray::removeObjectAtIndex(NSUInteger index) {
   requireIndex(index, count());
   objects_.erase(objects_.begin() + static_cast<std::ptrdiff_t>(index));
+}
+
+void NSMutableArray::replaceObjectsInRange_withObjectsFromArray(NSRange range, const Ref<NSArray>& other) {
+  requireRange(range, count());
+  const std::vector<id> added = other ? other->objects() : std::vector<id>();  // a copy: it may be this very array
+  const auto from = objects_.begin() + static_cast<std::ptrdiff_t>(range.location);
+  const auto gap = objects_.erase(from, from + static_cast<std::ptrdiff_t>(range.length));
+  objects_.insert(gap, added.begin(), added.end());
 }
 
 void NSMutableArray::removeObject(const id& object) {

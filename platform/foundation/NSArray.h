@@ -90,6 +90,8 @@ class NSMutableArray : public NSArray {
   void insertObject_atIndex(const id& object, NSUInteger index);
   void replaceObjectAtIndex_withObject(NSUInteger index, const id& object);
   void removeObjectAtIndex(NSUInteger index);
+  // The elements in the range give way to those of the other array, however many; an empty range inserts.
+  void replaceObjectsInRange_withObjectsFromArray(NSRange range, const Ref<NSArray>& other);
   void removeObject(const id& object);  // every element that is equal
   void removeObjectsInArray(const Ref<NSArray>& other);
   void removeLastObject();

@@ -52,6 +52,7 @@ id NSInvocation::objectReturnValue() const { return foundation::boxed(result_); 
 
 NSInteger NSInvocation::integerReturnValue() const {
   if (const auto* object = std::get_if<id>(&result_)) return *object ? 1 : 0;
+  if (const auto* number = std::get_if<NSUInteger>(&result_)) return static_cast<NSInteger>(*number);
   const auto number = as<NSNumber>(foundation::boxed(result_));
   return number ? number->integerValue() : 0;
 }

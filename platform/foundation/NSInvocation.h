@@ -46,7 +46,7 @@ class NSInvocation : public NSObject {
 
   // What the method gave: objects as they are, scalars boxed, nil for void.
   id objectReturnValue() const;
-  // Scalars as an integer; an object as 1, nil and void as 0.
+  // Scalars as an integer, unsigned ones by their bits; an object as 1; nil, void and ranges as 0.
   NSInteger integerReturnValue() const;
 
  private:

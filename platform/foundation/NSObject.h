@@ -80,6 +80,13 @@ struct NSRegisteredClass {
   explicit NSRegisteredClass([[maybe_unused]] Class registered) {}
 };
 
+// Extension methods as part of a class, so that they too are called by name: a static object in the extending unit,
+//   const NSCategory category(NSArray::classObject(), {method("telvo_reverseArray"_sel, &telvo_reverseArray)});
+// A program answers the selectors of the units that it links.
+struct NSCategory {
+  NSCategory(Class extended, std::vector<NSMethod> methods) { extended->addMethods(std::move(methods)); }
+};
+
 // The class of that name when it has been used or registered (NSRegisteredClass) in this process, else null.
 Class NSClassFromString(std::string_view name);
 

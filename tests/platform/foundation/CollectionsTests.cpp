@@ -96,6 +96,26 @@ TEST(NSArray, RefusesNilAndWrongIndexes) {
   EXPECT_EQ(array->count(), 1U);
 }
 
+TEST(NSMutableArray, ReplacesARangeByAnotherArrayItselfIncluded) {
+  const auto array = NSMutableArray::arrayWithObjects({"a"_ns, "b"_ns, "c"_ns});
+  array->replaceObjectsInRange_withObjectsFromArray({1, 1}, array);
+  EXPECT_EQ(array->componentsJoinedByString(""_ns)->UTF8String(), "aabcc");
+  array->replaceObjectsInRange_withObjectsFromArray({0, 5}, nil);
+  EXPECT_EQ(array->count(), 0U);
+  EXPECT_THROW(array->replaceObjectsInRange_withObjectsFromArray({1, 0}, nil), Ref<NSException>);
+}
+
+TEST(NSFastEnumeration, GoesThroughEveryKindOfCollection) {
+  const auto array = NSArray::arrayWithObjects({"a"_ns, "b"_ns});
+  EXPECT_EQ(NSFastEnumeration(array), array->objects());
+  EXPECT_EQ(NSFastEnumeration(NSSet::setWithArray(array)), array->objects());
+  EXPECT_EQ(NSFastEnumeration(array->objectEnumerator()), array->objects());
+  const auto dictionary = NSDictionary::dictionary({{"a"_ns, "1"_ns}});
+  EXPECT_EQ(NSFastEnumeration(dictionary), dictionary->allKeys()->objects());
+  EXPECT_TRUE(NSFastEnumeration(nil).empty());
+  EXPECT_TRUE(NSFastEnumeration("abc"_ns).empty());
+}
+
 TEST(NSDate, DescriptionCutsToTheWholeSecond) {
   EXPECT_EQ(NSDate::dateWithTimeIntervalSince1970(0.9)->description()->UTF8String(), "1970-01-01 00:00:00 +0000");
   EXPECT_EQ(NSDate::dateWithTimeIntervalSince1970(-0.1)->description()->UTF8String(), "1969-12-31 23:59:59 +0000");

@@ -85,6 +85,26 @@ TEST(NSObject, InvocationsCarryArgumentsAndResults) {
   EXPECT_THROW(invocation->setArgument_atIndex(nil, 4), Ref<NSException>);
 }
 
+TEST(NSObject, InvocationsGiveUnsignedResultsByTheirBits) {
+  const auto number = NSNumber::numberWithUnsignedInteger(NSUIntegerMax);
+  const auto invocation =
+      NSInvocation::invocationWithMethodSignature(number->methodSignatureForSelector("unsignedIntegerValue"_sel));
+  invocation->setSelector("unsignedIntegerValue"_sel);
+  invocation->invokeWithTarget(number);
+  EXPECT_EQ(invocation->integerReturnValue(), -1);
+}
+
+bool dimmed = false;
+void dim(const Ref<Lamp>&) { dimmed = true; }
+
+TEST(NSObject, CategoriesAddMethodsToAClass) {
+  const auto lamp = make<Lamp>();
+  EXPECT_FALSE(lamp->respondsToSelector("dimmer"_sel));
+  const NSCategory category(Lamp::classObject(), {method("dimmer"_sel, &dim)});
+  lamp->performSelector("dimmer"_sel);
+  EXPECT_TRUE(dimmed);
+}
+
 TEST(NSObject, KeyValueAccessReadsTheSameTable) {
   const auto lamp = make<Lamp>();
   lamp->setValue_forKey(NSNumber::numberWithBool(true), "on"_ns);
