@@ -3,6 +3,8 @@
 // The whole object world of platform/foundation.
 
 #include "foundation/NSArray.h"
+#include "foundation/NSAttributedString.h"
+#include "foundation/NSCoder.h"
 #include "foundation/NSData.h"
 #include "foundation/NSDate.h"
 #include "foundation/NSDictionary.h"
