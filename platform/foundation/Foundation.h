@@ -12,6 +12,7 @@
 #include "foundation/NSError.h"
 #include "foundation/NSException.h"
 #include "foundation/NSFastEnumeration.h"
+#include "foundation/NSFileManager.h"
 #include "foundation/NSInvocation.h"
 #include "foundation/NSLog.h"
 #include "foundation/NSNull.h"

@@ -1,5 +1,6 @@
 #include "foundation/NSData.h"
 
+#include "foundation/FileIO.h"
 #include "foundation/NSException.h"
 #include "foundation/NSString.h"
 
@@ -20,6 +21,17 @@ Ref<NSData> NSData::dataWithBytes_length(const void* bytes, NSUInteger length) {
 }
 
 Ref<NSData> NSData::dataWithBytes(std::string bytes) { return make<NSData>(std::move(bytes)); }
+
+Ref<NSData> NSData::dataWithContentsOfFile(const Ref<NSString>& path) {
+  const auto name = foundation::systemPath(path);
+  auto bytes = name ? foundation::contentsOfFile(*name) : std::nullopt;
+  return bytes ? dataWithBytes(std::move(*bytes)) : Ref<NSData>();
+}
+
+bool NSData::writeToFile_atomically(const Ref<NSString>& path, bool atomically) const {
+  const auto name = foundation::systemPath(path);
+  return name && foundation::writeFile(*name, bytes_, atomically);
+}
 
 Ref<NSData> NSData::subdataWithRange(NSRange range) const {
   if (range.location > length() || range.length > length() - range.location) {

@@ -22,7 +22,7 @@ class NSData : public NSObject {
   static Ref<NSData> data();
   static Ref<NSData> dataWithBytes_length(const void* bytes, NSUInteger length);
   static Ref<NSData> dataWithBytes(std::string bytes);
-  // The whole file; nil when it cannot be read.
+  // The whole of a regular file; nil when there is none or it cannot be read.
   static Ref<NSData> dataWithContentsOfFile(const Ref<NSString>& path);
 
   NSUInteger length() const { return bytes_.size(); }
@@ -30,7 +30,8 @@ class NSData : public NSObject {
   std::string_view view() const { return bytes_; }
   Ref<NSData> subdataWithRange(NSRange range) const;
 
-  // False when the file could not be written. Atomically: through a file beside it that takes its place when complete.
+  // False when the file could not be written. Atomically: through a file beside it that takes its place, keeping its
+  // permissions, when complete and on the disk; otherwise in place. A link stays a link.
   bool writeToFile_atomically(const Ref<NSString>& path, bool atomically) const;
 
   // "<68656c6c 6f>": hexadecimal digits in groups of four bytes.

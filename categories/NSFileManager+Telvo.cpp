@@ -1,0 +1,12 @@
+#include "categories/NSFileManager+Telvo.h"
+#include "foundation/Foundation.h"
+
+bool telvo_isDirectoryAtPath(const Ref<NSFileManager>& manager, const Ref<NSString>& path) {
+  bool isDirectory = false;
+  return manager && manager->fileExistsAtPath_isDirectory(path, &isDirectory) && isDirectory;
+}
+
+Ref<NSDate> telvo_fileModificationDateAtPath(const Ref<NSFileManager>& manager, const Ref<NSString>& path) {
+  const auto attributes = manager ? manager->attributesOfItemAtPath_error(path, nullptr) : Ref<NSDictionary>();
+  return attributes ? as<NSDate>(attributes->objectForKey(NSFileModificationDate())) : Ref<NSDate>();
+}
