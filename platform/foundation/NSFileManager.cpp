@@ -20,6 +20,7 @@
 #include "foundation/NSError.h"
 #include "foundation/NSNumber.h"
 #include "foundation/NSString.h"
+#include "foundation/NSURL.h"
 
 using foundation::systemPath;
 
@@ -97,6 +98,8 @@ int createFolderWithParents(const std::string& path) {
   }
   return 0;
 }
+
+Ref<NSString> pathOf(const Ref<NSURL>& url) { return url && url->isFileURL() ? url->path() : Ref<NSString>(); }
 
 bool failed(Ref<NSError>* error, Ref<NSError> reason) {
   NSSetError(error, std::move(reason));
@@ -274,4 +277,35 @@ bool NSFileManager::copyItemAtPath_toPath_error(const Ref<NSString>& source, con
   if (!to) return failed(error, foundation::writeError(errno, destination));
   const auto failure = foundation::copyTree(*from, *to);
   return !failure || failed(error, *failure);
+}
+
+Ref<NSArray> NSFileManager::contentsOfDirectoryAtURL_error(const Ref<NSURL>& url, Ref<NSError>* error) const {
+  const auto names = contentsOfDirectoryAtPath_error(pathOf(url), error);
+  if (!names) return nil;
+  std::vector<id> urls;
+  urls.reserve(names->count());
+  for (const id& name : *names) {
+    urls.push_back(NSURL::fileURLWithPath(pathOf(url)->stringByAppendingPathComponent(as<NSString>(name))));
+  }
+  return NSArray::arrayWithVector(std::move(urls));
+}
+
+bool NSFileManager::createDirectoryAtURL_withIntermediateDirectories_attributes_error(
+    const Ref<NSURL>& url, bool intermediates, const Ref<NSDictionary>& attributes, Ref<NSError>* error) const {
+  return createDirectoryAtPath_withIntermediateDirectories_attributes_error(pathOf(url), intermediates, attributes,
+                                                                            error);
+}
+
+bool NSFileManager::removeItemAtURL_error(const Ref<NSURL>& url, Ref<NSError>* error) const {
+  return removeItemAtPath_error(pathOf(url), error);
+}
+
+bool NSFileManager::moveItemAtURL_toURL_error(const Ref<NSURL>& source, const Ref<NSURL>& destination,
+                                              Ref<NSError>* error) const {
+  return moveItemAtPath_toPath_error(pathOf(source), pathOf(destination), error);
+}
+
+bool NSFileManager::copyItemAtURL_toURL_error(const Ref<NSURL>& source, const Ref<NSURL>& destination,
+                                              Ref<NSError>* error) const {
+  return copyItemAtPath_toPath_error(pathOf(source), pathOf(destination), error);
 }

@@ -81,4 +81,13 @@ class NSFileManager : public NSObject {
   // touching nothing, when something exists at the destination; a copy that fails half-way is removed again.
   bool copyItemAtPath_toPath_error(const Ref<NSString>& source, const Ref<NSString>& destination,
                                    Ref<NSError>* error) const;
+
+  // The same by file URL; a URL of another scheme, or nil, names nothing.
+  Ref<NSArray> contentsOfDirectoryAtURL_error(const Ref<NSURL>& url, Ref<NSError>* error) const;  // URLs
+  bool createDirectoryAtURL_withIntermediateDirectories_attributes_error(const Ref<NSURL>& url, bool intermediates,
+                                                                         const Ref<NSDictionary>& attributes,
+                                                                         Ref<NSError>* error) const;
+  bool removeItemAtURL_error(const Ref<NSURL>& url, Ref<NSError>* error) const;
+  bool moveItemAtURL_toURL_error(const Ref<NSURL>& source, const Ref<NSURL>& destination, Ref<NSError>* error) const;
+  bool copyItemAtURL_toURL_error(const Ref<NSURL>& source, const Ref<NSURL>& destination, Ref<NSError>* error) const;
 };

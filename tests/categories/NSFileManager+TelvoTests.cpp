@@ -4,6 +4,7 @@
 
 #include "categories/NSFileManager+Telvo.h"
 #include "foundation/Foundation.h"
+#include "foundation/NSURL.h"
 #include "tests/TemporaryDirectory.h"
 
 namespace {
@@ -27,6 +28,14 @@ TEST(NSFileManagerTelvo, ALinkToAFolderIsADirectoryAndABrokenLinkIsNot) {
   std::filesystem::create_symlink("nothing", folder / "broken");
   EXPECT_TRUE(telvo_isDirectoryAtPath(manager(), folder.text("link")));
   EXPECT_FALSE(telvo_isDirectoryAtPath(manager(), folder.text("broken")));
+}
+
+TEST(NSFileManagerTelvo, AsksForADirectoryByURL) {
+  const TemporaryDirectory folder;
+  folder.write("a file");
+  EXPECT_TRUE(telvo_isDirectoryAtURL(manager(), NSURL::fileURLWithPath(folder.text())));
+  EXPECT_FALSE(telvo_isDirectoryAtURL(manager(), NSURL::fileURLWithPath(folder.text("a file"))));
+  EXPECT_FALSE(telvo_isDirectoryAtURL(manager(), nil));
 }
 
 TEST(NSFileManagerTelvo, GivesTheModificationDateWithItsFraction) {
