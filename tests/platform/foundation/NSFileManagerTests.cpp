@@ -4,7 +4,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -273,16 +273,30 @@ TEST(NSFileManager, RemovingAMissingItemFails) {
   expectError(error, NSFileNoSuchFileError, ENOENT);
 }
 
-TEST(NSFileManager, CopiesAndRemovesTreesAsDeepAsAPathCanBe) {
-  const TemporaryDirectory folder;
-  std::string path = folder / "t";
-  while (path.size() < 4050) {
-    ASSERT_EQ(mkdir(path.c_str(), 0700), 0);
-    path += "/d";
+// Lets the process open few files while it lives.
+class FewOpenFiles {
+ public:
+  FewOpenFiles() {
+    getrlimit(RLIMIT_NOFILE, &old_);
+    const rlimit few{32, old_.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &few);
   }
-  folder.write("t/file", "x");
+  ~FewOpenFiles() { setrlimit(RLIMIT_NOFILE, &old_); }
+  FewOpenFiles(const FewOpenFiles&) = delete;
+  FewOpenFiles& operator=(const FewOpenFiles&) = delete;
+
+ private:
+  rlimit old_{};
+};
+
+TEST(NSFileManager, DeepTreesTakeNoMoreOpenFilesThanShallowOnes) {
+  const TemporaryDirectory folder;
+  std::string deep = "t";
+  for (int level = 0; level < 300; ++level) deep += "/d";
+  folder.write(deep + "/file", "x");
+  const FewOpenFiles limit;
   EXPECT_TRUE(manager().copyItemAtPath_toPath_error(folder.text("t"), folder.text("u"), nullptr));
-  EXPECT_EQ(manager().subpathsAtPath(folder.text("u"))->count(), manager().subpathsAtPath(folder.text("t"))->count());
+  EXPECT_EQ(manager().subpathsAtPath(folder.text("u"))->count(), 301U);
   EXPECT_TRUE(manager().removeItemAtPath_error(folder.text("t"), nullptr));
   EXPECT_TRUE(manager().removeItemAtPath_error(folder.text("u"), nullptr));
   EXPECT_FALSE(folder.has("t"));
@@ -394,13 +408,14 @@ TEST(NSFileManager, ACopyThatFailsHalfWayIsRemoved) {
   const TemporaryDirectory folder;
   // The last level of the copy's path is longer than a path can be.
   std::string path = folder / "t";
+  const std::string level = "/" + std::string(100, 'd');
   while (path.size() < 4080) {
     ASSERT_EQ(mkdir(path.c_str(), 0700), 0);
-    path += "/d";
+    path += level;
   }
   Ref<NSError> error;
   EXPECT_FALSE(manager().copyItemAtPath_toPath_error(
-      folder.text("t"), folder.text("a-much-longer-name-than-that-of-the-source"), &error));
+      folder.text("t"), NSString::stringWithUTF8String(folder / std::string(200, 'n')), &error));
   expectError(error, NSFileWriteInvalidFileNameError, ENAMETOOLONG);
   EXPECT_EQ(texts(manager().contentsOfDirectoryAtPath_error(folder.text(), nullptr)),
             (std::multiset<std::string>{"t"}));
