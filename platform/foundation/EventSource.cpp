@@ -61,7 +61,8 @@ struct EventSource::Implementation {
   Ref<NSRunLoop> runLoop;
   std::shared_ptr<std::function<void()>> callback;
   GSource* source = nullptr;
-  gpointer tag = nullptr;
+  int descriptor = -1;
+  gpointer tag = nullptr;  // of the descriptor, while it is watched
   GIOCondition ready = {};
 };
 
@@ -86,12 +87,21 @@ EventSource::~EventSource() = default;
 DescriptorSource::DescriptorSource(const Ref<NSRunLoop>& runLoop, int descriptor, unsigned events,
                                    std::function<void()> callback)
     : EventSource(runLoop, std::move(callback)) {
-  implementation_->tag = g_source_add_unix_fd(implementation_->source, descriptor, conditionFor(events));
+  implementation_->descriptor = descriptor;
+  setEvents(events);
   implementation_->attach();
 }
 
 void DescriptorSource::setEvents(unsigned events) {
-  g_source_modify_unix_fd(implementation_->source, implementation_->tag, conditionFor(events));
+  Implementation& own = *implementation_;
+  // A descriptor that has failed is reported whatever is asked for, so one that is not watched must not be polled.
+  if (own.tag && events == None) {
+    g_source_remove_unix_fd(own.source, std::exchange(own.tag, nullptr));
+  } else if (own.tag) {
+    g_source_modify_unix_fd(own.source, own.tag, conditionFor(events));
+  } else if (events != None) {
+    own.tag = g_source_add_unix_fd(own.source, own.descriptor, conditionFor(events));
+  }
 }
 
 bool DescriptorSource::isReadable() const {

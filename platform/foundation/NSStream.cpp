@@ -79,6 +79,12 @@ void NSStream::deliver(NSStreamEvent event) {
   if (delegate_) delegate_->stream_handleEvent(keptAlive, event);
 }
 
+void NSStream::deliverIfWaiting(NSStreamEvent event) {
+  if (!(events_->pending & event)) return;
+  cancel(event);
+  deliver(event);
+}
+
 void NSStream::deliverNext() {
   static constexpr std::array order = {NSStreamEventOpenCompleted, NSStreamEventHasBytesAvailable,
                                        NSStreamEventHasSpaceAvailable, NSStreamEventErrorOccurred,

@@ -72,8 +72,8 @@ class NSStream : public NSObject {
   void cancelAllEvents();
   // Sets status and error and has the error event delivered; has-bytes and has-space events are withdrawn.
   void fail(const Ref<NSError>& error);
-  // Delivers an event at once, inside this call.
-  void deliver(NSStreamEvent event);
+  // Delivers an event at once, inside this call, when it waits to be delivered.
+  void deliverIfWaiting(NSStreamEvent event);
 
   void setStatus(NSStreamStatus status) { status_ = status; }
   void setError(const Ref<NSError>& error);
@@ -82,6 +82,7 @@ class NSStream : public NSObject {
 
  private:
   struct Events;
+  void deliver(NSStreamEvent event);
   void deliverNext();
 
   NSStreamDelegate* delegate_ = nullptr;

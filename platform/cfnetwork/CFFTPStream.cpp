@@ -1,0 +1,16 @@
+#include "cfnetwork/CFFTPStream.h"
+
+#include "foundation/NSString.h"
+#include "foundation/NSURL.h"
+
+const Ref<NSString>& kCFStreamPropertyFTPUserName() { return "kCFStreamPropertyFTPUserName"_ns; }
+const Ref<NSString>& kCFStreamPropertyFTPPassword() { return "kCFStreamPropertyFTPPassword"_ns; }
+const Ref<NSString>& kCFStreamPropertyFTPProxy() { return "kCFStreamPropertyFTPProxy"_ns; }
+const Ref<NSString>& kCFStreamPropertyFTPUsePassiveMode() { return "kCFStreamPropertyFTPUsePassiveMode"_ns; }
+
+Ref<FTPWriteStream> CFWriteStreamCreateWithFTPURL(const Ref<NSURL>& url) {
+  if (!url || !url->scheme() || url->scheme()->caseInsensitiveCompare("ftp"_ns) != NSOrderedSame) return nil;
+  if (!url->host() || url->host()->length() == 0) return nil;
+  if (url->path()->length() == 0 || url->path()->isEqualToString("/"_ns)) return nil;
+  return make<FTPWriteStream>(url);
+}

@@ -1,0 +1,23 @@
+#pragma once
+
+#include "cfnetwork/FTPWriteStream.h"
+#include "foundation/Ref.h"
+
+class NSString;
+class NSURL;
+
+// Stream properties, set before the stream is opened (RFC 959, RFC 2428 for IPv6 and extended passive mode).
+const Ref<NSString>& kCFStreamPropertyFTPUserName();  // text; without it the URL's own login, else "anonymous"
+const Ref<NSString>& kCFStreamPropertyFTPPassword();  // text
+// The system's proxy settings, a dictionary. "FTPProxy" in it is the text of a proxy's URL (socks5://, socks4://,
+// socks4a:// or http://host:port, a login in the URL is used), "ExceptionsList" an array of host names, domains
+// (".example.org" or "*.example.org"), addresses and address blocks that are reached directly. Without "FTPProxy" the
+// desktop's own settings are asked for the host. Without the property every connection is direct.
+const Ref<NSString>& kCFStreamPropertyFTPProxy();
+// Boolean number: the client makes the data connection (passive, the default) or the server does (active). Through a
+// proxy it is always passive.
+const Ref<NSString>& kCFStreamPropertyFTPUsePassiveMode();
+
+// A stream that stores what is written to it as a file at an "ftp" URL; a URL that ends in a slash makes that folder
+// instead. Nil when the URL is nil, of another scheme or without a host or name. Nothing is connected before open().
+Ref<FTPWriteStream> CFWriteStreamCreateWithFTPURL(const Ref<NSURL>& url);

@@ -1,0 +1,22 @@
+#include "cfnetwork/CFNetworkErrors.h"
+
+#include "cfnetwork/FTPReply.h"
+#include "foundation/NSDictionary.h"
+#include "foundation/NSNumber.h"
+#include "foundation/NSString.h"
+
+const Ref<NSString>& kCFErrorDomainCFNetwork() { return "kCFErrorDomainCFNetwork"_ns; }
+const Ref<NSString>& kCFFTPStatusCodeKey() { return "kCFFTPStatusCodeKey"_ns; }
+
+Ref<NSError> cfnetwork::errorWithReply(const FTPReply& reply) {
+  return NSError::errorWithDomain_code_userInfo(
+      kCFErrorDomainCFNetwork(), kCFFTPErrorUnexpectedStatusCode,
+      NSDictionary::dictionary({{kCFFTPStatusCodeKey(), NSNumber::numberWithInteger(reply.code)},
+                                {NSLocalizedDescriptionKey(), NSString::stringWithUTF8String(reply.text)}}));
+}
+
+Ref<NSError> cfnetwork::errorWithCode(CFNetworkErrorCode code, std::string_view text) {
+  return NSError::errorWithDomain_code_userInfo(
+      kCFErrorDomainCFNetwork(), code,
+      NSDictionary::dictionary({{NSLocalizedDescriptionKey(), NSString::stringWithUTF8String(text)}}));
+}

@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string_view>
+
+#include "foundation/NSError.h"
+#include "foundation/Ref.h"
+
+struct FTPReply;
+
+const Ref<NSString>& kCFErrorDomainCFNetwork();
+// In the user information of an error that a server's reply caused: the reply's code, a number. The reply's text is
+// the error's localized description.
+const Ref<NSString>& kCFFTPStatusCodeKey();
+
+// Codes in kCFErrorDomainCFNetwork.
+enum CFNetworkErrorCode : NSInteger {
+  kCFHostErrorHostNotFound = 1,
+  kCFFTPErrorUnexpectedStatusCode = 200,
+  kCFURLErrorBadURL = -1000,
+  kCFURLErrorTimedOut = -1001,
+  kCFURLErrorNetworkConnectionLost = -1005,
+  kCFURLErrorBadServerResponse = -1011,
+};
+
+namespace cfnetwork {
+
+Ref<NSError> errorWithReply(const FTPReply& reply);
+Ref<NSError> errorWithCode(CFNetworkErrorCode code, std::string_view text);
+
+}  // namespace cfnetwork

@@ -1,0 +1,8 @@
+#include "cfnetwork/CFReadStream.h"
+
+#include "foundation/NSURL.h"
+
+Ref<FileReadStream> CFReadStreamCreateWithFile(const Ref<NSURL>& url) {
+  if (!url || !url->isFileURL()) return nil;
+  return make<FileReadStream>(url->fileSystemRepresentation());
+}

@@ -1,0 +1,10 @@
+#pragma once
+
+#include "cfnetwork/FileReadStream.h"
+#include "foundation/Ref.h"
+
+class NSURL;
+
+// A stream that reads the file at a "file" URL. Nil when the URL is nil or of another scheme; whether the file can be
+// read shows when the stream is opened.
+Ref<FileReadStream> CFReadStreamCreateWithFile(const Ref<NSURL>& url);

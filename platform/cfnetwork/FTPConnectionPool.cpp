@@ -1,0 +1,34 @@
+#include "cfnetwork/FTPConnectionPool.h"
+
+#include <algorithm>
+
+#include "foundation/NSRunLoop.h"
+
+FTPConnectionPool& FTPConnectionPool::ofThread() {
+  // The run loop is made first, so that it outlives the connections at the thread's end.
+  [[maybe_unused]] thread_local const Ref<NSRunLoop> runLoop = NSRunLoop::currentRunLoop();
+  thread_local FTPConnectionPool pool;
+  return pool;
+}
+
+FTPConnectionPool::~FTPConnectionPool() {
+  for (const auto& connection : connections_) connection->quit();
+}
+
+std::shared_ptr<FTPConnection> FTPConnectionPool::take(const FTPEndpoint& endpoint) {
+  std::erase_if(connections_, [](const auto& connection) { return !connection->isReusable(); });
+  const auto found =
+      std::ranges::find_if(connections_, [&](const auto& connection) { return connection->endpoint() == endpoint; });
+  if (found == connections_.end()) return nullptr;
+  auto connection = *found;
+  connections_.erase(found);
+  return connection;
+}
+
+void FTPConnectionPool::give(const std::shared_ptr<FTPConnection>& connection) {
+  if (connection->isReusable()) {
+    connections_.push_back(connection);
+  } else {
+    connection->close();
+  }
+}

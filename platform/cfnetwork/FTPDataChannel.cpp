@@ -1,0 +1,144 @@
+#include "cfnetwork/FTPDataChannel.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <utility>
+
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+
+#include "cfnetwork/CFNetworkErrors.h"
+#include "foundation/NSError.h"
+#include "foundation/NSRunLoop.h"
+
+FTPDataChannel::FTPDataChannel(Ref<NSRunLoop> runLoop, const FTPLimits& limits, Delegate& delegate)
+    : runLoop_(std::move(runLoop)),
+      limits_(limits),
+      delegate_(delegate),
+      watch_(runLoop_, [this] { checkProgress(); }) {}
+
+FTPDataChannel::~FTPDataChannel() {
+  if (!socket_ || closed_) return;
+  // A reset instead of an orderly end.
+  const linger abort{1, 0};
+  setsockopt(socket_.get(), SOL_SOCKET, SO_LINGER, &abort, sizeof abort);
+}
+
+void FTPDataChannel::connect(const FTPConnection& control, std::uint16_t port) {
+  const auto completion = [this](cfnetwork::SocketConnector::Result result) { connected(std::move(result)); };
+  if (control.isThroughProxy()) {
+    const FTPEndpoint& endpoint = control.endpoint();
+    connector_ = cfnetwork::SocketConnector::connectToHost(runLoop_, endpoint.host, port, endpoint.route,
+                                                           limits_.connect, completion);
+    return;
+  }
+  cfnetwork::SocketAddress address = cfnetwork::SocketAddress::peerOf(control.descriptor());
+  address.setPort(port);
+  connector_ = cfnetwork::SocketConnector::connectToAddress(runLoop_, address, limits_.connect, completion);
+}
+
+void FTPDataChannel::connected(cfnetwork::SocketConnector::Result result) {
+  connector_.reset();
+  if (!result.descriptor) return fail(result.error);
+  socket_ = std::move(result.descriptor);
+  attach();
+}
+
+std::optional<cfnetwork::SocketAddress> FTPDataChannel::listen(const FTPConnection& control) {
+  cfnetwork::SocketAddress address = cfnetwork::SocketAddress::localOf(control.descriptor()).unmapped();
+  server_ = cfnetwork::SocketAddress::peerOf(control.descriptor());
+  address.setPort(0);
+  listener_.reset(::socket(address.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  const bool listening = listener_ &&
+                         ::bind(listener_.get(), reinterpret_cast<sockaddr*>(&address.storage), address.size) == 0 &&
+                         ::listen(listener_.get(), 1) == 0;
+  if (!listening) return std::nullopt;
+  source_.emplace(runLoop_, listener_.get(), foundation::DescriptorSource::Readable, [this] { accept(); });
+  watch_.fireAfter(limits_.connect);
+  return cfnetwork::SocketAddress::localOf(listener_.get());
+}
+
+void FTPDataChannel::accept() {
+  cfnetwork::Descriptor accepted(::accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+  if (!accepted) return;
+  // Somebody else who found the port gets nothing.
+  if (!cfnetwork::SocketAddress::peerOf(accepted.get()).isSameHost(server_)) return;
+  source_.reset();
+  listener_.reset();
+  watch_.cancel();
+  socket_ = std::move(accepted);
+  attach();
+}
+
+void FTPDataChannel::attach() {
+  source_.emplace(runLoop_, socket_.get(), foundation::DescriptorSource::None, [this] { socketReady(); });
+  delegate_.dataChannelDidConnect();
+}
+
+void FTPDataChannel::socketReady() {
+  source_->setEvents(foundation::DescriptorSource::None);
+  blocked_ = false;
+  watch_.cancel();
+  delegate_.dataChannelHasSpace();
+}
+
+std::int64_t FTPDataChannel::send(const std::uint8_t* bytes, std::size_t length) {
+  if (length == 0) return 0;
+  ssize_t sent = 0;
+  do {
+    sent = ::send(socket_.get(), bytes, length, MSG_NOSIGNAL);
+  } while (sent < 0 && errno == EINTR);
+  if (sent < 0 && errno != EAGAIN && errno != EWOULDBLOCK) return -1;
+  if (sent >= 0 && static_cast<std::size_t>(sent) == length) return sent;
+  blocked_ = true;
+  source_->setEvents(foundation::DescriptorSource::Writable);
+  startWatch();
+  return std::max<ssize_t>(sent, 0);
+}
+
+void FTPDataChannel::askForSpace() {
+  if (source_) source_->setEvents(foundation::DescriptorSource::Writable);
+}
+
+void FTPDataChannel::close() {
+  if (!socket_ || closed_) return;
+  closed_ = true;
+  source_.reset();
+  ::shutdown(socket_.get(), SHUT_WR);
+  startWatch();
+}
+
+int FTPDataChannel::unacknowledged() const {
+  int bytes = 0;
+  return ioctl(socket_.get(), SIOCOUTQ, &bytes) == 0 ? bytes : 0;
+}
+
+// Room is only announced when a good part of the kernel's buffer is free, which on a slow link can take longer than
+// the limit; the number of unacknowledged bytes tells earlier whether the other side takes anything.
+void FTPDataChannel::startWatch() {
+  withoutProgress_ = 0;
+  lastUnacknowledged_ = unacknowledged();
+  watch_.fireAfter(std::min(1.0, limits_.progress / 4));
+}
+
+void FTPDataChannel::checkProgress() {
+  if (listener_) {
+    return fail(cfnetwork::errorWithCode(kCFURLErrorTimedOut, "The server did not make the data connection in time."));
+  }
+  const NSTimeInterval step = std::min(1.0, limits_.progress / 4);
+  const int waiting = unacknowledged();
+  if (closed_ && waiting == 0) return delegate_.dataChannelDidDrain();
+  withoutProgress_ = waiting == lastUnacknowledged_ ? withoutProgress_ + step : 0;
+  lastUnacknowledged_ = waiting;
+  if (withoutProgress_ >= limits_.progress) {
+    return fail(cfnetwork::errorWithCode(kCFURLErrorTimedOut, "The server stopped taking data."));
+  }
+  watch_.fireAfter(step);
+}
+
+void FTPDataChannel::fail(const Ref<NSError>& error) {
+  source_.reset();
+  watch_.cancel();
+  delegate_.dataChannelDidFail(error);
+}

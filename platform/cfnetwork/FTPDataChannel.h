@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "cfnetwork/FTPConnection.h"
+#include "cfnetwork/SocketConnector.h"
+#include "foundation/EventSource.h"
+
+// The data connection of one transfer: made by us (passive) or by the server (active), written to, closed. It watches
+// over its own progress. On one run loop's thread; the callbacks come from run-loop turns and may destroy it.
+class FTPDataChannel {
+ public:
+  class Delegate {
+   public:
+    virtual ~Delegate() = default;
+    virtual void dataChannelDidConnect() = 0;
+    // There is room again after send() had none.
+    virtual void dataChannelHasSpace() = 0;
+    // Everything that was sent before close() has left this machine and been acknowledged.
+    virtual void dataChannelDidDrain() = 0;
+    virtual void dataChannelDidFail(const Ref<NSError>& error) = 0;
+  };
+
+  FTPDataChannel(Ref<NSRunLoop> runLoop, const FTPLimits& limits, Delegate& delegate);
+  FTPDataChannel(const FTPDataChannel&) = delete;
+  FTPDataChannel& operator=(const FTPDataChannel&) = delete;
+  // Breaks the connection off unless it was closed: the server must not take what has arrived for the whole file.
+  ~FTPDataChannel();
+
+  // Passive: to the control connection's own peer, whatever address the server names.
+  void connect(const FTPConnection& control, std::uint16_t port);
+  // Active: the address that the server is to connect to, or nothing when no port could be opened.
+  std::optional<cfnetwork::SocketAddress> listen(const FTPConnection& control);
+
+  bool isConnected() const { return static_cast<bool>(socket_); }
+  bool hasSpace() const { return isConnected() && !blocked_ && !closed_; }
+  // The number of bytes taken; 0 when there is no room now (then dataChannelHasSpace() follows); -1 with errno set.
+  std::int64_t send(const std::uint8_t* bytes, std::size_t length);
+  // Has dataChannelHasSpace() called in a coming turn although there is room.
+  void askForSpace();
+  // The end of the data: what was sent still arrives.
+  void close();
+
+ private:
+  void connected(cfnetwork::SocketConnector::Result result);
+  void accept();
+  void attach();
+  void socketReady();
+  void startWatch();
+  void checkProgress();
+  void fail(const Ref<NSError>& error);
+  int unacknowledged() const;
+
+  Ref<NSRunLoop> runLoop_;
+  FTPLimits limits_;
+  Delegate& delegate_;
+  std::unique_ptr<cfnetwork::SocketConnector> connector_;
+  cfnetwork::Descriptor listener_;
+  cfnetwork::SocketAddress server_;  // who may connect to the listener
+  cfnetwork::Descriptor socket_;
+  std::optional<foundation::DescriptorSource> source_;
+  foundation::TimerSource watch_;
+  NSTimeInterval withoutProgress_ = 0;
+  int lastUnacknowledged_ = 0;
+  bool blocked_ = false;
+  bool closed_ = false;
+};

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+#include <string_view>
+
+// A server's reply (RFC 959, section 4.2).
+struct FTPReply {
+  int code = 0;      // 100 to 599
+  std::string text;  // without the codes, lines joined by line feeds; a very long text is cut
+
+  bool isPreliminary() const { return code < 200; }
+  bool isCompletion() const { return code >= 200 && code < 300; }
+  bool isIntermediate() const { return code >= 300 && code < 400; }
+  bool isRefusal() const { return code >= 400; }
+};
+
+// Cuts what a server sends into replies, however it is split into packets. Memory is bounded whatever is sent.
+class FTPReplyParser {
+ public:
+  // The longest text that a reply keeps, in bytes; the rest of a longer one is read and dropped.
+  static constexpr std::size_t maximumText = 4096;
+
+  void append(std::string_view bytes);
+
+  // The oldest complete reply that was not taken yet.
+  std::optional<FTPReply> next();
+
+  // Whether something came that is no reply; what follows it is not looked at.
+  bool isDamaged() const { return damaged_; }
+
+ private:
+  void endLine();
+  void keep(std::string_view text);
+
+  std::string line_;              // its beginning, as far as it is kept
+  std::optional<FTPReply> open_;  // a reply of several lines, until its last line
+  std::deque<FTPReply> complete_;
+  bool damaged_ = false;
+};
+
+// The port in a reply to EPSV (229, RFC 2428), or nothing when it is malformed or 0.
+std::optional<std::uint16_t> FTPPortFromExtendedPassiveReply(const FTPReply& reply);
+// The port in a reply to PASV (227). The address in it is not looked at: data goes to the server that was asked.
+std::optional<std::uint16_t> FTPPortFromPassiveReply(const FTPReply& reply);

@@ -1,0 +1,115 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "cfnetwork/FTPConnection.h"
+#include "cfnetwork/FTPDataChannel.h"
+#include "foundation/NSStream.h"
+
+class NSURL;
+
+// Stores one file on an FTP server, or makes one folder. It uses the thread's kept control connection to the same
+// server and login when there is one, and gives the connection back when the item is over. Everything else happens
+// from run-loop turns; only close() waits, see there.
+class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, private FTPDataChannel::Delegate {
+  NS_OBJECT(FTPWriteStream, NSOutputStream)
+
+ public:
+  explicit FTPWriteStream(Ref<NSURL> url);
+  ~FTPWriteStream() override;
+
+  // Replaces the usual limits; before open().
+  void setLimits(const FTPLimits& limits) { limits_ = limits; }
+
+  // Begins in the next run-loop turn. "Open completed" comes with the data connection, or with the made folder. A
+  // name, login or host that holds a carriage return, line feed or NUL is an error, and nothing is connected.
+  void open() override;
+
+  // Ends the file. Waits for the server's final reply while it runs the run loop; a refusal that only this reply tells
+  // is delivered as the error event before it returns. The wait ends early, and the transfer is broken off, when the
+  // function given to setInterruption() answers true or when close() is called again meanwhile. Closing a stream that
+  // has not transferred anything, or has failed, does not wait.
+  void close() override;
+
+  // Asked before and after each turn of the wait, which lasts at most 0.1 seconds. True when close() is called at
+  // first makes it break the transfer off instead of ending it.
+  void setInterruption(std::function<bool()> interruption) { interruption_ = std::move(interruption); }
+
+  // A failed write gives a negative result; the error event follows when the server has said why, or has not in time.
+  NSInteger write_maxLength(const std::uint8_t* bytes, NSUInteger length) override;
+  bool hasSpaceAvailable() const override;
+
+  id propertyForKey(const Ref<NSString>& key) const override;
+  bool setProperty_forKey(const id& property, const Ref<NSString>& key) override;
+
+ private:
+  enum class Phase { Idle, Preparing, Transferring, Over };
+
+  void connectionDidLogIn() override;
+  void connectionDidFail(const Ref<NSError>& error) override;
+  void connectionDidOvertakeTransfer() override;
+  void dataChannelDidConnect() override;
+  void dataChannelHasSpace() override;
+  void dataChannelDidDrain() override;
+  void dataChannelDidFail(const Ref<NSError>& error) override;
+
+  void start();
+  Ref<NSError> prepareEndpoint();
+  Ref<NSRunLoop> loop() const;
+  void useConnection();
+  void transfer();
+  void folderReply(const FTPReply& reply);
+  std::unique_ptr<FTPDataChannel> makeChannel();
+  void connectPassively();
+  void listenActively();
+  void sendStore();
+  void storeReply(const FTPReply& reply);
+  bool mayStartOver() const;
+  void startOver();
+  void proceed();
+  void keep(const std::uint8_t* bytes, std::size_t length);
+  std::size_t room() const;
+  bool canRepeat() const { return written_ == kept_.size(); }
+  bool isInterrupted() const { return closedAgain_ || (interruption_ && interruption_()); }
+  void endData();
+  void waitForEnd();
+  void waitForReason(const Ref<NSError>& error);
+  void finish();
+  void failWith(const Ref<NSError>& error);
+  void letGo();
+
+  Ref<NSURL> url_;
+  Ref<NSString> userName_;
+  Ref<NSString> password_;
+  id proxies_;
+  bool passive_ = true;
+  FTPLimits limits_;
+  std::function<bool()> interruption_;
+
+  Phase phase_ = Phase::Idle;
+  bool isFolder_ = false;
+  std::string path_;
+  FTPEndpoint endpoint_;
+  std::unique_ptr<foundation::SignalSource> starter_;
+  std::shared_ptr<FTPConnection> connection_;
+  std::unique_ptr<FTPDataChannel> channel_;
+
+  bool fromPool_ = false;  // the connection was used before, so it may have died unnoticed
+  bool startedOver_ = false;
+  bool storeSent_ = false;  // and not answered in full yet
+  bool accepted_ = false;   // the server has begun to store
+  bool overtaken_ = false;  // the server may have broken the transfer off
+  bool dataEnded_ = false;  // everything is on its way and the data connection closed on this side
+  bool opened_ = false;
+  bool ending_ = false;   // the writer has no more data
+  bool waiting_ = false;  // inside close()
+  bool closedAgain_ = false;
+  Ref<NSError> failure_;  // that ended the data connection, while the server may still tell why
+  std::unique_ptr<foundation::TimerSource> reasonTimer_;
+  std::uint64_t written_ = 0;
+  std::string kept_;            // all data written so far, while it is short enough to be sent once more
+  std::string pending_;         // data taken from the writer that the present data connection has not got yet
+  std::size_t sinceEvent_ = 0;  // bytes taken since the last space event
+};

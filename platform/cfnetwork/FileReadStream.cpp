@@ -1,0 +1,64 @@
+#include "cfnetwork/FileReadStream.h"
+
+#include <cerrno>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "foundation/NSError.h"
+
+Class FileReadStream::classObject() {
+  static const NSClass object("FileReadStream", NSInputStream::classObject(), {});
+  return &object;
+}
+
+// 0, or the errno value of what stands in the way.
+int FileReadStream::openFile() {
+  if (path_.find('\0') != std::string::npos) return EINVAL;
+  // Non-blocking, for the sake of pipes that nobody writes to.
+  file_.reset(::open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+  struct stat status {};
+  if (!file_ || ::fstat(file_.get(), &status) != 0) return errno;
+  isFolder_ = S_ISDIR(status.st_mode);
+  if (!isFolder_ && !S_ISREG(status.st_mode)) return EOPNOTSUPP;
+  [[maybe_unused]] const int advised = ::posix_fadvise(file_.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
+  return 0;
+}
+
+void FileReadStream::open() {
+  if (streamStatus() != NSStreamStatusNotOpen) return;
+  if (const int error = openFile(); error != 0) {
+    file_.reset();
+    return fail(NSError::errorWithPOSIXCode(error));
+  }
+  setStatus(NSStreamStatusOpen);
+  signal(NSStreamEventOpenCompleted);
+  signal(NSStreamEventHasBytesAvailable);
+}
+
+void FileReadStream::close() {
+  file_.reset();
+  cancelAllEvents();
+  setStatus(NSStreamStatusClosed);
+}
+
+bool FileReadStream::hasBytesAvailable() const { return file_ && streamStatus() == NSStreamStatusOpen; }
+
+NSInteger FileReadStream::read_maxLength(std::uint8_t* buffer, NSUInteger length) {
+  if (!file_) return -1;
+  if (streamStatus() == NSStreamStatusAtEnd || length == 0) return 0;
+  ssize_t size = 0;
+  if (!isFolder_) {
+    do {
+      size = ::read(file_.get(), buffer, length);
+    } while (size < 0 && errno == EINTR);
+  }
+  if (size < 0) {
+    fail(NSError::errorWithPOSIXCode(errno));
+  } else if (size == 0) {
+    setStatus(NSStreamStatusAtEnd);
+    signal(NSStreamEventEndEncountered);
+  }
+  return size;
+}

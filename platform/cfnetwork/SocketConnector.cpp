@@ -1,0 +1,246 @@
+#include "cfnetwork/SocketConnector.h"
+
+#include <cerrno>
+#include <cstring>
+#include <optional>
+#include <utility>
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <gio/gio.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <unistd.h>
+
+#include "cfnetwork/CFNetworkErrors.h"
+#include "foundation/EventSource.h"
+#include "foundation/NSError.h"
+#include "foundation/NSRunLoop.h"
+
+namespace cfnetwork {
+
+namespace {
+
+template <class T>
+struct Unref {
+  void operator()(T* object) const { g_object_unref(object); }
+};
+template <class T>
+using Object = std::unique_ptr<T, Unref<T>>;
+
+Ref<NSError> errorFrom(const GError* error) {
+  if (error->domain == G_RESOLVER_ERROR) return errorWithCode(kCFHostErrorHostNotFound, error->message);
+  if (error->domain == G_IO_ERROR && error->code == G_IO_ERROR_CONNECTION_REFUSED) {
+    return NSError::errorWithPOSIXCode(ECONNREFUSED);
+  }
+  return errorWithCode(kCFURLErrorNetworkConnectionLost, error->message);
+}
+
+Ref<NSError> timeoutError() { return errorWithCode(kCFURLErrorTimedOut, "The connection was not made in time."); }
+
+// By name, through GIO: name resolution off this thread, both address families, proxies.
+class HostConnector : public SocketConnector {
+ public:
+  HostConnector(const Ref<NSRunLoop>& runLoop, Completion completion)
+      : attempt_(std::make_shared<Attempt>()), timer_(runLoop, [attempt = attempt_] {
+          finish(attempt, Result{{}, false, timeoutError()});
+        }) {
+    attempt_->completion = std::move(completion);
+    attempt_->cancellable.reset(g_cancellable_new());
+  }
+  HostConnector(const HostConnector&) = delete;
+  HostConnector& operator=(const HostConnector&) = delete;
+  ~HostConnector() override {
+    attempt_->completion = nullptr;
+    g_cancellable_cancel(attempt_->cancellable.get());
+  }
+
+  void start(const std::string& host, std::uint16_t port, const Route& route, NSTimeInterval limit) {
+    timer_.fireAfter(limit);
+    const Object<GSocketClient> client(g_socket_client_new());
+    g_socket_client_set_enable_proxy(client.get(), route.useProxies);
+    if (route.useProxies && !route.proxy.empty()) setProxy(client.get(), route);
+    // A proxy is chosen by what the connection is for.
+    const Object<GSocketConnectable> target(G_SOCKET_CONNECTABLE(g_object_new(
+        G_TYPE_NETWORK_ADDRESS, "hostname", host.c_str(), "port", static_cast<guint>(port), "scheme", "ftp", nullptr)));
+    g_socket_client_connect_async(client.get(), target.get(), attempt_->cancellable.get(), &connected,
+                                  new std::shared_ptr<Attempt>(attempt_));
+  }
+
+ private:
+  // Shared with the operation under way, which may report after the connector has gone.
+  struct Attempt {
+    Completion completion;
+    Object<GCancellable> cancellable;
+  };
+
+  static void setProxy(GSocketClient* client, const Route& route) {
+    std::vector<char*> exceptions;
+    exceptions.reserve(route.exceptions.size() + 1);
+    for (const std::string& exception : route.exceptions) exceptions.push_back(const_cast<char*>(exception.c_str()));
+    exceptions.push_back(nullptr);
+    const Object<GProxyResolver> resolver(g_simple_proxy_resolver_new(route.proxy.c_str(), exceptions.data()));
+    g_socket_client_set_proxy_resolver(client, resolver.get());
+  }
+
+  static void connected(GObject* client, GAsyncResult* asyncResult, gpointer data) {
+    const std::unique_ptr<std::shared_ptr<Attempt>> attempt(static_cast<std::shared_ptr<Attempt>*>(data));
+    GError* failure = nullptr;
+    const Object<GSocketConnection> connection(
+        g_socket_client_connect_finish(G_SOCKET_CLIENT(client), asyncResult, &failure));
+    Result result;
+    if (connection) {
+      const Object<GSocketAddress> remote(g_socket_connection_get_remote_address(connection.get(), nullptr));
+      result.throughProxy = remote && G_IS_PROXY_ADDRESS(remote.get());
+      // A duplicate, so that the connection's object can go.
+      const int descriptor = g_socket_get_fd(g_socket_connection_get_socket(connection.get()));
+      result.descriptor.reset(fcntl(descriptor, F_DUPFD_CLOEXEC, 0));
+      if (!result.descriptor) result.error = NSError::errorWithPOSIXCode(errno);
+    } else {
+      result.error = errorFrom(failure);
+      g_error_free(failure);
+    }
+    finish(*attempt, std::move(result));
+  }
+
+  static void finish(const std::shared_ptr<Attempt>& attempt, Result result) {
+    const Completion completion = std::exchange(attempt->completion, nullptr);
+    if (completion) completion(std::move(result));
+  }
+
+  std::shared_ptr<Attempt> attempt_;
+  foundation::TimerSource timer_;
+};
+
+// To an address that is known already.
+class AddressConnector : public SocketConnector {
+ public:
+  AddressConnector(Ref<NSRunLoop> runLoop, Completion completion)
+      : runLoop_(std::move(runLoop)), completion_(std::move(completion)), timer_(runLoop_, [this] {
+          finish({{}, false, timeoutError()});
+        }) {}
+
+  void start(const SocketAddress& address, NSTimeInterval limit) {
+    socket_.reset(::socket(address.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    error_ = socket_ ? 0 : errno;
+    if (socket_ && ::connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address.storage), address.size) != 0) {
+      error_ = errno == EINPROGRESS ? 0 : errno;
+    }
+    if (error_ != 0) {
+      timer_.fireAfter(0);
+      return;
+    }
+    timer_.fireAfter(limit);
+    source_.emplace(runLoop_, socket_.get(), foundation::DescriptorSource::Writable, [this] { ready(); });
+  }
+
+ private:
+  void ready() {
+    int error = 0;
+    socklen_t size = sizeof error;
+    if (getsockopt(socket_.get(), SOL_SOCKET, SO_ERROR, &error, &size) != 0) error = errno;
+    if (error != 0) {
+      finish({{}, false, NSError::errorWithPOSIXCode(error)});
+    } else {
+      finish({std::move(socket_), false, nil});
+    }
+  }
+
+  void finish(Result result) {
+    source_.reset();
+    timer_.cancel();
+    if (error_ != 0) result.error = NSError::errorWithPOSIXCode(error_);
+    const Completion completion = std::exchange(completion_, nullptr);
+    if (completion) completion(std::move(result));  // may destroy this connector
+  }
+
+  Ref<NSRunLoop> runLoop_;
+  Completion completion_;
+  Descriptor socket_;
+  int error_ = 0;  // of an attempt that failed at once
+  foundation::TimerSource timer_;
+  std::optional<foundation::DescriptorSource> source_;
+};
+
+}  // namespace
+
+Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
+  if (this != &other) reset(other.release());
+  return *this;
+}
+
+int Descriptor::release() { return std::exchange(number_, -1); }
+
+void Descriptor::reset(int number) {
+  if (number_ >= 0) ::close(number_);
+  number_ = number;
+}
+
+SocketAddress SocketAddress::peerOf(int descriptor) {
+  SocketAddress address;
+  address.size = sizeof address.storage;
+  if (getpeername(descriptor, reinterpret_cast<sockaddr*>(&address.storage), &address.size) != 0) address.size = 0;
+  return address;
+}
+
+SocketAddress SocketAddress::localOf(int descriptor) {
+  SocketAddress address;
+  address.size = sizeof address.storage;
+  if (getsockname(descriptor, reinterpret_cast<sockaddr*>(&address.storage), &address.size) != 0) address.size = 0;
+  return address;
+}
+
+SocketAddress SocketAddress::unmapped() const {
+  const auto* six = reinterpret_cast<const sockaddr_in6*>(&storage);
+  if (!isIPv6() || !IN6_IS_ADDR_V4MAPPED(&six->sin6_addr)) return *this;
+  SocketAddress address;
+  auto* four = reinterpret_cast<sockaddr_in*>(&address.storage);
+  four->sin_family = AF_INET;
+  four->sin_port = six->sin6_port;
+  std::memcpy(&four->sin_addr, six->sin6_addr.s6_addr + 12, sizeof four->sin_addr);
+  address.size = sizeof(sockaddr_in);
+  return address;
+}
+
+void SocketAddress::setPort(std::uint16_t port) {
+  if (isIPv6()) {
+    reinterpret_cast<sockaddr_in6*>(&storage)->sin6_port = htons(port);
+  } else {
+    reinterpret_cast<sockaddr_in*>(&storage)->sin_port = htons(port);
+  }
+}
+
+std::uint16_t SocketAddress::port() const {
+  return ntohs(isIPv6() ? reinterpret_cast<const sockaddr_in6*>(&storage)->sin6_port
+                        : reinterpret_cast<const sockaddr_in*>(&storage)->sin_port);
+}
+
+std::string SocketAddress::host() const {
+  char text[INET6_ADDRSTRLEN] = {};
+  const void* bytes = isIPv6() ? static_cast<const void*>(&reinterpret_cast<const sockaddr_in6*>(&storage)->sin6_addr)
+                               : &reinterpret_cast<const sockaddr_in*>(&storage)->sin_addr;
+  return inet_ntop(storage.ss_family, bytes, text, sizeof text) ? text : "";
+}
+
+bool SocketAddress::isSameHost(const SocketAddress& other) const {
+  return unmapped().host() == other.unmapped().host();
+}
+
+std::unique_ptr<SocketConnector> SocketConnector::connectToHost(const Ref<NSRunLoop>& runLoop, const std::string& host,
+                                                                std::uint16_t port, const Route& route,
+                                                                NSTimeInterval limit, Completion completion) {
+  auto connector = std::make_unique<HostConnector>(runLoop, std::move(completion));
+  connector->start(host, port, route, limit);
+  return connector;
+}
+
+std::unique_ptr<SocketConnector> SocketConnector::connectToAddress(const Ref<NSRunLoop>& runLoop,
+                                                                   const SocketAddress& address, NSTimeInterval limit,
+                                                                   Completion completion) {
+  auto connector = std::make_unique<AddressConnector>(runLoop, std::move(completion));
+  connector->start(address, limit);
+  return connector;
+}
+
+}  // namespace cfnetwork

@@ -1,0 +1,84 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <sys/socket.h>
+
+#include "foundation/NSObject.h"
+
+class NSError;
+class NSRunLoop;
+
+namespace cfnetwork {
+
+// An open file descriptor, closed with its owner.
+class Descriptor {
+ public:
+  Descriptor() = default;
+  explicit Descriptor(int number) : number_(number) {}
+  Descriptor(Descriptor&& other) noexcept : number_(other.release()) {}
+  Descriptor& operator=(Descriptor&& other) noexcept;
+  ~Descriptor() { reset(); }
+
+  int get() const { return number_; }
+  explicit operator bool() const { return number_ >= 0; }
+  int release();
+  void reset(int number = -1);
+
+ private:
+  int number_ = -1;
+};
+
+struct SocketAddress {
+  sockaddr_storage storage{};
+  socklen_t size = 0;
+
+  static SocketAddress peerOf(int descriptor);
+  static SocketAddress localOf(int descriptor);
+  bool isIPv6() const { return storage.ss_family == AF_INET6; }
+  // A v4 address in IPv6 clothes becomes plain IPv4; everything else stays.
+  SocketAddress unmapped() const;
+  void setPort(std::uint16_t port);
+  std::uint16_t port() const;
+  std::string host() const;  // as digits
+  bool isSameHost(const SocketAddress& other) const;
+};
+
+// Which roads lead to a host.
+struct Route {
+  bool useProxies = false;  // false: always direct
+  std::string proxy;        // a proxy's URL; empty: what the desktop's settings say
+  std::vector<std::string> exceptions;
+
+  bool operator==(const Route&) const = default;
+};
+
+// Makes one TCP connection without blocking. Destroying it gives the attempt up. On its run loop's thread only.
+class SocketConnector {
+ public:
+  struct Result {
+    Descriptor descriptor;  // non-blocking, close-on-exec
+    bool throughProxy = false;
+    Ref<NSError> error;  // set when there is no descriptor
+  };
+  using Completion = std::function<void(Result result)>;
+
+  // Resolves the host and tries its addresses until one answers. The completion is called once, from a run-loop turn,
+  // at the latest after the given number of seconds.
+  static std::unique_ptr<SocketConnector> connectToHost(const Ref<NSRunLoop>& runLoop, const std::string& host,
+                                                        std::uint16_t port, const Route& route, NSTimeInterval limit,
+                                                        Completion completion);
+  static std::unique_ptr<SocketConnector> connectToAddress(const Ref<NSRunLoop>& runLoop, const SocketAddress& address,
+                                                           NSTimeInterval limit, Completion completion);
+
+  virtual ~SocketConnector() = default;
+
+ protected:
+  SocketConnector() = default;
+};
+
+}  // namespace cfnetwork
