@@ -1,5 +1,6 @@
 #include "foundation/NSData.h"
 
+#include "foundation/Base64.h"
 #include "foundation/FileIO.h"
 #include "foundation/NSException.h"
 #include "foundation/NSString.h"
@@ -39,6 +40,17 @@ Ref<NSData> NSData::subdataWithRange(NSRange range) const {
                               range.length, length());
   }
   return make<NSData>(bytes_.substr(range.location, range.length));
+}
+
+Ref<NSData> NSData::dataWithBase64EncodedString_options(const Ref<NSString>& text, NSUInteger options) {
+  if (!text) return nil;
+  const bool ignoreUnknown = (options & NSDataBase64DecodingIgnoreUnknownCharacters) != 0;
+  std::optional<std::string> bytes = foundation::bytesFromBase64(text->units(), ignoreUnknown);
+  return bytes ? make<NSData>(*std::move(bytes)) : nil;
+}
+
+Ref<NSString> NSData::base64EncodedString() const {
+  return NSString::stringWithUTF8String(foundation::base64FromBytes(bytes_));
 }
 
 Ref<NSString> NSData::description() const {

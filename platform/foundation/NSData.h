@@ -12,6 +12,8 @@ class NSError;
 class NSString;
 class NSURL;
 
+enum NSDataBase64DecodingOptions : NSUInteger { NSDataBase64DecodingIgnoreUnknownCharacters = 1 };
+
 // Bytes. Immutable, any thread.
 class NSData : public NSObject {
   NS_OBJECT(NSData, NSObject)
@@ -25,10 +27,15 @@ class NSData : public NSObject {
   // The whole of a regular file; nil when there is none or it cannot be read.
   static Ref<NSData> dataWithContentsOfFile(const Ref<NSString>& path);
 
+  // The bytes of a Base64 text (RFC 4648, padded); nil when it is none, or nil.
+  static Ref<NSData> dataWithBase64EncodedString_options(const Ref<NSString>& text, NSUInteger options);
+
   NSUInteger length() const { return bytes_.size(); }
   const std::uint8_t* bytes() const { return reinterpret_cast<const std::uint8_t*>(bytes_.data()); }
   std::string_view view() const { return bytes_; }
   Ref<NSData> subdataWithRange(NSRange range) const;
+  // As Base64, padded, in one line.
+  Ref<NSString> base64EncodedString() const;
 
   // False when the file could not be written. Atomically: through a file beside it that takes its place, keeping its
   // permissions, when complete and on the disk; otherwise in place. A link stays a link.

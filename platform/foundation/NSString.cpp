@@ -10,8 +10,10 @@
 #include <unicode/unistr.h>
 #include <unicode/ustring.h>
 
+#include "foundation/CaseFolding.h"
 #include "foundation/NSArray.h"
 #include "foundation/NSException.h"
+#include "foundation/TextSearch.h"
 #include "foundation/UTF8.h"
 
 namespace {
@@ -23,22 +25,6 @@ icu::UnicodeString unicodeString(std::u16string_view units) {
 Ref<NSString> stringFrom(const icu::UnicodeString& text) {
   return NSString::stringWithUnits({text.getBuffer(), static_cast<std::size_t>(text.length())});
 }
-
-std::u16string folded(std::u16string_view units) {
-  // Most text that is compared is ASCII, for which folding is a table of 26 letters.
-  std::u16string result(units);
-  for (char16_t& unit : result) {
-    if (unit >= 0x80) {
-      icu::UnicodeString text = unicodeString(units);
-      text.foldCase();
-      return {text.getBuffer(), static_cast<std::size_t>(text.length())};
-    }
-    if (unit >= u'A' && unit <= u'Z') unit = static_cast<char16_t>(unit + 0x20);
-  }
-  return result;
-}
-
-char16_t foldedASCII(char16_t unit) { return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 0x20) : unit; }
 
 void requireRange(NSRange range, NSUInteger length) {
   if (range.location <= length && range.length <= length - range.location) return;
@@ -63,18 +49,10 @@ std::size_t foldedMatch(std::u16string_view units, std::size_t from, std::u16str
   std::size_t matched = 0;
   while (matched < target.size()) {
     if (at >= units.size()) return std::u16string_view::npos;
-    if (units[at] < 0x80) {
-      if (foldedASCII(units[at]) != target[matched]) return std::u16string_view::npos;
-      ++matched;
-      ++at;
-      continue;
-    }
-    const bool pair = U16_IS_LEAD(units[at]) && at + 1 < units.size() && U16_IS_TRAIL(units[at + 1]);
-    const std::size_t size = pair ? 2 : 1;
-    const std::u16string character = folded(units.substr(at, size));
-    if (target.substr(matched, character.size()) != character) return std::u16string_view::npos;
-    matched += character.size();
-    at += size;
+    const foundation::FoldedCharacter character = foundation::foldedCharacterAt(units, at);
+    if (target.substr(matched, character.size) != character.view()) return std::u16string_view::npos;
+    matched += character.size;
+    at += character.characterSize;
   }
   return at - from;
 }
@@ -167,13 +145,12 @@ Ref<NSString> NSString::stringByAppendingString(const Ref<NSString>& other) cons
 
 Ref<NSArray> NSString::componentsSeparatedByString(const Ref<NSString>& separator) const {
   requireText(separator);
+  const foundation::TextSearch search(separator->units_, false);
   std::vector<id> components;
   std::size_t from = 0;
-  while (!separator->units_.empty()) {
-    const std::size_t found = units_.find(separator->units_, from);
-    if (found == std::u16string::npos) break;
-    components.push_back(stringWithUnits(units_.substr(from, found - from)));
-    from = found + separator->units_.size();
+  for (NSRange found = search.find(units_); found.location != NSNotFound; found = search.find(units_, from)) {
+    components.push_back(stringWithUnits(units_.substr(from, found.location - from)));
+    from = NSMaxRange(found);
   }
   components.push_back(stringWithUnits(units_.substr(from)));
   return NSArray::arrayWithVector(std::move(components));
@@ -199,10 +176,14 @@ NSRange NSString::rangeOfString_options_range(const Ref<NSString>& text, NSUInte
   const bool insensitive = (options & NSCaseInsensitiveSearch) != 0;
   const bool backwards = (options & NSBackwardsSearch) != 0;
   const bool anchored = (options & NSAnchoredSearch) != 0;
-  const std::u16string target = insensitive ? folded(text->units_) : text->units_;
+  if (!backwards && !anchored) {
+    const NSRange found = foundation::TextSearch(text->units_, insensitive).find(searched);
+    return found.location == NSNotFound ? none : NSRange{range.location + found.location, found.length};
+  }
+  const std::u16string target = insensitive ? foundation::foldedText(text->units_) : text->units_;
 
   if (!insensitive && !anchored) {
-    const std::size_t found = backwards ? searched.rfind(target) : searched.find(target);
+    const std::size_t found = searched.rfind(target);
     return found == std::u16string_view::npos ? none : NSRange{range.location + found, target.size()};
   }
   const auto matchAt = [&](std::size_t at) {
@@ -231,7 +212,7 @@ NSComparisonResult NSString::compare(const Ref<NSString>& other) const {
 }
 
 NSComparisonResult NSString::caseInsensitiveCompare(const Ref<NSString>& other) const {
-  return other ? ordering(folded(units_), folded(other->units_)) : NSOrderedDescending;
+  return other ? ordering(foundation::foldedText(units_), foundation::foldedText(other->units_)) : NSOrderedDescending;
 }
 
 NSComparisonResult NSString::localizedStandardCompare(const Ref<NSString>& other) const {
@@ -251,7 +232,7 @@ NSComparisonResult NSString::localizedStandardCompare(const Ref<NSString>& other
 
 bool NSString::isEqualToString(const Ref<NSString>& other) const { return other && units_ == other->units_; }
 
-Ref<NSString> NSString::foldedString() const { return stringWithUnits(folded(units_)); }
+Ref<NSString> NSString::foldedString() const { return stringWithUnits(foundation::foldedText(units_)); }
 
 Ref<NSString> NSString::lowercaseString() const {
   return stringFrom(icu::UnicodeString(unicodeString(units_)).toLower(icu::Locale::getRoot()));
@@ -380,29 +361,42 @@ void NSMutableString::replaceCharactersInRange_withString(NSRange range, const R
   units_.replace(range.location, range.length, std::u16string(text->units()));
 }
 
-NSUInteger NSMutableString::replaceOccurrencesOfString_withString_options_range(const Ref<NSString>& target,
-                                                                                const Ref<NSString>& replacement,
-                                                                                NSUInteger options, NSRange range) {
-  requireText(target);
-  requireText(replacement);
-  requireRange(range, length());
-  // Collected forward into a new text, so that many replacements cost one pass; a backward search finds other places
-  // only where occurrences overlap, so it is made of the backward matches put in order.
+std::vector<NSRange> NSMutableString::occurrences(const Ref<NSString>& target, NSUInteger options,
+                                                  NSRange range) const {
   std::vector<NSRange> places;
+  if (!(options & (NSBackwardsSearch | NSAnchoredSearch))) {
+    const foundation::TextSearch search(target->units(), (options & NSCaseInsensitiveSearch) != 0);
+    const std::u16string_view searched = std::u16string_view(units_).substr(0, NSMaxRange(range));
+    std::size_t from = range.location;
+    for (NSRange found = search.find(searched, from); found.location != NSNotFound;
+         found = search.find(searched, from)) {
+      places.push_back(found);
+      from = NSMaxRange(found);
+    }
+    return places;
+  }
+  // A backward search finds other places than a forward one where occurrences overlap.
   NSRange rest = range;
   while (true) {
     const NSRange found = rangeOfString_options_range(target, options, rest);
     if (found.location == NSNotFound) break;
     places.push_back(found);
     if (options & NSAnchoredSearch) break;
-    if (options & NSBackwardsSearch) {
-      rest.length = found.location - rest.location;
-    } else {
-      rest = {NSMaxRange(found), NSMaxRange(rest) - NSMaxRange(found)};
-    }
+    rest.length = found.location - rest.location;
   }
+  std::ranges::reverse(places);
+  return places;
+}
+
+NSUInteger NSMutableString::replaceOccurrencesOfString_withString_options_range(const Ref<NSString>& target,
+                                                                                const Ref<NSString>& replacement,
+                                                                                NSUInteger options, NSRange range) {
+  requireText(target);
+  requireText(replacement);
+  requireRange(range, length());
+  // Collected into a new text, so that many replacements cost one pass.
+  const std::vector<NSRange> places = occurrences(target, options, range);
   if (places.empty()) return 0;
-  if (options & NSBackwardsSearch) std::ranges::reverse(places);
   std::u16string result;
   std::size_t copied = 0;
   for (const NSRange place : places) {

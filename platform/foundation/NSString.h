@@ -67,14 +67,17 @@ class NSString : public NSObject {
   }
   static Ref<NSString> stringWithFormat_arguments(const Ref<NSString>& format,
                                                   const std::vector<NSFormatArgument>& arguments);
-  // Nil when the bytes are not text in that encoding.
+  // Nil when the bytes are not text in that encoding, to the letter of it, and for nil. A byte order mark is taken off
+  // with the two encodings that name no byte order; without a mark these read as big endian.
   static Ref<NSString> stringWithData_encoding(const Ref<NSData>& data, NSStringEncoding encoding);
 
   NSUInteger length() const { return units_.size(); }
   char16_t characterAtIndex(NSUInteger index) const;
   std::u16string_view units() const { return units_; }
   std::string UTF8String() const;
-  // Nil when the encoding cannot hold the text, unless loss is allowed.
+  // Nil when the encoding cannot hold the text, unless loss is allowed: then a question mark stands for each character
+  // that is lost. Unpaired surrogates, carried bytes included, fit no encoding. A byte order mark is written with the
+  // two encodings that name no byte order, and the bytes then are little endian.
   Ref<NSData> dataUsingEncoding(NSStringEncoding encoding, bool allowLossyConversion = false) const;
 
   Ref<NSString> substringFromIndex(NSUInteger from) const;
@@ -94,6 +97,8 @@ class NSString : public NSObject {
   NSRange rangeOfString(const Ref<NSString>& text, NSUInteger options = 0) const;
   NSRange rangeOfString_options_range(const Ref<NSString>& text, NSUInteger options, NSRange range) const;
   bool containsString(const Ref<NSString>& text) const;
+  // The first character (the last one, with NSBackwardsSearch) that belongs to the set; {NSNotFound, 0} for none.
+  NSRange rangeOfCharacterFromSet(const Ref<NSCharacterSet>& set, NSUInteger options = 0) const;
   bool hasPrefix(const Ref<NSString>& prefix) const;
   bool hasSuffix(const Ref<NSString>& suffix) const;
 
@@ -177,6 +182,10 @@ class NSMutableString : public NSString {
                                                                  NSRange range);
 
   id copy() const override;
+
+ private:
+  // Where replacements take place, in the order of the text.
+  std::vector<NSRange> occurrences(const Ref<NSString>& target, NSUInteger options, NSRange range) const;
 };
 
 // "text"_ns: the literal as text, made once in the life of the process.
