@@ -3,6 +3,7 @@
 // The whole object world of platform/foundation.
 
 #include "foundation/NSArray.h"
+#include "foundation/NSAssertionHandler.h"
 #include "foundation/NSAttributedString.h"
 #include "foundation/NSCharacterSet.h"
 #include "foundation/NSCoder.h"
@@ -16,6 +17,8 @@
 #include "foundation/NSFileManager.h"
 #include "foundation/NSInvocation.h"
 #include "foundation/NSLog.h"
+#include "foundation/NSNotification.h"
+#include "foundation/NSNotificationCenter.h"
 #include "foundation/NSNull.h"
 #include "foundation/NSNumber.h"
 #include "foundation/NSObject.h"
@@ -28,5 +31,7 @@
 #include "foundation/NSStream.h"
 #include "foundation/NSString.h"
 #include "foundation/NSThread.h"
+#include "foundation/NSTimer.h"
 #include "foundation/NSURL.h"
 #include "foundation/NSUUID.h"
+#include "foundation/WeakRef.h"

@@ -178,6 +178,20 @@ Ref<NSString> NSDescription(const id& object) { return object ? object->descript
 
 namespace foundation {
 
+bool retainIfAlive(NSObject* object) noexcept {
+  std::uint64_t count = object->referenceCount_.load(std::memory_order_relaxed);
+  do {
+    if ((count & ~weaklyReferencedBit) == 0 || (count & dyingBit)) return false;
+  } while (!object->referenceCount_.compare_exchange_weak(count, count + 1, std::memory_order_acquire));
+  return true;
+}
+
+bool markWeaklyReferenced(NSObject* object) noexcept {
+  if (object->referenceCount_.load(std::memory_order_relaxed) & dyingBit) return false;
+  object->referenceCount_.fetch_or(weaklyReferencedBit, std::memory_order_relaxed);
+  return true;
+}
+
 bool boolFromObject(const id& object) {
   if (const auto number = as<NSNumber>(object)) return number->boolValue();
   const auto text = as<NSString>(object);

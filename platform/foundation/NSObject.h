@@ -37,7 +37,8 @@ struct NSCoding {
 };
 
 // What a class is at run time: its name, its superclass and the methods that can be called by name. Made once per
-// class, in its classObject(), and kept for the life of the process.
+// class, in its classObject(), and kept for the life of the process: threads that still run while the process exits
+// may go on calling methods by name.
 class NSClass {
  public:
   NSClass(const char* name, const NSClass* superclass, std::vector<NSMethod> methods = {}, NSCoding coding = {});
@@ -69,7 +70,7 @@ class NSClass {
   struct Hash {
     std::size_t operator()(SEL selector) const noexcept { return selector.hash(); }
   };
-  mutable std::unordered_map<SEL, NSMethod, Hash> methods_;
+  std::unordered_map<SEL, NSMethod, Hash>& methods_ = *new std::unordered_map<SEL, NSMethod, Hash>;  // never destroyed
   mutable NSCoding coding_;
 };
 
@@ -98,6 +99,20 @@ Class NSClassFromString(std::string_view name);
   Class isa() const override { return classObject(); } \
                                                        \
  private:
+
+namespace foundation {
+
+// Bits of the reference count beyond any number of references: weak references were made of the object (WeakRef.h),
+// and the object's destructor runs.
+inline constexpr std::uint64_t weaklyReferencedBit = std::uint64_t{1} << 63U;
+inline constexpr std::uint64_t dyingBit = std::uint64_t{1} << 62U;
+
+// For WeakRef.cpp: false when nobody holds the object any more.
+bool retainIfAlive(NSObject* object) noexcept;
+bool markWeaklyReferenced(NSObject* object) noexcept;
+void forgetWeakReferences(NSObject* object) noexcept;
+
+}  // namespace foundation
 
 // The root class. Objects are made with make<T>() and live as long as a Ref to them does.
 class NSObject {
@@ -156,16 +171,21 @@ class NSObject {
  private:
   friend void foundation::retain(NSObject* object) noexcept;
   friend void foundation::release(NSObject* object) noexcept;
-  std::atomic<std::uint64_t> referenceCount_{1};  // the maker's own
+  friend bool foundation::retainIfAlive(NSObject* object) noexcept;
+  friend bool foundation::markWeaklyReferenced(NSObject* object) noexcept;
+  std::atomic<std::uint64_t> referenceCount_{1};  // the maker's own; see below for two special bits
 };
 
 inline void foundation::retain(NSObject* object) noexcept {
   if (object) object->referenceCount_.fetch_add(1, std::memory_order_relaxed);
 }
 inline void foundation::release(NSObject* object) noexcept {
-  if (!object || object->referenceCount_.fetch_sub(1, std::memory_order_acq_rel) != 1) return;
+  if (!object) return;
+  const std::uint64_t count = object->referenceCount_.fetch_sub(1, std::memory_order_acq_rel);
+  if ((count & ~weaklyReferencedBit) != 1) return;
+  if (count & weaklyReferencedBit) forgetWeakReferences(object);
   // References to itself that the object takes and drops while it is destroyed must not destroy it once more.
-  object->referenceCount_.store(std::uint64_t{1} << 40U, std::memory_order_relaxed);
+  object->referenceCount_.store(dyingBit, std::memory_order_relaxed);
   delete object;
 }
 

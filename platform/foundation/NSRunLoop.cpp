@@ -8,6 +8,7 @@
 #include "foundation/NSDate.h"
 #include "foundation/NSString.h"
 #include "foundation/NSThread.h"
+#include "foundation/NSTimer.h"
 #include "foundation/RunLoopContext.h"
 
 namespace {
@@ -60,7 +61,11 @@ struct ThreadRunLoop {
   }
   ThreadRunLoop(const ThreadRunLoop&) = delete;
   ThreadRunLoop& operator=(const ThreadRunLoop&) = delete;
-  ~ThreadRunLoop() { g_main_context_pop_thread_default(runLoop->context().context); }
+  ~ThreadRunLoop() {
+    // A timer that nobody will fire any more would keep its target, and this loop, for ever.
+    runLoop->context().invalidateTimers();
+    g_main_context_pop_thread_default(runLoop->context().context);
+  }
 
   Ref<NSRunLoop> runLoop;
 };
@@ -81,6 +86,13 @@ void NSRunLoop::Context::guard(const std::function<void()>& callback) noexcept {
     callback();
   } catch (...) {
     if (!exception) exception = std::current_exception();
+  }
+}
+
+void NSRunLoop::Context::invalidateTimers() {
+  while (!timers.empty()) {
+    const Ref<NSTimer> timer = *timers.begin();
+    timer->invalidate();
   }
 }
 
@@ -105,6 +117,8 @@ Ref<NSRunLoop> NSRunLoop::currentRunLoop() {
 
 bool NSRunLoop::runMode_beforeDate(const Ref<NSString>&, const Ref<NSDate>& limit) {
   const Ref<NSRunLoop> keptAlive(this);
+  // An exception that waits for the end of an outer turn is none of this turn's.
+  std::exception_ptr outer = std::exchange(context_->exception, nullptr);
   const double seconds = limit ? limit->timeIntervalSinceNow() : 0.0;
   GSource* deadline = nullptr;
   if (seconds > 0) {
@@ -119,7 +133,7 @@ bool NSRunLoop::runMode_beforeDate(const Ref<NSString>&, const Ref<NSDate>& limi
     g_source_destroy(deadline);
     g_source_unref(deadline);
   }
-  if (context_->exception) std::rethrow_exception(std::exchange(context_->exception, nullptr));
+  if (std::exception_ptr own = std::exchange(context_->exception, std::move(outer))) std::rethrow_exception(own);
   return true;
 }
 
@@ -134,4 +148,8 @@ void NSRunLoop::performBlock(std::function<void()> block) {
   const std::lock_guard lock(context_->mutex);
   context_->blocks.push_back(std::move(block));
   g_source_set_ready_time(context_->blockSource, 0);
+}
+
+void NSRunLoop::addTimer_forMode(const Ref<NSTimer>& timer, const Ref<NSString>&) {
+  if (timer) timer->scheduleInRunLoop(Ref<NSRunLoop>(this));
 }

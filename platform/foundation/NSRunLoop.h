@@ -34,6 +34,7 @@ class NSRunLoop : public NSObject {
   // Serves the block in a coming turn, in the order of the calls. Any thread; wakes the loop.
   void performBlock(std::function<void()> block);
 
+  // Schedules the timer, if it is valid and not scheduled yet. On the loop's own thread only.
   void addTimer_forMode(const Ref<NSTimer>& timer, const Ref<NSString>& mode);
 
   struct Context;

@@ -4,6 +4,7 @@
 #include <exception>
 #include <functional>
 #include <mutex>
+#include <unordered_set>
 
 #include <glib.h>
 
@@ -23,7 +24,9 @@ struct NSRunLoop::Context {
   // The exception that left a callback: it must not unwind through the event loop, so it is kept here and goes on
   // from runMode_beforeDate().
   std::exception_ptr exception;
+  std::unordered_set<Ref<NSTimer>> timers;  // those that are scheduled
 
   // Runs the callback, keeping what it throws.
   void guard(const std::function<void()>& callback) noexcept;
+  void invalidateTimers();
 };
