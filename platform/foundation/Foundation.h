@@ -5,6 +5,7 @@
 #include "foundation/NSArray.h"
 #include "foundation/NSAssertionHandler.h"
 #include "foundation/NSAttributedString.h"
+#include "foundation/NSBundle.h"
 #include "foundation/NSCharacterSet.h"
 #include "foundation/NSCoder.h"
 #include "foundation/NSData.h"

@@ -105,7 +105,8 @@ class NSString : public NSObject {
   // Unit order; caseInsensitiveCompare() orders the full case foldings of both. Neither looks at the locale.
   NSComparisonResult compare(const Ref<NSString>& other) const;
   NSComparisonResult caseInsensitiveCompare(const Ref<NSString>& other) const;
-  // The order of a file browser in the user's locale: letters by language, runs of digits by value.
+  // The order of a file browser: letters by the user's language (LC_ALL, LC_COLLATE or LANG at that moment), runs of
+  // digits by value.
   NSComparisonResult localizedStandardCompare(const Ref<NSString>& other) const;
   bool isEqualToString(const Ref<NSString>& other) const;
   // The text with full case folding: equal for texts that differ in letter case only.
