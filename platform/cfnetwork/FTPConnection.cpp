@@ -232,7 +232,6 @@ void FTPConnection::handleDuringTransfer(const FTPReply& reply) {
     const bool overtaken = isTransferCompletion(reply);
     const Command transfer = takeCommand(0);
     const Command behind = takeCommand(0);
-    if (overtaken) orderBroken();
     finish(behind, overtaken ? first : reply);
     finish(transfer, overtaken ? reply : first);
     return;
@@ -271,7 +270,7 @@ void FTPConnection::armDeadline() {
   if (commands_.empty()) return deadline_.cancel();
   const Command& front = commands_.front();
   // While data flows, the transfer's own limit of progress watches over it.
-  if (front.kind == Kind::Transfer && front.preliminarySeen && !transferSent_ && !held_) return deadline_.cancel();
+  if (front.kind == Kind::Transfer && front.preliminarySeen && !transferSent_) return deadline_.cancel();
   deadline_.fireAfter(limits_.reply);
 }
 
@@ -306,7 +305,10 @@ void FTPConnection::sendPassiveRequest(Kind kind) {
 void FTPConnection::passiveReply(const FTPReply& reply, bool extended, bool ahead) {
   portRequested_ = false;
   const auto port = extended ? FTPPortFromExtendedPassiveReply(reply) : FTPPortFromPassiveReply(reply);
-  if (port) return givePort(*port, nil);
+  if (port) {
+    orderProven_ = orderProven_ || ahead;
+    return givePort(*port, nil);
+  }
   // A refusal during a transfer says nothing about the command: some servers refuse everything then.
   if (extended && !ahead) extendedPassive_ = false;
   if (!portHandler_) return;
@@ -343,27 +345,32 @@ void FTPConnection::requestActiveMode(const cfnetwork::SocketAddress& address, R
        Kind::Plain, std::move(handler), true);
 }
 
+// What is asked behind a transfer goes out in one packet with it. Servers that work through their commands one by one
+// then have it in their buffer and answer it after the transfer; in a packet of its own, some of them would refuse it.
+// Others answer at once, and a request for a port makes those break the transfer off. So the first transfer is
+// followed by a harmless command, and only a server that has kept the order is asked for ports ahead of time.
 void FTPConnection::store(const std::string& path, ReplyHandler handler) {
   transferSent_ = false;
   transferCompletedFirst_ = false;
+  const bool passive = endpoint_.passive || throughProxy_;
   const bool probe = order_ == Order::Unknown;
-  // Sent in one packet, so that a server that answers out of order does so before any data has arrived.
-  const std::string line = "STOR " + path + (probe ? "\r\nNOOP" : "");
-  send(line, Kind::Transfer, std::move(handler), true);
-  if (!probe) return;
-  commands_.push_back({Kind::BehindTransfer, false,
-                       [this](const FTPReply& reply) {
-                         const bool inOrder = transferCompletedFirst_ && reply.isCompletion();
-                         if (order_ == Order::Unknown && inOrder) order_ = Order::Kept;
-                       },
-                       false});
+  const bool ahead = order_ == Order::Kept && passive && !portRequested_ && port_ == 0;
+  commands_.push_back({Kind::Transfer, true, std::move(handler), false});
+  unsent_ += "STOR " + path + "\r\n";
+  if (probe) {
+    send("NOOP", Kind::BehindTransfer, [this](const FTPReply& reply) {
+      if (transferCompletedFirst_ && reply.isCompletion() && order_ == Order::Unknown) order_ = Order::Kept;
+    });
+  } else if (ahead) {
+    sendPassiveRequest(Kind::BehindTransfer);
+  } else {
+    flush();
+  }
+  armDeadline();
 }
 
-void FTPConnection::transferSent(bool canRepeat) {
+void FTPConnection::transferSent() {
   transferSent_ = true;
-  if (canRepeat && order_ == Order::Kept && (endpoint_.passive || throughProxy_) && !portRequested_ && port_ == 0) {
-    sendPassiveRequest(Kind::BehindTransfer);
-  }
   armDeadline();
 }
 

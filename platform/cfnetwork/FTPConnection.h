@@ -46,13 +46,16 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
     virtual void connectionDidLogIn() = 0;
     // The connection is of no use any more. Told once; nothing is called after it.
     virtual void connectionDidFail(const Ref<NSError>& error) = 0;
-    // The server has answered a question that was asked behind a transfer before the transfer's end, and may have
-    // broken the transfer off for it. The transfer's own reply follows.
+    // The server has answered a request for the next port before the transfer's end, and may have broken the transfer
+    // off for it: its reply may never come.
     virtual void connectionDidOvertakeTransfer() = 0;
   };
   using ReplyHandler = std::function<void(const FTPReply&)>;
   // A port to connect to; 0 with the reply or failure that there is none.
   using PortHandler = std::function<void(std::uint16_t port, const Ref<NSError>& error)>;
+
+  // Whether the server answers a command that came during a transfer only after it.
+  enum class Order { Unknown, Kept, Broken };
 
   FTPConnection(Ref<NSRunLoop> runLoop, FTPEndpoint endpoint, const FTPLimits& limits);
   FTPConnection(const FTPConnection&) = delete;
@@ -72,6 +75,11 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   // that a connection that the server has closed in the meantime is noticed.
   bool isReusable();
   bool isThroughProxy() const { return throughProxy_; }
+  Order order() const { return order_; }
+  // Whether a port that was asked for during a transfer has come in its turn before.
+  bool isOrderProven() const { return orderProven_; }
+  // What is known from an earlier connection to the same server.
+  void setOrder(Order order) { order_ = order; }
   int descriptor() const { return socket_.get(); }
 
   // Makes a folder; the handler gets the reply.
@@ -84,9 +92,8 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   void requestActiveMode(const cfnetwork::SocketAddress& address, ReplyHandler handler);
   // Stores the data connection's bytes under that path. The handler gets the preliminary and the final reply.
   void store(const std::string& path, ReplyHandler handler);
-  // All data has been sent and the data connection closed on this side: the final reply is due. When the server is
-  // known to answer in order, and the caller can send the data again, the next port is asked for right away.
-  void transferSent(bool canRepeat);
+  // All data has been sent and the data connection closed on this side: the final reply is due.
+  void transferSent();
   // The server still takes data: the limit for its final reply starts anew.
   void transferProgressed();
 
@@ -95,8 +102,6 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
 
  private:
   enum class State { Idle, Connecting, LoggingIn, LoggedIn, Failed };
-  // Whether the server answers a command that came during a transfer only after it.
-  enum class Order { Unknown, Kept, Broken };
   enum class Kind { Plain, Transfer, BehindTransfer };
   struct Command {
     Kind kind = Kind::Plain;
@@ -149,6 +154,7 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   bool transferSent_ = false;
   bool transferCompletedFirst_ = false;
   Order order_ = Order::Unknown;
+  bool orderProven_ = false;
 
   bool extendedPassive_ = true;
   bool extendedActive_ = true;

@@ -32,3 +32,15 @@ void FTPConnectionPool::give(const std::shared_ptr<FTPConnection>& connection) {
     connection->close();
   }
 }
+
+FTPConnection::Order FTPConnectionPool::knownOrder(const FTPEndpoint& endpoint) const {
+  const auto found = std::ranges::find_if(
+      servers_, [&](const Server& server) { return server.host == endpoint.host && server.port == endpoint.port; });
+  return found == servers_.end() ? FTPConnection::Order::Unknown : found->order;
+}
+
+void FTPConnectionPool::rememberOrder(const FTPEndpoint& endpoint, FTPConnection::Order order) {
+  std::erase_if(servers_,
+                [&](const Server& server) { return server.host == endpoint.host && server.port == endpoint.port; });
+  servers_.push_back({endpoint.host, endpoint.port, order});
+}

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <cstdint>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "cfnetwork/FTPConnection.h"
@@ -16,8 +18,18 @@ class FTPConnectionPool {
   // Keeps the connection when it can be used again, else closes it. Its delegate must have let go.
   void give(const std::shared_ptr<FTPConnection>& connection);
 
+  // What is known of the server from connections to it that have gone.
+  FTPConnection::Order knownOrder(const FTPEndpoint& endpoint) const;
+  void rememberOrder(const FTPEndpoint& endpoint, FTPConnection::Order order);
+
   ~FTPConnectionPool();
 
  private:
+  struct Server {
+    std::string host;
+    std::uint16_t port;
+    FTPConnection::Order order;
+  };
+  std::vector<Server> servers_;
   std::vector<std::shared_ptr<FTPConnection>> connections_;
 };

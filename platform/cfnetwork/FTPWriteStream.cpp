@@ -27,6 +27,7 @@ constexpr std::size_t turnLimit = 8 << 20;
 
 constexpr NSTimeInterval longestTurn = 0.1;
 constexpr NSTimeInterval longestReasonWait = 2;
+constexpr NSTimeInterval momentForOvertaking = 0.1;
 
 int hexadecimalValue(char digit) {
   if (digit >= '0' && digit <= '9') return digit - '0';
@@ -154,15 +155,18 @@ Ref<NSError> FTPWriteStream::prepareEndpoint() {
 }
 
 void FTPWriteStream::useConnection() {
-  connection_ = startedOver_ ? nullptr : FTPConnectionPool::ofThread().take(endpoint_);
-  fromPool_ = connection_ != nullptr;
-  if (fromPool_) {
-    connection_->setDelegate(this);
-    if (connection_->isLoggedIn()) transfer();
-    return;
-  }
+  connection_ = FTPConnectionPool::ofThread().take(endpoint_);
+  if (!connection_) return openConnection();
+  fromPool_ = true;
+  connection_->setDelegate(this);
+  if (connection_->isLoggedIn()) transfer();
+}
+
+void FTPWriteStream::openConnection() {
+  fromPool_ = false;
   connection_ = std::make_shared<FTPConnection>(loop(), endpoint_, limits_);
   connection_->setDelegate(this);
+  connection_->setOrder(FTPConnectionPool::ofThread().knownOrder(endpoint_));
   connection_->open();
 }
 
@@ -174,8 +178,8 @@ void FTPWriteStream::connectionDidLogIn() {
 // One attempt at the item on the connection in use; a second one begins with the data that was taken already.
 void FTPWriteStream::transfer() {
   phase_ = Phase::Transferring;
+  acceptTimer_.reset();
   accepted_ = false;
-  overtaken_ = false;
   dataEnded_ = false;
   pending_ = kept_;
   channel_.reset();
@@ -229,23 +233,41 @@ void FTPWriteStream::sendStore() {
   connection_->store(path_, [this](const FTPReply& reply) { storeReply(reply); });
 }
 
+// A server that is asked for the next port behind its first transfer, and does not wait for its turn, answers at once.
+// Until that has not happened for a moment, no data leaves that could not be sent once more.
+void FTPWriteStream::transferAccepted() {
+  const auto accept = [this] {
+    const Ref<NSStream> keptAlive(this);
+    accepted_ = true;
+    proceed();
+  };
+  if (connection_->order() != FTPConnection::Order::Kept || connection_->isOrderProven()) return accept();
+  acceptTimer_ = std::make_unique<foundation::TimerSource>(loop(), accept);
+  acceptTimer_->fireAfter(momentForOvertaking);
+}
+
 void FTPWriteStream::storeReply(const FTPReply& reply) {
   if (reply.isPreliminary()) {
-    accepted_ = true;
-    return proceed();
+    return transferAccepted();
   }
   storeSent_ = false;
-  if (overtaken_ && dataEnded_ && canRepeat()) return transfer();
   if (!reply.isCompletion()) return failWith(cfnetwork::errorWithReply(reply));
   if (failure_) return failWith(failure_);
-  if (!dataEnded_ || overtaken_) {
+  if (!dataEnded_) {
     return failWith(cfnetwork::errorWithCode(kCFURLErrorNetworkConnectionLost,
                                              "The server ended the transfer before all data was sent."));
   }
   finish();
 }
 
-void FTPWriteStream::connectionDidOvertakeTransfer() { overtaken_ = true; }
+// The server has given the next port in the middle of the transfer. All data is sent once more on a connection of its
+// own, since this transfer's reply may be owed for ever.
+void FTPWriteStream::connectionDidOvertakeTransfer() {
+  const Ref<NSStream> keptAlive(this);
+  FTPConnectionPool::ofThread().rememberOrder(endpoint_, FTPConnection::Order::Broken);
+  if (canRepeat()) return replaceConnection();
+  failWith(cfnetwork::errorWithCode(kCFURLErrorBadServerResponse, "The server answered out of turn."));
+}
 
 void FTPWriteStream::connectionDidFail(const Ref<NSError>& error) {
   const Ref<NSStream> keptAlive(this);
@@ -261,11 +283,16 @@ bool FTPWriteStream::mayStartOver() const {
 
 void FTPWriteStream::startOver() {
   startedOver_ = true;
+  replaceConnection();
+}
+
+void FTPWriteStream::replaceConnection() {
   storeSent_ = false;
+  acceptTimer_.reset();
   cancel(NSStreamEventHasSpaceAvailable);
   channel_.reset();
-  if (connection_) connection_->close();
-  useConnection();
+  connection_->close();
+  openConnection();
 }
 
 void FTPWriteStream::dataChannelDidConnect() {
@@ -374,7 +401,7 @@ void FTPWriteStream::keep(const std::uint8_t* bytes, std::size_t length) {
 void FTPWriteStream::endData() {
   dataEnded_ = true;
   channel_->close();
-  connection_->transferSent(canRepeat());
+  connection_->transferSent();
 }
 
 void FTPWriteStream::close() {
@@ -441,6 +468,7 @@ void FTPWriteStream::failWith(const Ref<NSError>& error) {
 void FTPWriteStream::letGo() {
   phase_ = Phase::Over;
   starter_.reset();
+  acceptTimer_.reset();
   reasonTimer_.reset();
   channel_.reset();
   const auto connection = std::exchange(connection_, nullptr);

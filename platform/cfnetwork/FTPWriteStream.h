@@ -59,15 +59,18 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
   Ref<NSError> prepareEndpoint();
   Ref<NSRunLoop> loop() const;
   void useConnection();
+  void openConnection();
   void transfer();
   void folderReply(const FTPReply& reply);
   std::unique_ptr<FTPDataChannel> makeChannel();
   void connectPassively();
   void listenActively();
   void sendStore();
+  void transferAccepted();
   void storeReply(const FTPReply& reply);
   bool mayStartOver() const;
   void startOver();
+  void replaceConnection();
   void proceed();
   void keep(const std::uint8_t* bytes, std::size_t length);
   std::size_t room() const;
@@ -108,6 +111,7 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
   bool closedAgain_ = false;
   Ref<NSError> failure_;  // that ended the data connection, while the server may still tell why
   std::unique_ptr<foundation::TimerSource> reasonTimer_;
+  std::unique_ptr<foundation::TimerSource> acceptTimer_;
   std::uint64_t written_ = 0;
   std::string kept_;            // all data written so far, while it is short enough to be sent once more
   std::string pending_;         // data taken from the writer that the present data connection has not got yet
