@@ -36,10 +36,14 @@ std::string foundation::localeIdentifierFromEnvironmentName(std::string_view nam
   return locale.isBogus() ? std::string() : locale.getName();
 }
 
-std::string foundation::environmentLocale(const char* category) {
+std::string_view foundation::environmentLocaleName(const char* category) {
   for (const char* variable : {"LC_ALL", category, "LANG"}) {
     const char* value = std::getenv(variable);
-    if (value && *value) return localeIdentifierFromEnvironmentName(value);
+    if (value && *value) return value;
   }
   return {};
+}
+
+std::string foundation::environmentLocale(const char* category) {
+  return localeIdentifierFromEnvironmentName(environmentLocaleName(category));
 }

@@ -10,6 +10,9 @@ namespace foundation {
 // Empty for "C", "POSIX" and when nothing is set. Read anew on every call.
 std::string environmentLocale(const char* category);
 
+// The same as the environment spells it; empty when nothing is set.
+std::string_view environmentLocaleName(const char* category);
+
 // A locale name as the environment spells it in ICU's form; empty for "C" and "POSIX".
 std::string localeIdentifierFromEnvironmentName(std::string_view name);
 

@@ -2,16 +2,14 @@
 
 #include <algorithm>
 #include <limits>
-#include <memory>
 
-#include <unicode/coll.h>
 #include <unicode/locid.h>
 #include <unicode/normalizer2.h>
 #include <unicode/unistr.h>
 #include <unicode/ustring.h>
 
 #include "foundation/CaseFolding.h"
-#include "foundation/EnvironmentLocale.h"
+#include "foundation/Collation.h"
 #include "foundation/NSArray.h"
 #include "foundation/NSException.h"
 #include "foundation/TextSearch.h"
@@ -56,22 +54,6 @@ std::size_t foldedMatch(std::u16string_view units, std::size_t from, std::u16str
     at += character.characterSize;
   }
   return at - from;
-}
-
-// The order of the user's language at this moment, runs of digits by value; null when it cannot be had. Without a
-// language it is the one that all languages start from, not that of the code points.
-const icu::Collator* fileBrowserCollator() {
-  // Kept per thread: opening a collator costs far more than a comparison.
-  thread_local std::string locale;
-  thread_local std::unique_ptr<icu::Collator> collator;
-  std::string current = foundation::environmentLocale("LC_COLLATE");
-  if (collator && locale == current) return collator.get();
-  UErrorCode status = U_ZERO_ERROR;
-  collator.reset(icu::Collator::createInstance(icu::Locale(current.c_str()), status));
-  if (collator) collator->setAttribute(UCOL_NUMERIC_COLLATION, UCOL_ON, status);
-  if (U_FAILURE(status)) collator.reset();
-  locale = std::move(current);
-  return collator.get();
 }
 
 }  // namespace
@@ -233,13 +215,7 @@ NSComparisonResult NSString::caseInsensitiveCompare(const Ref<NSString>& other) 
 }
 
 NSComparisonResult NSString::localizedStandardCompare(const Ref<NSString>& other) const {
-  if (!other) return NSOrderedDescending;
-  const icu::Collator* collator = fileBrowserCollator();
-  if (!collator) return compare(other);
-  UErrorCode status = U_ZERO_ERROR;
-  const UCollationResult order = collator->compare(unicodeString(units_), unicodeString(other->units_), status);
-  if (U_FAILURE(status)) return compare(other);
-  return order == UCOL_LESS ? NSOrderedAscending : order == UCOL_GREATER ? NSOrderedDescending : NSOrderedSame;
+  return other ? foundation::compareInFileBrowserOrder(units_, other->units_) : NSOrderedDescending;
 }
 
 bool NSString::isEqualToString(const Ref<NSString>& other) const { return other && units_ == other->units_; }
