@@ -1,13 +1,36 @@
+#include "categories/NSDictionary+Telvo.h"
 #include "categories/NSObject+Telvo.h"
 #include "foundation/NSArray.h"
+#include "foundation/NSException.h"
+#include "foundation/NSFastEnumeration.h"
 #include "foundation/NSInvocation.h"
 #include "foundation/NSLog.h"
+#include "foundation/NSNull.h"
+#include "foundation/NSSet.h"
 #include "foundation/NSString.h"
 
 namespace {
 
 // The receiver and the selector come first in every signature.
 constexpr NSUInteger implicitArguments = 2;
+
+void performWithEach(const id& object, SEL selector, const std::vector<id>& arguments) {
+  if (!object || !selector) return;
+  for (const id& argument : arguments) object->performSelector_withObject(selector, argument);
+}
+
+const NSCategory category(
+    NSObject::classObject(),
+    {
+        method("telvo_isEquivalent:"_sel, &telvo_isEquivalent),
+        method("telvo_isEquivalentTo:"_sel, &telvo_isEquivalentTo),
+        method("telvo_valueForKeyPath:defaultValue:"_sel, &telvo_valueForKeyPath_defaultValue),
+        method("telvo_setValueForKey:withDictionary:"_sel, &telvo_setValueForKey_withDictionary),
+        method("telvo_setValueForKey:orDictKey:withDictionary:"_sel, &telvo_setValueForKey_orDictKey_withDictionary),
+        method("telvo_setValueForKey:orDictKeys:withDictionary:"_sel, &telvo_setValueForKey_orDictKeys_withDictionary),
+        method("telvo_setValueInDictionary:forKey:"_sel, &telvo_setValueInDictionary_forKey),
+        method("telvo_setValueInDictionary:forKey:removeIfNil:"_sel, &telvo_setValueInDictionary_forKey_removeIfNil),
+    });
 
 }  // namespace
 
@@ -32,4 +55,96 @@ void telvo_performSelector_withArguments(const id& object, SEL selector, const R
     invocation->setArgument_atIndex(arguments->objectAtIndex(index), index + implicitArguments);
   }
   invocation->invokeWithTarget(object);
+}
+
+bool telvo_isReallySubclassOfClass(const id& object, Class other) {
+  return object && object->isKindOfClass(other) && !object->isMemberOfClass(other);
+}
+
+id telvo_valueForKeyPath_defaultValue(const id& object, const Ref<NSString>& keyPath, const id& defaultValue) {
+  if (!object) return nil;
+  try {
+    const id value = object->valueForKeyPath(keyPath);
+    return !value || NSEqualObjects(value, NSNull::null()) ? defaultValue : value;
+  } catch (const Ref<NSException>&) {
+    return defaultValue;
+  }
+}
+
+void telvo_setValueForKey_withDictionary(const id& object, const Ref<NSString>& key,
+                                         const Ref<NSDictionary>& dictionary) {
+  telvo_setValueForKey_orDictKey_withDictionary(object, key, nil, dictionary);
+}
+
+void telvo_setValueForKey_orDictKey_withDictionary(const id& object, const Ref<NSString>& key, const id& otherKey,
+                                                   const Ref<NSDictionary>& dictionary) {
+  const auto otherKeys = otherKey ? NSArray::arrayWithObject(otherKey) : NSArray::array();
+  telvo_setValueForKey_orDictKeys_withDictionary(object, key, otherKeys, dictionary);
+}
+
+void telvo_setValueForKey_orDictKeys_withDictionary(const id& object, const Ref<NSString>& key, const id& otherKeys,
+                                                    const Ref<NSDictionary>& dictionary) {
+  if (!object || !dictionary) return;
+  id value = dictionary->objectForKey(key);
+  for (const id& otherKey : NSFastEnumeration(otherKeys)) {
+    if (value) break;
+    value = dictionary->objectForKey(otherKey);
+  }
+  if (value) object->setValue_forKey(value, key);
+}
+
+void telvo_setValueInDictionary_forKey(const id& object, const Ref<NSMutableDictionary>& dictionary,
+                                       const Ref<NSString>& key) {
+  telvo_setValueInDictionary_forKey_removeIfNil(object, dictionary, key, false);
+}
+
+void telvo_setValueInDictionary_forKey_removeIfNil(const id& object, const Ref<NSMutableDictionary>& dictionary,
+                                                   const Ref<NSString>& key, bool removeIfNil) {
+  if (!object) return;
+  telvo_setObject_forKey_removeIfNil(dictionary, object->valueForKey(key), key, removeIfNil);
+}
+
+NSInteger telvo_performIntegerSelector(const id& object, SEL selector) {
+  return telvo_performIntegerSelector_withObject(object, selector, NSNull::null());
+}
+
+NSInteger telvo_performIntegerSelector_withObject(const id& object, SEL selector, const id& first) {
+  return telvo_performIntegerSelector_withObject_withObject(object, selector, first, NSNull::null());
+}
+
+NSInteger telvo_performIntegerSelector_withObject_withObject(const id& object, SEL selector, const id& first,
+                                                             const id& second) {
+  if (!object || !object->respondsToSelector(selector)) return 0;
+  const auto invocation = NSInvocation::invocationWithMethodSignature(object->methodSignatureForSelector(selector));
+  invocation->setSelector(selector);
+  if (!NSEqualObjects(first, NSNull::null())) invocation->setArgument_atIndex(first, implicitArguments);
+  if (!NSEqualObjects(second, NSNull::null())) invocation->setArgument_atIndex(second, implicitArguments + 1);
+  invocation->invokeWithTarget(object);
+  return invocation->integerReturnValue();
+}
+
+bool telvo_performBoolSelector(const id& object, SEL selector) {
+  return telvo_performBoolSelector_withObject(object, selector, NSNull::null());
+}
+
+bool telvo_performBoolSelector_withObject(const id& object, SEL selector, const id& first) {
+  return telvo_performBoolSelector_withObject_withObject(object, selector, first, NSNull::null());
+}
+
+bool telvo_performBoolSelector_withObject_withObject(const id& object, SEL selector, const id& first,
+                                                     const id& second) {
+  return (telvo_performIntegerSelector_withObject_withObject(object, selector, first, second) & 0xFF) != 0;
+}
+
+void telvo_performSelector_withEachObjectInArray(const id& object, SEL selector, const Ref<NSArray>& array) {
+  performWithEach(object, selector, NSFastEnumeration(array));
+}
+
+void telvo_performSelector_withEachObjectInDictionary(const id& object, SEL selector,
+                                                      const Ref<NSDictionary>& dictionary) {
+  if (dictionary) performWithEach(object, selector, dictionary->allValues()->objects());
+}
+
+void telvo_performSelector_withEachObjectInSet(const id& object, SEL selector, const Ref<NSSet>& set) {
+  performWithEach(object, selector, NSFastEnumeration(set));
 }

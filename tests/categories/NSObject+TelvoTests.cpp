@@ -81,4 +81,231 @@ TEST(NSObjectTelvo, AnUnknownSelectorRaisesThePlatformsException) {
   EXPECT_THROW(telvo_performSelector_withArguments(make<Recorder>(), "unknown"_sel, nil), Ref<NSException>);
 }
 
+// A record with two properties and methods of every kind of result.
+class Account : public NSObject {
+  NS_OBJECT(Account, NSObject)
+
+ public:
+  Ref<NSString> owner() const { return owner_; }
+  void setOwner(const id& owner) { owner_ = owner ? owner->description() : Ref<NSString>(); }
+  NSInteger balance() const { return balance_; }
+  void setBalance(NSInteger balance) { balance_ = balance; }
+  id marker() const { return NSNull::null(); }
+  bool yes() const { return true; }
+  NSInteger identity(NSInteger value) const { return value; }
+  NSInteger sum(const Ref<NSNumber>& left, const Ref<NSNumber>& right) const {
+    return (left ? left->integerValue() : 100) + (right ? right->integerValue() : 200);
+  }
+  double half() const { return 2.5; }
+  void collect(const id& object) { collected.push_back(object->description()->UTF8String()); }
+
+  std::vector<std::string> collected;
+
+ private:
+  Ref<NSString> owner_;
+  NSInteger balance_ = 0;
+};
+
+Class Account::classObject() {
+  static const NSClass object(
+      "Account", NSObject::classObject(),
+      {method("owner"_sel, &Account::owner), method("setOwner:"_sel, &Account::setOwner),
+       method("balance"_sel, &Account::balance), method("setBalance:"_sel, &Account::setBalance),
+       method("marker"_sel, &Account::marker), method("yes"_sel, &Account::yes),
+       method("identity:"_sel, &Account::identity), method("sum:with:"_sel, &Account::sum),
+       method("half"_sel, &Account::half), method("collect:"_sel, &Account::collect)});
+  return &object;
+}
+
+class SavingsAccount : public Account {
+  NS_OBJECT(SavingsAccount, Account)
+};
+
+Class SavingsAccount::classObject() {
+  static const NSClass object("SavingsAccount", Account::classObject());
+  return &object;
+}
+
+Ref<NSNumber> number(NSInteger value) { return NSNumber::numberWithInteger(value); }
+
+TEST(NSObjectTelvo, AValueByKeyPathIsReadThroughTheObjectsOnTheWay) {
+  const auto account = make<Account>();
+  account->setOwner("Ann"_ns);
+  EXPECT_TRUE(NSEqualObjects(telvo_valueForKeyPath_defaultValue(account, "owner.length"_ns, nil), number(3)));
+  EXPECT_TRUE(NSEqualObjects(telvo_valueForKeyPath_defaultValue(account, "owner"_ns, "x"_ns), "Ann"_ns));
+}
+
+TEST(NSObjectTelvo, TheDefaultStandsForNilNullAndUnknownKeys) {
+  const auto account = make<Account>();
+  const id standIn = "default"_ns;
+  EXPECT_EQ(telvo_valueForKeyPath_defaultValue(account, "owner"_ns, standIn), standIn);
+  EXPECT_EQ(telvo_valueForKeyPath_defaultValue(account, "owner.length"_ns, standIn), standIn);
+  EXPECT_EQ(telvo_valueForKeyPath_defaultValue(account, "marker"_ns, standIn), standIn);
+  EXPECT_EQ(telvo_valueForKeyPath_defaultValue(account, "colour"_ns, standIn), standIn);
+  EXPECT_EQ(telvo_valueForKeyPath_defaultValue(account, "owner.colour.red"_ns, standIn), standIn);
+  EXPECT_EQ(telvo_valueForKeyPath_defaultValue(account, nil, standIn), standIn);
+  EXPECT_EQ(telvo_valueForKeyPath_defaultValue(account, ""_ns, standIn), standIn);
+  EXPECT_EQ(telvo_valueForKeyPath_defaultValue(account, "colour"_ns, nil), nil);
+  EXPECT_EQ(telvo_valueForKeyPath_defaultValue(nil, "owner"_ns, standIn), nil);
+}
+
+TEST(NSObjectTelvo, APropertyIsSetFromADictionaryThatHasTheKey) {
+  const auto account = make<Account>();
+  const auto dictionary = NSDictionary::dictionary({{"owner"_ns, "Ann"_ns}, {"balance"_ns, "12"_ns}});
+  telvo_setValueForKey_withDictionary(account, "owner"_ns, dictionary);
+  telvo_setValueForKey_withDictionary(account, "balance"_ns, dictionary);
+  EXPECT_EQ(account->owner()->UTF8String(), "Ann");
+  EXPECT_EQ(account->balance(), 12);
+  telvo_setValueForKey_withDictionary(account, "owner"_ns, NSDictionary::dictionary());
+  telvo_setValueForKey_withDictionary(account, "owner"_ns, nil);
+  EXPECT_EQ(account->owner()->UTF8String(), "Ann");
+}
+
+TEST(NSObjectTelvo, OnlyAValueThatTheDictionaryHasMeetsAnUnknownKey) {
+  const auto account = make<Account>();
+  const auto dictionary = NSDictionary::dictionary({{"colour"_ns, "red"_ns}});
+  EXPECT_THROW(telvo_setValueForKey_withDictionary(account, "colour"_ns, dictionary), Ref<NSException>);
+  EXPECT_NO_THROW(telvo_setValueForKey_withDictionary(account, "taste"_ns, dictionary));
+}
+
+TEST(NSObjectTelvo, AFallbackKeysValueIsStoredUnderTheFirstKey) {
+  const auto account = make<Account>();
+  const auto dictionary = NSDictionary::dictionary({{"name"_ns, "Bob"_ns}, {"title"_ns, "Dr"_ns}});
+  telvo_setValueForKey_orDictKey_withDictionary(account, "owner"_ns, "name"_ns, dictionary);
+  EXPECT_EQ(account->owner()->UTF8String(), "Bob");
+  const auto both = NSDictionary::dictionary({{"owner"_ns, "Ann"_ns}, {"name"_ns, "Bob"_ns}});
+  telvo_setValueForKey_orDictKey_withDictionary(account, "owner"_ns, "name"_ns, both);
+  EXPECT_EQ(account->owner()->UTF8String(), "Ann");
+  telvo_setValueForKey_orDictKey_withDictionary(account, "owner"_ns, nil, dictionary);
+  telvo_setValueForKey_orDictKey_withDictionary(account, "owner"_ns, "missing"_ns, dictionary);
+  EXPECT_EQ(account->owner()->UTF8String(), "Ann");
+}
+
+TEST(NSObjectTelvo, OfSeveralFallbackKeysTheFirstThatGivesAValueWins) {
+  const auto account = make<Account>();
+  const auto dictionary = NSDictionary::dictionary({{"name"_ns, "Bob"_ns}, {"title"_ns, "Dr"_ns}});
+  const auto keys = NSArray::arrayWithObjects({"missing"_ns, "title"_ns, "name"_ns});
+  telvo_setValueForKey_orDictKeys_withDictionary(account, "owner"_ns, keys, dictionary);
+  EXPECT_EQ(account->owner()->UTF8String(), "Dr");
+  telvo_setValueForKey_orDictKeys_withDictionary(account, "owner"_ns, NSSet::setWithObject("name"_ns), dictionary);
+  EXPECT_EQ(account->owner()->UTF8String(), "Bob");
+  telvo_setValueForKey_orDictKeys_withDictionary(account, "owner"_ns, NSArray::array(), dictionary);
+  telvo_setValueForKey_orDictKeys_withDictionary(account, "owner"_ns, nil, dictionary);
+  EXPECT_EQ(account->owner()->UTF8String(), "Bob");
+}
+
+TEST(NSObjectTelvo, APropertyIsCopiedIntoADictionary) {
+  const auto account = make<Account>();
+  account->setOwner("Ann"_ns);
+  const auto dictionary = NSMutableDictionary::dictionary();
+  telvo_setValueInDictionary_forKey(account, dictionary, "owner"_ns);
+  telvo_setValueInDictionary_forKey_removeIfNil(account, dictionary, "balance"_ns, true);
+  EXPECT_TRUE(dictionary->isEqual(NSDictionary::dictionary({{"owner"_ns, "Ann"_ns}, {"balance"_ns, number(0)}})));
+  EXPECT_THROW(telvo_setValueInDictionary_forKey(account, dictionary, "colour"_ns), Ref<NSException>);
+}
+
+TEST(NSObjectTelvo, ANilPropertyLeavesTheDictionaryOrTakesTheKeyOut) {
+  const auto account = make<Account>();
+  const auto dictionary = NSMutableDictionary::dictionary({{"owner"_ns, "old"_ns}});
+  telvo_setValueInDictionary_forKey(account, dictionary, "owner"_ns);
+  telvo_setValueInDictionary_forKey_removeIfNil(account, dictionary, "owner"_ns, false);
+  EXPECT_TRUE(NSEqualObjects(dictionary->objectForKey("owner"_ns), "old"_ns));
+  telvo_setValueInDictionary_forKey_removeIfNil(account, dictionary, "owner"_ns, true);
+  EXPECT_EQ(dictionary->count(), 0U);
+  telvo_setValueInDictionary_forKey_removeIfNil(account, nil, "owner"_ns, true);
+}
+
+TEST(NSObjectTelvo, AReallySubclassIsAProperOne) {
+  EXPECT_TRUE(telvo_isReallySubclassOfClass(make<SavingsAccount>(), Account::classObject()));
+  EXPECT_TRUE(telvo_isReallySubclassOfClass(make<SavingsAccount>(), NSObject::classObject()));
+  EXPECT_FALSE(telvo_isReallySubclassOfClass(make<Account>(), Account::classObject()));
+  EXPECT_FALSE(telvo_isReallySubclassOfClass(make<Account>(), SavingsAccount::classObject()));
+  EXPECT_FALSE(telvo_isReallySubclassOfClass(make<Account>(), nullptr));
+  EXPECT_FALSE(telvo_isReallySubclassOfClass(nil, NSObject::classObject()));
+}
+
+TEST(NSObjectTelvo, IntegerSelectorsTakeNoneOneOrTwoArguments) {
+  const auto account = make<Account>();
+  account->setBalance(-7);
+  EXPECT_EQ(telvo_performIntegerSelector(account, "balance"_sel), -7);
+  EXPECT_EQ(telvo_performIntegerSelector_withObject(account, "identity:"_sel, number(41)), 41);
+  EXPECT_EQ(telvo_performIntegerSelector_withObject_withObject(account, "sum:with:"_sel, number(1), number(2)), 3);
+}
+
+TEST(NSObjectTelvo, TheNullMarkerStandsForAMissingArgument) {
+  const auto account = make<Account>();
+  const id null = NSNull::null();
+  EXPECT_EQ(telvo_performIntegerSelector_withObject_withObject(account, "balance"_sel, null, null), 0);
+  EXPECT_EQ(telvo_performIntegerSelector_withObject_withObject(account, "sum:with:"_sel, null, number(2)), 102);
+  EXPECT_EQ(telvo_performIntegerSelector_withObject(account, "sum:with:"_sel, number(1)), 201);
+  // Nil is an argument, and one that the method has no place for is refused.
+  EXPECT_THROW(telvo_performIntegerSelector_withObject(account, "balance"_sel, nil), Ref<NSException>);
+  EXPECT_THROW(telvo_performIntegerSelector_withObject_withObject(account, "identity:"_sel, null, "x"_ns),
+               Ref<NSException>);
+}
+
+TEST(NSObjectTelvo, WithoutAResultOrAMethodTheIntegerIsZero) {
+  const auto account = make<Account>();
+  EXPECT_EQ(telvo_performIntegerSelector_withObject(account, "collect:"_sel, "x"_ns), 0);
+  EXPECT_EQ(account->collected.size(), 1U);
+  EXPECT_EQ(telvo_performIntegerSelector(account, "unknown"_sel), 0);
+  EXPECT_EQ(telvo_performIntegerSelector(account, SEL()), 0);
+  EXPECT_EQ(telvo_performIntegerSelector(nil, "balance"_sel), 0);
+  EXPECT_EQ(telvo_performIntegerSelector(account, "half"_sel), 2);
+}
+
+TEST(NSObjectTelvo, ABoolIsTheLowestByteOfTheInteger) {
+  const auto account = make<Account>();
+  const auto boolOf = [&](NSInteger value) {
+    return telvo_performBoolSelector_withObject(account, "identity:"_sel, number(value));
+  };
+  EXPECT_TRUE(boolOf(1));
+  EXPECT_TRUE(boolOf(255));
+  EXPECT_TRUE(boolOf(-1));
+  EXPECT_TRUE(boolOf(257));
+  EXPECT_FALSE(boolOf(0));
+  EXPECT_FALSE(boolOf(256));
+  EXPECT_FALSE(boolOf(-512));
+  EXPECT_TRUE(telvo_performBoolSelector(account, "yes"_sel));
+  EXPECT_FALSE(telvo_performBoolSelector(account, "unknown"_sel));
+  EXPECT_FALSE(telvo_performBoolSelector(nil, "yes"_sel));
+  EXPECT_TRUE(telvo_performBoolSelector_withObject_withObject(account, "sum:with:"_sel, number(1), number(2)));
+  EXPECT_FALSE(telvo_performBoolSelector_withObject_withObject(account, "sum:with:"_sel, number(1), number(-1)));
+}
+
+TEST(NSObjectTelvo, PerformsOnceForEachObjectOfACollection) {
+  const auto account = make<Account>();
+  const auto array = NSArray::arrayWithObjects({"a"_ns, "b"_ns, "a"_ns});
+  telvo_performSelector_withEachObjectInArray(account, "collect:"_sel, array);
+  EXPECT_EQ(account->collected, (std::vector<std::string>{"a", "b", "a"}));
+  account->collected.clear();
+  const auto dictionary = NSDictionary::dictionary({{"k1"_ns, "v1"_ns}, {"k2"_ns, "v2"_ns}});
+  telvo_performSelector_withEachObjectInDictionary(account, "collect:"_sel, dictionary);
+  EXPECT_EQ(account->collected, (std::vector<std::string>{"v1", "v2"}));
+  account->collected.clear();
+  telvo_performSelector_withEachObjectInSet(account, "collect:"_sel, NSSet::setWithArray(array));
+  EXPECT_EQ(account->collected, (std::vector<std::string>{"a", "b"}));
+}
+
+TEST(NSObjectTelvo, PerformingWithEachObjectOfNothingDoesNothing) {
+  const auto account = make<Account>();
+  telvo_performSelector_withEachObjectInArray(account, "collect:"_sel, nil);
+  telvo_performSelector_withEachObjectInDictionary(account, "collect:"_sel, nil);
+  telvo_performSelector_withEachObjectInSet(account, "collect:"_sel, nil);
+  telvo_performSelector_withEachObjectInArray(account, "unknown:"_sel, NSArray::array());
+  telvo_performSelector_withEachObjectInArray(account, SEL(), NSArray::arrayWithObject("a"_ns));
+  telvo_performSelector_withEachObjectInArray(nil, "collect:"_sel, NSArray::arrayWithObject("a"_ns));
+  EXPECT_TRUE(account->collected.empty());
+  EXPECT_THROW(telvo_performSelector_withEachObjectInArray(account, "unknown:"_sel, NSArray::arrayWithObject("a"_ns)),
+               Ref<NSException>);
+}
+
+TEST(NSObjectTelvo, ExtensionsAreCalledByNameOnAnyObject) {
+  const id answer = "ABC"_ns->performSelector_withObject("telvo_isEquivalentTo:"_sel, "abc"_ns);
+  EXPECT_TRUE(as<NSNumber>(answer)->boolValue());
+  EXPECT_TRUE(NSEqualObjects(make<Account>()->performSelector_withObject_withObject(
+                                 "telvo_valueForKeyPath:defaultValue:"_sel, "colour"_ns, "red"_ns),
+                             "red"_ns));
+}
+
 }  // namespace

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "foundation/NSObject.h"
+
+// How one element is copied for telvo_deepCopy and telvo_deepMutableCopy of the collection that holds it. In one unit
+// for arrays and dictionaries: a program that copies either answers both selectors for both.
+namespace telvo {
+
+id deepCopyOfElement(const id& element);
+id deepMutableCopyOfElement(const id& element);
+
+}  // namespace telvo
