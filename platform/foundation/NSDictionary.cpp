@@ -37,9 +37,9 @@ Class NSMutableDictionary::classObject() {
   return &object;
 }
 
-NSDictionary::NSDictionary(std::vector<Entry> entries) {
+NSDictionary::NSDictionary(const std::vector<Entry>& entries) {
   entries_.reserve(entries.size());
-  for (Entry& entry : entries) set(entry.second, entry.first);
+  for (const Entry& entry : entries) set(entry.second, entry.first);
 }
 
 Ref<NSDictionary> NSDictionary::dictionary() { return make<NSDictionary>(); }

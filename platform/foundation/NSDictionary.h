@@ -22,7 +22,7 @@ class NSDictionary : public NSObject {
   using Entry = std::pair<id, id>;  // key, object
 
   NSDictionary() = default;
-  explicit NSDictionary(std::vector<Entry> entries);
+  explicit NSDictionary(const std::vector<Entry>& entries);
 
   static Ref<NSDictionary> dictionary();
   // A later entry wins over an earlier one of the same key.

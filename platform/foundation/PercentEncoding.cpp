@@ -4,8 +4,6 @@
 
 namespace {
 
-using foundation::URLCharacters;
-
 constexpr std::array<unsigned char, 128> makeClasses() {
   std::array<unsigned char, 128> classes{};
   const auto add = [&](std::string_view characters, unsigned urlClass) {
