@@ -103,7 +103,6 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
   bool startedOver_ = false;
   bool storeSent_ = false;  // and not answered in full yet
   bool accepted_ = false;   // the server has begun to store
-  bool overtaken_ = false;  // the server may have broken the transfer off
   bool dataEnded_ = false;  // everything is on its way and the data connection closed on this side
   bool opened_ = false;
   bool ending_ = false;   // the writer has no more data
