@@ -1,0 +1,58 @@
+#include "systemconfiguration/SCDynamicStore.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <initializer_list>
+#include <string>
+#include <string_view>
+
+#include "foundation/NSArray.h"
+#include "foundation/NSNumber.h"
+
+namespace {
+
+// The first of the variables that is set to something.
+std::string environmentValue(std::initializer_list<const char*> names) {
+  for (const char* name : names) {
+    const char* value = std::getenv(name);
+    if (value && *value) return value;
+  }
+  return {};
+}
+
+Ref<NSArray> exceptions() {
+  std::vector<id> names;
+  const std::string list = environmentValue({"no_proxy", "NO_PROXY"});
+  for (std::size_t from = 0; from < list.size();) {
+    const std::size_t end = std::min(list.find(',', from), list.size());
+    std::string_view name = std::string_view(list).substr(from, end - from);
+    while (name.starts_with(' ')) name.remove_prefix(1);
+    while (name.ends_with(' ')) name.remove_suffix(1);
+    if (!name.empty()) names.push_back(NSString::stringWithUTF8String(name));
+    from = end + 1;
+  }
+  return NSArray::arrayWithVector(std::move(names));
+}
+
+}  // namespace
+
+const Ref<NSString>& kSCPropNetProxiesFTPPassive() { return "FTPPassive"_ns; }
+const Ref<NSString>& kSCPropNetProxiesFTPProxy() { return "FTPProxy"_ns; }
+const Ref<NSString>& kSCPropNetProxiesExceptionsList() { return "ExceptionsList"_ns; }
+
+Ref<NSDictionary> SCDynamicStoreCopyProxies() {
+  const auto settings = NSMutableDictionary::dictionary();
+  const std::string mode = environmentValue({"FTP_PASSIVE_MODE"});
+  settings->setObject_forKey(NSNumber::numberWithBool(mode != "no" && mode != "0"), kSCPropNetProxiesFTPPassive());
+  std::string proxy = environmentValue({"ftp_proxy", "FTP_PROXY", "all_proxy", "ALL_PROXY"});
+  const Ref<NSArray> direct = exceptions();
+  const bool everything = direct->containsObject("*"_ns);
+  if (!proxy.empty() && !everything) {
+    if (proxy.find("://") == std::string::npos) proxy.insert(0, "http://");
+    // A name that stands for itself and for resolving at the proxy's side.
+    if (proxy.starts_with("socks5h://")) proxy.erase(6, 1);
+    settings->setObject_forKey(NSString::stringWithUTF8String(proxy), kSCPropNetProxiesFTPProxy());
+  }
+  if (direct->count() > 0) settings->setObject_forKey(direct, kSCPropNetProxiesExceptionsList());
+  return as<NSDictionary>(settings->copy());
+}
