@@ -29,6 +29,8 @@ class NSArray : public NSObject {
   static Ref<NSArray> arrayWithObjects(std::initializer_list<id> objects);
   static Ref<NSArray> arrayWithVector(std::vector<id> objects);
   static Ref<NSArray> arrayWithArray(const Ref<NSArray>& other);
+  // From a property list in a file (XML or binary); nil when there is none or its root is something else.
+  static Ref<NSArray> arrayWithContentsOfFile(const Ref<NSString>& path);
 
   NSUInteger count() const { return objects_.size(); }
   const id& objectAtIndex(NSUInteger index) const;
@@ -57,6 +59,10 @@ class NSArray : public NSObject {
   Ref<NSArray> sortedArrayUsingDescriptors(const Ref<NSArray>& descriptors) const;
   Ref<NSString> componentsJoinedByString(const Ref<NSString>& separator) const;
   void makeObjectsPerformSelector(SEL selector) const;
+
+  // As an XML property list, in place or atomically (NSData). False when it cannot be written or holds something else
+  // than property lists do; see NSPropertyList.h.
+  bool writeToFile_atomically(const Ref<NSString>& path, bool atomically) const;
 
   // One element a line, in parentheses, the way property lists are shown.
   Ref<NSString> description() const override;

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cmath>
 
+#include "foundation/CivilTime.h"
 #include "foundation/NSString.h"
 
 Class NSDate::classObject() {
@@ -54,20 +55,14 @@ bool NSDate::isEqualToDate(const Ref<NSDate>& other) const {
 }
 
 Ref<NSString> NSDate::description() const {
-  const double seconds = std::floor(timeIntervalSince1970());
-  // Days of the civil calendar, proleptic Gregorian (as property lists count), from days since 1970.
-  constexpr double farthest = 1e11;
-  if (!(std::fabs(seconds) < farthest)) return NSString::stringWithFormat("%f"_ns, sinceReferenceDate_);
-  using namespace std::chrono;
-  const sys_seconds instant{std::chrono::seconds(static_cast<std::int64_t>(seconds))};
-  const auto day = floor<days>(instant);
-  const auto inDay = static_cast<NSInteger>((instant - day).count());
-  const std::int64_t sinceEpoch = day.time_since_epoch().count();
-  // year_month_day stops at year 32767, which lies beyond `farthest`'s 3,168 years on either side of 1970.
-  const year_month_day date{sys_days{days{sinceEpoch}}};
-  return NSString::stringWithFormat("%04d-%02u-%02u %02ld:%02ld:%02ld +0000"_ns, static_cast<int>(date.year()),
-                                    static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()),
-                                    inDay / 3600, inDay / 60 % 60, inDay % 60);
+  if (!std::isfinite(sinceReferenceDate_)) return NSString::stringWithFormat("%f"_ns, sinceReferenceDate_);
+  const foundation::CivilTime time = foundation::civilTimeFrom(timeIntervalSince1970());
+  std::string text;
+  foundation::appendDate(text, time);
+  text.push_back(' ');
+  foundation::appendTimeOfDay(text, time);
+  text += " +0000";
+  return NSString::stringWithUTF8String(text);
 }
 
 bool NSDate::isEqual(const id& other) const { return isEqualToDate(as<NSDate>(other)); }

@@ -30,12 +30,17 @@ class NSDictionary : public NSObject {
   static Ref<NSDictionary> dictionaryWithObject_forKey(const id& object, const id& key);
   static Ref<NSDictionary> dictionaryWithEntries(std::vector<Entry> entries);
   static Ref<NSDictionary> dictionaryWithDictionary(const Ref<NSDictionary>& other);
+  // From a property list in a file (XML or binary); nil when there is none or its root is something else.
+  static Ref<NSDictionary> dictionaryWithContentsOfFile(const Ref<NSString>& path);
 
   NSUInteger count() const { return entries_.size(); }
   id objectForKey(const id& key) const;  // nil when there is none
   Ref<NSArray> allKeys() const;
   Ref<NSArray> allValues() const;
   Ref<NSArray> allKeysForObject(const id& object) const;
+  // As an XML property list, in place or atomically (NSData). False when it cannot be written or holds something else
+  // than property lists do; see NSPropertyList.h.
+  bool writeToFile_atomically(const Ref<NSString>& path, bool atomically) const;
   // Over the keys or objects that are there now; later changes are not seen.
   Ref<NSEnumerator> keyEnumerator() const;
   Ref<NSEnumerator> objectEnumerator() const;

@@ -40,7 +40,12 @@ Class NSNumber::classObject() {
   return &object;
 }
 
-Ref<NSNumber> NSNumber::numberWithBool(bool value) { return make<NSNumber>(Value(value)); }
+Ref<NSNumber> NSNumber::numberWithBool(bool value) {
+  // Two objects are enough for all.
+  static const Ref<NSNumber>& yes = *new Ref<NSNumber>(make<NSNumber>(Value(true)));
+  static const Ref<NSNumber>& no = *new Ref<NSNumber>(make<NSNumber>(Value(false)));
+  return value ? yes : no;
+}
 Ref<NSNumber> NSNumber::numberWithInteger(NSInteger value) { return make<NSNumber>(Value(value)); }
 Ref<NSNumber> NSNumber::numberWithUnsignedInteger(NSUInteger value) { return make<NSNumber>(Value(value)); }
 Ref<NSNumber> NSNumber::numberWithDouble(double value) { return make<NSNumber>(Value(value)); }

@@ -2,6 +2,8 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <limits>
 
 namespace {
@@ -13,6 +15,20 @@ struct Sequence {
 
 bool isContinuation(std::string_view bytes, std::size_t index) {
   return index < bytes.size() && (static_cast<unsigned char>(bytes[index]) & 0xC0U) == 0x80U;
+}
+
+// Most text is ASCII, or begins with a long run of it, which is taken eight bytes at a time.
+std::size_t lengthOfASCII(std::string_view bytes) {
+  constexpr std::uint64_t highBits = 0x8080808080808080;
+  std::size_t length = 0;
+  std::uint64_t eight = 0;
+  while (bytes.size() - length >= sizeof eight) {
+    std::memcpy(&eight, bytes.data() + length, sizeof eight);
+    if (eight & highBits) break;
+    length += sizeof eight;
+  }
+  while (length < bytes.size() && static_cast<unsigned char>(bytes[length]) < 0x80) ++length;
+  return length;
 }
 
 Sequence sequenceAt(std::string_view bytes, std::size_t at) {
@@ -63,6 +79,12 @@ std::u16string foundation::unitsFromUTF8(std::string_view utf8) {
   std::u16string units;
   units.reserve(utf8.size());
   for (std::size_t at = 0; at < utf8.size();) {
+    if (const std::size_t run = lengthOfASCII(utf8.substr(at)); run > 0) {
+      units.append(utf8.begin() + static_cast<std::ptrdiff_t>(at),
+                   utf8.begin() + static_cast<std::ptrdiff_t>(at + run));
+      at += run;
+      continue;
+    }
     const Sequence sequence = sequenceAt(utf8, at);
     if (sequence.size == 0) {
       units.push_back(static_cast<char16_t>(0xDC00U + static_cast<unsigned char>(utf8[at++])));
@@ -99,7 +121,7 @@ std::string foundation::UTF8FromUnits(std::u16string_view units) {
 }
 
 bool foundation::isUTF8(std::string_view bytes) {
-  for (std::size_t at = 0; at < bytes.size();) {
+  for (std::size_t at = lengthOfASCII(bytes); at < bytes.size();) {
     const Sequence sequence = sequenceAt(bytes, at);
     if (sequence.size == 0) return false;
     at += sequence.size;

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "foundation/NSDictionary.h"
+#include "foundation/NSObject.h"
+
+// What the readers and writers of the property-list formats share.
+namespace foundation {
+
+// Thrown by readers for bytes that are no property list, and by writers for objects that are none.
+class PropertyListFailure : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+// Containers nested deeper are refused on both sides, so that no use of a property list can exhaust the stack.
+inline constexpr std::size_t propertyListMaximumDepth = 512;
+
+// Raises PropertyListFailure when a container at that depth (the root has 0) is one too deep.
+void requirePropertyListDepth(std::size_t depth);
+
+// Makes a reader's objects as mutable as its caller asked for.
+class PropertyListFactory {
+ public:
+  explicit PropertyListFactory(NSUInteger options) : options_(options) {}
+
+  id array(std::vector<id> objects) const;
+  id dictionary(std::vector<NSDictionary::Entry> entries) const;
+  id string(std::u16string units) const;
+  id data(std::string bytes) const;
+  // Whether equal texts and data may be one object.
+  bool sharesLeaves() const;
+
+ private:
+  NSUInteger options_;
+};
+
+// A dictionary's entries in the order of their keys. Raises PropertyListFailure for keys that are no texts.
+std::vector<const NSDictionary::Entry*> entriesInKeyOrder(const NSDictionary& dictionary);
+
+std::string XMLFromPropertyList(const id& propertyList);
+id propertyListFromXML(std::string_view xml, const PropertyListFactory& factory);
+
+std::string binaryFromPropertyList(const id& propertyList);
+id propertyListFromBinary(std::string_view bytes, const PropertyListFactory& factory);
+
+}  // namespace foundation
