@@ -117,7 +117,7 @@ void FTPConnection::close() {
   source_.reset();
   deadline_.cancel();
   idle_.cancel();
-  socket_.reset();
+  socket_.close();
 }
 
 void FTPConnection::fail(const Ref<NSError>& error) {

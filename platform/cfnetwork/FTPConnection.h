@@ -141,7 +141,7 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   Delegate* delegate_ = nullptr;
   State state_ = State::Idle;
   std::unique_ptr<cfnetwork::SocketConnector> connector_;
-  cfnetwork::Descriptor socket_;
+  foundation::FileDescriptor socket_;
   std::optional<foundation::DescriptorSource> source_;
   foundation::TimerSource deadline_;
   foundation::TimerSource idle_;

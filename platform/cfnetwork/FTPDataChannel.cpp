@@ -49,7 +49,8 @@ std::optional<cfnetwork::SocketAddress> FTPDataChannel::listen(const FTPConnecti
   cfnetwork::SocketAddress address = cfnetwork::SocketAddress::localOf(control.descriptor()).unmapped();
   server_ = cfnetwork::SocketAddress::peerOf(control.descriptor());
   address.setPort(0);
-  listener_.reset(::socket(address.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  listener_ =
+      foundation::FileDescriptor(::socket(address.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
   const bool listening = listener_ &&
                          ::bind(listener_.get(), reinterpret_cast<sockaddr*>(&address.storage), address.size) == 0 &&
                          ::listen(listener_.get(), 1) == 0;
@@ -60,12 +61,12 @@ std::optional<cfnetwork::SocketAddress> FTPDataChannel::listen(const FTPConnecti
 }
 
 void FTPDataChannel::accept() {
-  cfnetwork::Descriptor accepted(::accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
+  foundation::FileDescriptor accepted(::accept4(listener_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC));
   if (!accepted) return;
   // Somebody else who found the port gets nothing.
   if (!cfnetwork::SocketAddress::peerOf(accepted.get()).isSameHost(server_)) return;
   source_.reset();
-  listener_.reset();
+  listener_.close();
   watch_.cancel();
   socket_ = std::move(accepted);
   attach();

@@ -59,9 +59,9 @@ class FTPDataChannel {
   FTPLimits limits_;
   Delegate& delegate_;
   std::unique_ptr<cfnetwork::SocketConnector> connector_;
-  cfnetwork::Descriptor listener_;
+  foundation::FileDescriptor listener_;
   cfnetwork::SocketAddress server_;  // who may connect to the listener
-  cfnetwork::Descriptor socket_;
+  foundation::FileDescriptor socket_;
   std::optional<foundation::DescriptorSource> source_;
   foundation::TimerSource watch_;
   NSTimeInterval withoutProgress_ = 0;

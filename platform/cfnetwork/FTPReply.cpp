@@ -22,6 +22,19 @@ bool readNumber(std::string_view& text, Integer& number) {
   return true;
 }
 
+// The port at the beginning of the text: six numbers with commas between.
+std::optional<std::uint16_t> portOfSixNumbers(std::string_view text) {
+  std::array<std::uint8_t, 6> numbers{};
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    if (i > 0) {
+      if (text.empty() || text[0] != ',') return std::nullopt;
+      text.remove_prefix(1);
+    }
+    if (!readNumber(text, numbers[i])) return std::nullopt;
+  }
+  return static_cast<std::uint16_t>(numbers[4] * 256 + numbers[5]);
+}
+
 }  // namespace
 
 void FTPReplyParser::append(std::string_view bytes) {
@@ -89,18 +102,14 @@ std::optional<std::uint16_t> FTPPortFromExtendedPassiveReply(const FTPReply& rep
 }
 
 std::optional<std::uint16_t> FTPPortFromPassiveReply(const FTPReply& reply) {
-  // Six numbers with commas between; servers differ in what stands around them.
   if (reply.code != 227) return std::nullopt;
+  // Servers differ in what stands around the numbers.
+  constexpr std::string_view digits = "0123456789";
   std::string_view text = reply.text;
-  text.remove_prefix(std::min(text.find_first_of("0123456789"), text.size()));
-  std::array<std::uint8_t, 6> numbers{};
-  for (std::size_t i = 0; i < numbers.size(); ++i) {
-    if (i > 0) {
-      if (text.empty() || text[0] != ',') return std::nullopt;
-      text.remove_prefix(1);
-    }
-    if (!readNumber(text, numbers[i])) return std::nullopt;
+  while (true) {
+    text.remove_prefix(std::min(text.find_first_of(digits), text.size()));
+    if (text.empty()) return std::nullopt;
+    if (const auto port = portOfSixNumbers(text)) return *port == 0 ? std::nullopt : port;
+    text.remove_prefix(std::min(text.find_first_not_of(digits), text.size()));
   }
-  const auto port = static_cast<std::uint16_t>(numbers[4] * 256 + numbers[5]);
-  return port == 0 ? std::nullopt : std::optional(port);
 }

@@ -16,12 +16,16 @@ Class FileReadStream::classObject() {
 // 0, or the errno value of what stands in the way.
 int FileReadStream::openFile() {
   if (path_.find('\0') != std::string::npos) return EINVAL;
-  // Non-blocking, for the sake of pipes that nobody writes to.
-  file_.reset(::open(path_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+  const auto isReadable = [](const struct stat& status) { return S_ISREG(status.st_mode) || S_ISDIR(status.st_mode); };
   struct stat status {};
+  // Asked before the file is opened, since opening alone makes some devices do something; and again afterwards, since
+  // another file may have taken the name.
+  if (::stat(path_.c_str(), &status) != 0) return errno;
+  if (!isReadable(status)) return EOPNOTSUPP;
+  file_ = foundation::openFile(path_, O_RDONLY);
   if (!file_ || ::fstat(file_.get(), &status) != 0) return errno;
+  if (!isReadable(status)) return EOPNOTSUPP;
   isFolder_ = S_ISDIR(status.st_mode);
-  if (!isFolder_ && !S_ISREG(status.st_mode)) return EOPNOTSUPP;
   [[maybe_unused]] const int advised = ::posix_fadvise(file_.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
   return 0;
 }
@@ -29,7 +33,7 @@ int FileReadStream::openFile() {
 void FileReadStream::open() {
   if (streamStatus() != NSStreamStatusNotOpen) return;
   if (const int error = openFile(); error != 0) {
-    file_.reset();
+    file_.close();
     return fail(NSError::errorWithPOSIXCode(error));
   }
   setStatus(NSStreamStatusOpen);
@@ -38,7 +42,7 @@ void FileReadStream::open() {
 }
 
 void FileReadStream::close() {
-  file_.reset();
+  file_.close();
   cancelAllEvents();
   setStatus(NSStreamStatusClosed);
 }

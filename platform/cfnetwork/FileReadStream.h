@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "cfnetwork/SocketConnector.h"
+#include "foundation/FileIO.h"
 #include "foundation/NSStream.h"
 
 // Reads a regular file. A folder can be opened too and is at its end at once; anything else (a pipe, a socket, a
@@ -23,6 +23,6 @@ class FileReadStream : public NSInputStream {
   int openFile();
 
   std::string path_;
-  cfnetwork::Descriptor file_;
+  foundation::FileDescriptor file_;
   bool isFolder_ = false;
 };

@@ -95,7 +95,7 @@ class HostConnector : public SocketConnector {
       result.throughProxy = remote && G_IS_PROXY_ADDRESS(remote.get());
       // A duplicate, so that the connection's object can go.
       const int descriptor = g_socket_get_fd(g_socket_connection_get_socket(connection.get()));
-      result.descriptor.reset(fcntl(descriptor, F_DUPFD_CLOEXEC, 0));
+      result.descriptor = foundation::FileDescriptor(fcntl(descriptor, F_DUPFD_CLOEXEC, 0));
       if (!result.descriptor) result.error = NSError::errorWithPOSIXCode(errno);
     } else {
       result.error = errorFrom(failure);
@@ -122,7 +122,8 @@ class AddressConnector : public SocketConnector {
         }) {}
 
   void start(const SocketAddress& address, NSTimeInterval limit) {
-    socket_.reset(::socket(address.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+    socket_ =
+        foundation::FileDescriptor(::socket(address.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     error_ = socket_ ? 0 : errno;
     if (socket_ && ::connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address.storage), address.size) != 0) {
       error_ = errno == EINPROGRESS ? 0 : errno;
@@ -157,25 +158,13 @@ class AddressConnector : public SocketConnector {
 
   Ref<NSRunLoop> runLoop_;
   Completion completion_;
-  Descriptor socket_;
+  foundation::FileDescriptor socket_;
   int error_ = 0;  // of an attempt that failed at once
   foundation::TimerSource timer_;
   std::optional<foundation::DescriptorSource> source_;
 };
 
 }  // namespace
-
-Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
-  if (this != &other) reset(other.release());
-  return *this;
-}
-
-int Descriptor::release() { return std::exchange(number_, -1); }
-
-void Descriptor::reset(int number) {
-  if (number_ >= 0) ::close(number_);
-  number_ = number;
-}
 
 SocketAddress SocketAddress::peerOf(int descriptor) {
   SocketAddress address;

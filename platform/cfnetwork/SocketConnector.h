@@ -8,6 +8,7 @@
 
 #include <sys/socket.h>
 
+#include "foundation/FileIO.h"
 #include "foundation/NSObject.h"
 
 class NSError;
@@ -15,24 +16,7 @@ class NSRunLoop;
 
 namespace cfnetwork {
 
-// An open file descriptor, closed with its owner.
-class Descriptor {
- public:
-  Descriptor() = default;
-  explicit Descriptor(int number) : number_(number) {}
-  Descriptor(Descriptor&& other) noexcept : number_(other.release()) {}
-  Descriptor& operator=(Descriptor&& other) noexcept;
-  ~Descriptor() { reset(); }
-
-  int get() const { return number_; }
-  explicit operator bool() const { return number_ >= 0; }
-  int release();
-  void reset(int number = -1);
-
- private:
-  int number_ = -1;
-};
-
+// The address of one end of a connection, IPv4 or IPv6.
 struct SocketAddress {
   sockaddr_storage storage{};
   socklen_t size = 0;
@@ -61,7 +45,7 @@ struct Route {
 class SocketConnector {
  public:
   struct Result {
-    Descriptor descriptor;  // non-blocking, close-on-exec
+    foundation::FileDescriptor descriptor;  // non-blocking, close-on-exec
     bool throughProxy = false;
     Ref<NSError> error;  // set when there is no descriptor
   };

@@ -17,7 +17,8 @@ namespace foundation {
 // An open file, closed with its owner.
 class FileDescriptor {
  public:
-  explicit FileDescriptor(int descriptor = -1) noexcept : descriptor_(descriptor) {}
+  FileDescriptor() noexcept = default;
+  explicit FileDescriptor(int descriptor) noexcept : descriptor_(descriptor) {}
   FileDescriptor(FileDescriptor&& other) noexcept : descriptor_(std::exchange(other.descriptor_, -1)) {}
   FileDescriptor& operator=(FileDescriptor&& other) noexcept {
     std::swap(descriptor_, other.descriptor_);
@@ -33,7 +34,7 @@ class FileDescriptor {
   bool close() noexcept;
 
  private:
-  int descriptor_;
+  int descriptor_ = -1;
 };
 
 // The path as the system takes it. Nothing, with errno set, for nil and for text with a NUL in it, which the system
