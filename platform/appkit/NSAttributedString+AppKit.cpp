@@ -1,0 +1,23 @@
+#include "appkit/NSAttributedString+AppKit.h"
+#include "appkit/RTFReader.h"
+#include "appkit/RTFWriter.h"
+#include "foundation/NSData.h"
+#include "foundation/NSString.h"
+
+const Ref<NSString>& NSFontAttributeName() { return "NSFont"_ns; }
+const Ref<NSString>& NSForegroundColorAttributeName() { return "NSColor"_ns; }
+const Ref<NSString>& NSBackgroundColorAttributeName() { return "NSBackgroundColor"_ns; }
+const Ref<NSString>& NSUnderlineStyleAttributeName() { return "NSUnderline"_ns; }
+const Ref<NSString>& NSStrikethroughStyleAttributeName() { return "NSStrikethrough"_ns; }
+const Ref<NSString>& NSSuperscriptAttributeName() { return "NSSuperScript"_ns; }
+const Ref<NSString>& NSParagraphStyleAttributeName() { return "NSParagraphStyle"_ns; }
+const Ref<NSString>& NSLinkAttributeName() { return "NSLink"_ns; }
+
+Ref<NSMutableAttributedString> NSAttributedStringFromRTF(const Ref<NSData>& data) {
+  return data ? appkit::RTFReader(data->view()).read() : Ref<NSMutableAttributedString>();
+}
+
+Ref<NSData> NSRTFFromAttributedString(const Ref<NSAttributedString>& string, NSRange range) {
+  if (!string) return nil;
+  return NSData::dataWithBytes(appkit::RTFWriter(*string->attributedSubstringFromRange(range)).document());
+}
