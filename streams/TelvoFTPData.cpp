@@ -1,0 +1,207 @@
+#include "streams/TelvoFTPData.h"
+
+#include <unordered_map>
+#include <vector>
+
+#include "categories/NSFileManager+Telvo.h"
+#include "categories/NSObject+Telvo.h"
+#include "foundation/Foundation.h"
+#include "foundation/NSNotificationCenter.h"
+#include "streams/TelvoFTPStreamData.h"
+
+namespace {
+
+// A scan of many files gives the run loop its turn each time after so many records.
+constexpr NSUInteger recordsPerTurn = 512;
+
+Ref<NSString> textOrEmpty(const Ref<NSString>& text) { return text ? text : ""_ns; }
+
+bool isEmpty(const Ref<NSString>& text) { return !text || text->length() == 0; }
+
+// Finds equivalent objects without comparing each with each: equivalence is equality of the folded descriptions.
+class EquivalenceIndex {
+ public:
+  explicit EquivalenceIndex(const Ref<NSArray>& objects) {
+    objects_.reserve(objects->count());
+    for (const id& object : *objects) objects_.emplace(hash(object), object.get());
+  }
+
+  bool containsObjectEquivalentTo(const id& object) const {
+    const auto [first, last] = objects_.equal_range(hash(object));
+    for (auto each = first; each != last; ++each) {
+      if (telvo_isEquivalentTo(each->second->self(), object)) return true;
+    }
+    return false;
+  }
+
+ private:
+  static NSUInteger hash(const id& object) { return object->description()->foldedString()->hash(); }
+
+  std::unordered_multimap<NSUInteger, NSObject*> objects_;
+};
+
+}  // namespace
+
+Class TelvoFTPData::classObject() {
+  static const NSClass object("TelvoFTPData", NSObject::classObject(),
+                              {
+                                  method("streamDataEnded:"_sel, &TelvoFTPData::streamDataEnded),
+                                  method("stop"_sel, &TelvoFTPData::stop),
+                                  method("currentInfo"_sel, &TelvoFTPData::currentInfo),
+                                  method("count"_sel, &TelvoFTPData::count),
+                                  method("isMore"_sel, &TelvoFTPData::isMore),
+                                  method("index"_sel, &TelvoFTPData::index),
+                                  method("isWorking"_sel, &TelvoFTPData::isWorking),
+                                  method("setWorking:"_sel, &TelvoFTPData::setWorking),
+                                  method("cachedInfo"_sel, &TelvoFTPData::cachedInfo),
+                                  method("setCachedInfo:"_sel, &TelvoFTPData::setCachedInfo),
+                              });
+  return &object;
+}
+
+TelvoFTPData::TelvoFTPData() = default;
+TelvoFTPData::~TelvoFTPData() = default;
+
+Ref<TelvoFTPData> TelvoFTPData::ftpData() { return make<TelvoFTPData>(); }
+
+void TelvoFTPData::setCachedInfo(const Ref<NSArray>& cachedInfo) { _cachedInfo = cachedInfo; }
+void TelvoFTPData::setHost(const Ref<NSString>& host) { _host = host; }
+void TelvoFTPData::setUsername(const Ref<NSString>& username) { _username = username; }
+void TelvoFTPData::setPassword(const Ref<NSString>& password) { _password = password; }
+void TelvoFTPData::setUploadInfo(const Ref<NSMutableArray>& uploadInfo) { _uploadInfo = uploadInfo; }
+
+void TelvoFTPData::uploadPath_toHost_directory_username_password_cachedInfoPath_debugMode(
+    const Ref<NSString>& localPath, const Ref<NSString>& host, const Ref<NSString>& directory,
+    const Ref<NSString>& username, const Ref<NSString>& password, const Ref<NSString>& cachedInfoPath, bool) {
+  const id keptAlive = self();
+  resetIndex();
+  setWorking(true);
+  setUploadInfo(NSMutableArray::array());
+  setHost(host);
+  setUsername(username);
+  setPassword(password);
+  if (!isEmpty(cachedInfoPath)) setCachedInfo(NSArray::arrayWithContentsOfFile(cachedInfoPath));
+  recursivelyScanLocalPath_forRemoteDirectory(localPath, directory);
+  filterUploadInfoUsingCachedInfo();
+  // Written whatever becomes of the upload, on purpose: what fails is recorded as if it had been sent. In place, so
+  // that links and permissions of the owner's file stay; a failure is ignored.
+  if (!isEmpty(cachedInfoPath)) cachedInfo()->writeToFile_atomically(cachedInfoPath, false);
+  if (count() > 0 && isWorking()) {
+    sendItems();
+  } else {
+    streamDataEnded(nil);
+  }
+}
+
+void TelvoFTPData::stop() {
+  setWorking(false);
+  if (_streamData) _streamData->disconnect();
+}
+
+Ref<NSDictionary> TelvoFTPData::currentInfo() const {
+  if (index() >= count()) return nil;
+  const auto record = as<NSDictionary>(_uploadInfo->objectAtIndex(index()));
+  return NSDictionary::dictionary(
+      {{"LocalPath"_ns, textOrEmpty(as<NSString>(record->objectForKey("LocalPath"_ns)))},
+       {"RemoteDirectory"_ns, textOrEmpty(as<NSString>(record->objectForKey("RemoteDirectory"_ns)))},
+       {"Nth"_ns, NSNumber::numberWithUnsignedInteger(index() + 1)},
+       {"Total"_ns, NSNumber::numberWithUnsignedInteger(count())},
+       {"Percent"_ns, NSNumber::numberWithUnsignedInteger((index() + 1) * 100 / count())},
+       {"IsMore"_ns, NSNumber::numberWithBool(isMore())}});
+}
+
+NSUInteger TelvoFTPData::count() const { return _uploadInfo ? _uploadInfo->count() : 0; }
+
+bool TelvoFTPData::isMore() const { return isWorking() && index() + 1 < count(); }
+
+// Each item is started after the report of the one before has returned, so that the stack stays flat however many
+// there are.
+void TelvoFTPData::sendItems() {
+  do {
+    _itemDue = false;
+    uploadNextPath();
+  } while (_itemDue);
+}
+
+void TelvoFTPData::uploadNextPath() {
+  const auto stream = TelvoUploadFTPStreamData::streamData();
+  _streamData = stream;
+  const auto info = currentInfo();
+  stream->uploadPath_toHost_directory_username_password_forDelegate_useSameThread(
+      as<NSString>(info->objectForKey("LocalPath"_ns)), host(), as<NSString>(info->objectForKey("RemoteDirectory"_ns)),
+      textOrEmpty(username()), textOrEmpty(password()), self(), true);
+  // The job owns its stream and the stream its delegate, the job. The stream has reported all it ever will, so the
+  // circle is broken here.
+  stream->setDelegate(nil);
+}
+
+void TelvoFTPData::streamDataEnded(const id&) {
+  NSNotificationCenter::defaultCenter()->postNotificationName_object_userInfo("TelvoFTPDataProgressNotification"_ns,
+                                                                              self(), currentInfo());
+  const bool more = isMore();
+  incrementIndex();
+  if (more) {
+    _itemDue = true;
+  } else {
+    setWorking(false);
+  }
+}
+
+void TelvoFTPData::recursivelyScanLocalPath_forRemoteDirectory(const Ref<NSString>& localPath,
+                                                               const Ref<NSString>& remoteDirectory) {
+  // The folders on the way down to the present one, each with the entries that are still to be visited.
+  struct Folder {
+    Ref<NSString> path;
+    Ref<NSString> remoteDirectory;  // of the contents
+    Ref<NSArray> entries;
+    NSUInteger next = 0;
+  };
+  std::vector<Folder> folders;
+  const auto visit = [&](const Ref<NSString>& path, const Ref<NSString>& remote) {
+    if (!appendRecord(path, remote)) return;
+    const auto entries = NSFileManager::defaultManager()->contentsOfDirectoryAtPath_error(path, nullptr);
+    if (!entries) return;
+    folders.push_back({path, remote->stringByAppendingPathComponent(path->lastPathComponent()), entries});
+  };
+  visit(localPath, remoteDirectory);
+  while (!folders.empty()) {
+    Folder& folder = folders.back();
+    if (folder.next == folder.entries->count()) {
+      folders.pop_back();
+      continue;
+    }
+    const auto name = as<NSString>(folder.entries->objectAtIndex(folder.next++));
+    visit(folder.path->stringByAppendingPathComponent(name), Ref<NSString>(folder.remoteDirectory));
+    if (_uploadInfo->count() % recordsPerTurn == 0) {
+      NSRunLoop::currentRunLoop()->runMode_beforeDate(NSDefaultRunLoopMode(), nil);
+    }
+  }
+}
+
+// Returns whether the path names a folder.
+bool TelvoFTPData::appendRecord(const Ref<NSString>& localPath, const Ref<NSString>& remoteDirectory) {
+  const auto& files = NSFileManager::defaultManager();
+  const bool isDirectory = telvo_isDirectoryAtPath(files, localPath);
+  const auto record = NSMutableDictionary::dictionary();
+  if (localPath) record->setObject_forKey(localPath, "LocalPath"_ns);
+  if (remoteDirectory) record->setObject_forKey(remoteDirectory, "RemoteDirectory"_ns);
+  record->setObject_forKey(NSNumber::numberWithBool(isDirectory), "IsDirectory"_ns);
+  const Ref<NSDate> date = isDirectory ? Ref<NSDate>() : telvo_fileModificationDateAtPath(files, localPath);
+  if (date) record->setObject_forKey(date, "ModificationDate"_ns);
+  _uploadInfo->addObject(record);
+  return isDirectory;
+}
+
+void TelvoFTPData::filterUploadInfoUsingCachedInfo() {
+  const Ref<NSMutableArray> plan = _uploadInfo;
+  Ref<NSMutableArray> kept;
+  if (_cachedInfo) {
+    kept = NSMutableArray::array();
+    const EquivalenceIndex cache(_cachedInfo);
+    for (const id& record : *plan) {
+      if (!cache.containsObjectEquivalentTo(record)) kept->addObject(record);
+    }
+  }
+  setCachedInfo(plan);
+  if (kept) setUploadInfo(kept);
+}

@@ -1,0 +1,91 @@
+#pragma once
+
+#include "foundation/NSObject.h"
+
+class NSArray;
+class NSDictionary;
+class NSMutableArray;
+class NSString;
+class TelvoUploadFTPStreamData;
+
+// The upload job: makes a plan of one local file or folder tree, drops what is unchanged since the last run, and sends
+// the rest one item at a time. After each item it posts "TelvoFTPDataProgressNotification" in the default notification
+// centre, with itself as the object and currentInfo() as the user information. Main thread only.
+class TelvoFTPData : public NSObject {
+  NS_OBJECT(TelvoFTPData, NSObject)
+
+ public:
+  TelvoFTPData();
+  ~TelvoFTPData() override;
+
+  static Ref<TelvoFTPData> ftpData();
+
+  // Runs the whole job and returns when it is over. It turns the run loop meanwhile, so that stop() can be called. With
+  // an empty host and something to send it returns at once and stays working: nothing is ever posted.
+  //
+  // With a cache path, the records of the last run are read from that file, records that are the same as then are not
+  // sent, and the complete new plan is written to it, as an XML property list, before anything is sent. What fails to
+  // be sent is therefore not sent by the next run either unless it changes. The debug flag is not used.
+  void uploadPath_toHost_directory_username_password_cachedInfoPath_debugMode(
+      const Ref<NSString>& localPath, const Ref<NSString>& host, const Ref<NSString>& directory,
+      const Ref<NSString>& username, const Ref<NSString>& password, const Ref<NSString>& cachedInfoPath,
+      bool debugMode);
+
+  // Abandons the item in progress; the record of its end says that no more follow. Posts nothing itself.
+  void stop();
+
+  // The progress record of the item at index(): "LocalPath" and "RemoteDirectory" ("" when the item has none), "Nth"
+  // (from 1), "Total", "Percent" (cut to a whole number) and "IsMore". Nil past the end of the plan.
+  Ref<NSDictionary> currentInfo() const;
+  // The number of items to send, folders included.
+  NSUInteger count() const;
+  // Whether an item follows the current one; no when not working.
+  bool isMore() const;
+
+  NSUInteger index() const { return _index; }
+  void resetIndex() { _index = 0; }
+  void incrementIndex() { ++_index; }
+  bool isWorking() const { return _working; }
+  void setWorking(bool working) { _working = working; }
+  bool debugMode() const { return _debugMode; }
+  void setDebugMode(bool debugMode) { _debugMode = debugMode; }
+
+  // The last run's records, then this run's complete plan; nil without a cache.
+  const Ref<NSArray>& cachedInfo() const { return _cachedInfo; }
+  void setCachedInfo(const Ref<NSArray>& cachedInfo);
+  const Ref<NSString>& host() const { return _host; }
+  void setHost(const Ref<NSString>& host);
+  const Ref<NSString>& username() const { return _username; }
+  void setUsername(const Ref<NSString>& username);
+  const Ref<NSString>& password() const { return _password; }
+  void setPassword(const Ref<NSString>& password);
+
+  // The plan, one upload-info record an item: a dictionary with "LocalPath", "RemoteDirectory", "IsDirectory" and, for
+  // a file, "ModificationDate"; what is not known is left out.
+  const Ref<NSMutableArray>& uploadInfo() const { return _uploadInfo; }
+  void setUploadInfo(const Ref<NSMutableArray>& uploadInfo);
+  // Appends the records of the path and of everything below it to the plan, a folder before its contents, entries in
+  // the order of the file system. Turns the run loop now and then.
+  void recursivelyScanLocalPath_forRemoteDirectory(const Ref<NSString>& localPath,
+                                                   const Ref<NSString>& remoteDirectory);
+  // Drops the records that the cache holds an equivalent of (telvo_isEquivalentTo), and makes the complete plan the
+  // new cache. Without a cache nothing is dropped.
+  void filterUploadInfoUsingCachedInfo();
+
+ private:
+  bool appendRecord(const Ref<NSString>& localPath, const Ref<NSString>& remoteDirectory);
+  void sendItems();
+  void uploadNextPath();
+  void streamDataEnded(const id& stream);
+
+  Ref<TelvoUploadFTPStreamData> _streamData;
+  Ref<NSMutableArray> _uploadInfo;
+  Ref<NSArray> _cachedInfo;
+  Ref<NSString> _host;
+  Ref<NSString> _username;
+  Ref<NSString> _password;
+  NSUInteger _index = 0;
+  bool _working = false;
+  bool _debugMode = false;
+  bool _itemDue = false;  // the report of an item's end asks for the next one
+};

@@ -1,0 +1,77 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "streams/TelvoFTPData.h"
+#include "streams/TelvoStreamData.h"
+
+class FTPWriteStream;
+class NSDictionary;
+
+// What every FTP connection needs: the login, the system's proxy and passive-mode settings, and the state of a
+// buffered transfer.
+class TelvoAbstractFTPStreamData : public TelvoStreamData {
+  NS_OBJECT(TelvoAbstractFTPStreamData, TelvoStreamData)
+
+ public:
+  // Sets login and password on the stream when there is a login; without one the stream's own default applies.
+  void setUsername_andPassword_forStream(const Ref<NSString>& username, const Ref<NSString>& password,
+                                         const Ref<FTPWriteStream>& stream);
+  // Reads the system's proxy settings anew and sets them and the mode on the stream.
+  void setProxyForStream(const Ref<FTPWriteStream>& stream);
+
+  const Ref<NSDictionary>& proxyDict() const { return _proxyDict; }
+  std::int64_t fileSize() const { return _fileSize; }
+  // Bytes written to the server by this connection so far.
+  std::uint64_t totalBytesWritten() const { return _totalBytesWritten; }
+  // Bytes read from the file and not written yet; they stand at the start of the buffer.
+  std::int64_t leftOverByteCount() const { return _leftOverByteCount; }
+
+  static constexpr std::size_t bufferSize = 512000;
+
+ protected:
+  Ref<NSDictionary> _proxyDict;
+  std::int64_t _fileSize = 0;
+  std::uint64_t _totalBytesWritten = 0;
+  std::int64_t _leftOverByteCount = 0;
+  std::array<std::uint8_t, bufferSize> _buffer;  // not initialised: only what was read into it is ever used
+};
+
+// Stores one local file on an FTP server, or makes one folder there; one object for each item. Besides what every
+// connection reports: "streamData:uploadedBytes:" with the total so far, after each burst of writes.
+class TelvoUploadFTPStreamData : public TelvoAbstractFTPStreamData {
+  NS_OBJECT(TelvoUploadFTPStreamData, TelvoAbstractFTPStreamData)
+
+ public:
+  ~TelvoUploadFTPStreamData() override;
+
+  static Ref<TelvoUploadFTPStreamData> streamData();
+
+  // Sends the item at the local path to the remote directory on the host, which may carry a port and a login. With an
+  // empty or nil host it only reports an error: no "streamDataEnded:" follows then. The other four texts must not be
+  // nil (NSInvalidArgumentException); an empty login name is the anonymous login.
+  void uploadPath_toHost_directory_username_password_forDelegate_useSameThread(
+      const Ref<NSString>& path, const Ref<NSString>& host, const Ref<NSString>& directory,
+      const Ref<NSString>& username, const Ref<NSString>& password, const id& delegate, bool useSameThread);
+
+  void setStreamsWithParameters(const Ref<NSDictionary>& parameters) override;
+  // Moves bytes from the file to the server while there is room.
+  void handleHasSpaceAvailableForStream(const Ref<NSStream>& stream) override;
+
+ private:
+  bool pump();
+  NSInteger readFile();
+  NSInteger writeBuffer(NSInteger size);
+
+  bool _readFailed = false;
+};
+
+// Two further kinds of FTP connection, of which nothing is made yet.
+class TelvoListingFTPStreamData : public TelvoAbstractFTPStreamData {
+  NS_OBJECT(TelvoListingFTPStreamData, TelvoAbstractFTPStreamData)
+};
+
+class TelvoDownloadFTPStreamData : public TelvoAbstractFTPStreamData {
+  NS_OBJECT(TelvoDownloadFTPStreamData, TelvoAbstractFTPStreamData)
+};

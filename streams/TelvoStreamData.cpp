@@ -1,0 +1,206 @@
+#include "streams/TelvoStreamData.h"
+
+#include <array>
+
+#include "categories/NSDictionary+Telvo.h"
+#include "foundation/Foundation.h"
+#include "foundation/NSAssertionHandler.h"
+#include "foundation/NSTimer.h"
+
+namespace {
+
+constexpr NSTimeInterval longestTurn = 0.1;
+constexpr NSTimeInterval sendRetryInterval = 0.5;
+constexpr NSUInteger receiveLimit = 1024;
+
+}  // namespace
+
+Class TelvoStreamData::classObject() {
+  static const NSClass object(
+      "TelvoStreamData", TelvoDelegateData::classObject(),
+      {
+          method("connectWithParameters:"_sel, &TelvoStreamData::connectWithParameters),
+          method("threadedConnectWithParameters:"_sel, &TelvoStreamData::threadedConnectWithParameters),
+          method("run"_sel, &TelvoStreamData::run),
+          method("disconnect"_sel, &TelvoStreamData::disconnect),
+          method("terminate"_sel, &TelvoStreamData::terminate),
+          method("isConnected"_sel, &TelvoStreamData::isConnected),
+          method("sendString:"_sel, &TelvoStreamData::sendString),
+          method("sendStringTimer:"_sel, &TelvoStreamData::sendStringTimer),
+      });
+  return &object;
+}
+
+TelvoStreamData::TelvoStreamData() = default;
+
+TelvoStreamData::~TelvoStreamData() {
+  if (isConnected()) terminate();
+  setInputStream(nil);
+  setOutputStream(nil);
+  setRunLoop(nil);
+  resetConnectionCount();
+}
+
+Ref<TelvoStreamData> TelvoStreamData::streamData() { return make<TelvoStreamData>(); }
+
+void TelvoStreamData::setRunLoop(const Ref<NSRunLoop>& runLoop) { _runLoop = runLoop; }
+
+// A stream that others still hold must not report to a connection that has let go of it.
+void TelvoStreamData::setInputStream(const Ref<NSInputStream>& stream) {
+  if (_inputStream && _inputStream != stream) _inputStream->setDelegate(nullptr);
+  _inputStream = stream;
+}
+
+void TelvoStreamData::setOutputStream(const Ref<NSOutputStream>& stream) {
+  if (_outputStream && _outputStream != stream) _outputStream->setDelegate(nullptr);
+  _outputStream = stream;
+}
+
+void TelvoStreamData::connectWithParameters(const Ref<NSDictionary>& parameters) {
+  if (telvo_boolForKey(parameters, "UseSameThread"_ns)) return threadedConnectWithParameters(parameters);
+  NSThread::detachNewThreadSelector_toTarget_withObject("threadedConnectWithParameters:"_sel, self(), parameters);
+}
+
+void TelvoStreamData::threadedConnectWithParameters(const Ref<NSDictionary>& parameters) {
+  const id keptAlive = self();
+  try {
+    setRunLoop(NSRunLoop::currentRunLoop());
+    setStreamsWithParameters(parameters);
+    if (_inputStream) _inputStream->setDelegate(this);
+    if (_outputStream) _outputStream->setDelegate(this);
+    if (_inputStream) _inputStream->scheduleInRunLoop_forMode(_runLoop, NSDefaultRunLoopMode());
+    if (_outputStream) _outputStream->scheduleInRunLoop_forMode(_runLoop, NSDefaultRunLoopMode());
+    if (_inputStream) _inputStream->open();
+    if (_outputStream) _outputStream->open();
+    informDelegateUsingSignature("streamDataConnecting:"_ns);
+    run();
+  } catch (const Ref<NSException>&) {
+    NSLog("An exception occurred while connecting to a remote server."_ns);
+    try {
+      terminate();
+    } catch (const Ref<NSException>&) {
+      NSLog("An exception occurred while terminating a connection after a connection failure."_ns);
+    }
+  }
+  informDelegateUsingSignature("streamDataEnded:"_ns);
+}
+
+void TelvoStreamData::setStreamsWithParameters(const Ref<NSDictionary>&) {
+  NSAssertionHandler::currentHandler()->handleFailureInMethod_object_file_lineNumber_description(
+      "setStreamsWithParameters:"_sel, self(), "TelvoStreamData"_ns, 201,
+      "Forgot to override -setStreamsWithParameters:"_ns);
+}
+
+void TelvoStreamData::run() {
+  _needToStop = false;
+  while (_runLoop && _inputStream && _outputStream) {
+    try {
+      const Ref<NSRunLoop> runLoop = _runLoop;
+      runLoop->runMode_beforeDate(NSDefaultRunLoopMode(), NSDate::dateWithTimeIntervalSinceNow(longestTurn));
+    } catch (const Ref<NSException>& exception) {
+      // The text is spelled as those who search logs for it know it.
+      NSLog("Exception while communiating with a remote server: %@ (%@)"_ns, exception->name(), exception->reason());
+    }
+    if (_needToStop) return;
+  }
+}
+
+void TelvoStreamData::disconnect() {
+  _needToStop = true;
+  informDelegateUsingSignature("streamDataDisconnected:"_ns);
+}
+
+void TelvoStreamData::terminate() {
+  resetConnectionCount();
+  // A stream may have an error to tell while it closes, which terminates once more: the streams are held here.
+  const Ref<NSInputStream> input = _inputStream;
+  const Ref<NSOutputStream> output = _outputStream;
+  if (input) input->close();
+  if (output) output->close();
+  setInputStream(nil);
+  setOutputStream(nil);
+}
+
+void TelvoStreamData::informDelegateOfError_terminate(const id& error, bool terminates) {
+  if (terminates) terminate();
+  informDelegateUsingSignature_withObject("streamData:errorOccurred:"_ns, error);
+}
+
+void TelvoStreamData::stream_handleEvent(const Ref<NSStream>& stream, NSStreamEvent event) {
+  const id keptAlive = self();
+  switch (event) {
+    case NSStreamEventNone:
+      handleNoEventForStream(stream);
+      break;
+    case NSStreamEventOpenCompleted:
+      handleOpenCompletedForStream(stream);
+      incrementConnectionCount();
+      informDelegateUsingSignature_withObject("streamData:connectedToStream:"_ns, stream);
+      if (isConnected()) informDelegateUsingSignature("streamDataConnected:"_ns);
+      break;
+    case NSStreamEventHasBytesAvailable:
+      handleHasBytesAvailableForStream(stream);
+      break;
+    case NSStreamEventHasSpaceAvailable:
+      handleHasSpaceAvailableForStream(stream);
+      break;
+    case NSStreamEventErrorOccurred:
+      if (handleErrorOccurred_forStream(stream->streamError(), stream)) {
+        informDelegateOfError_terminate(stream->streamError(), true);
+      }
+      break;
+    case NSStreamEventEndEncountered:
+      if (handleEndEncounteredForStream(stream)) {
+        terminate();
+        informDelegateUsingSignature("streamDataConnectionTerminated:"_ns);
+      }
+      break;
+    default:
+      handleOtherEvent_forStream(event, stream);
+      break;
+  }
+}
+
+void TelvoStreamData::handleNoEventForStream(const Ref<NSStream>&) {}
+void TelvoStreamData::handleOpenCompletedForStream(const Ref<NSStream>&) {}
+void TelvoStreamData::handleHasBytesAvailableForStream(const Ref<NSStream>&) {}
+void TelvoStreamData::handleHasSpaceAvailableForStream(const Ref<NSStream>&) {}
+bool TelvoStreamData::handleErrorOccurred_forStream(const Ref<NSError>&, const Ref<NSStream>&) { return true; }
+bool TelvoStreamData::handleEndEncounteredForStream(const Ref<NSStream>&) { return true; }
+void TelvoStreamData::handleOtherEvent_forStream(NSUInteger, const Ref<NSStream>&) {}
+
+void TelvoStreamData::sendString(const Ref<NSString>& string) {
+  if (!isConnected()) return informDelegateOfError_terminate("Can't send as not connected"_ns, false);
+  if (!_outputStream->hasSpaceAvailable()) {
+    NSTimer::scheduledTimerWithTimeInterval_target_selector_userInfo_repeats(sendRetryInterval, self(),
+                                                                             "sendStringTimer:"_sel, string, false);
+    return;
+  }
+  const auto line = string->stringByAppendingString("\r\n"_ns);
+  const auto bytes = line->dataUsingEncoding(NSUTF8StringEncoding, true);
+  const auto length = static_cast<NSInteger>(bytes->length());
+  const NSInteger written = _outputStream->write_maxLength(bytes->bytes(), bytes->length());
+  if (written == length) {
+    informDelegateUsingSignature_withObject("streamData:sentString:"_ns, line);
+  } else if (written < 0) {
+    informDelegateOfError_terminate(
+        NSString::stringWithFormat("Was not able to send the %ld bytes string %@"_ns, length, line), false);
+  } else {
+    informDelegateOfError_terminate(
+        NSString::stringWithFormat("Was only able to send %ld bytes of the %ld bytes string %@"_ns, written, length,
+                                   line),
+        false);
+  }
+}
+
+void TelvoStreamData::sendStringTimer(const Ref<NSTimer>& timer) { sendString(as<NSString>(timer->userInfo())); }
+
+void TelvoStreamData::receiveStringForStream(const Ref<NSInputStream>& stream) {
+  std::array<std::uint8_t, receiveLimit> buffer;
+  const NSInteger size = stream->read_maxLength(buffer.data(), buffer.size());
+  if (size <= 0) return;
+  const auto bytes = NSData::dataWithBytes_length(buffer.data(), static_cast<NSUInteger>(size));
+  auto text = NSString::stringWithData_encoding(bytes, NSUTF8StringEncoding);
+  if (!text || text->length() == 0) text = bytes->description();
+  informDelegateUsingSignature_withObject("streamData:receivedString:"_ns, text);
+}

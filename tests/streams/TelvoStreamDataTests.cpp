@@ -1,0 +1,425 @@
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "foundation/Foundation.h"
+#include "foundation/NSTimer.h"
+#include "streams/TelvoStreamData.h"
+
+namespace {
+
+// Streams that do what a test tells them: nothing real opens by half, or has room when it is told to.
+class TestInputStream : public NSInputStream {
+  NS_OBJECT(TestInputStream, NSInputStream)
+
+ public:
+  void open() override {
+    setStatus(NSStreamStatusOpening);
+    for (const NSStreamEvent event : eventsOnOpen) signal(event);
+    if (failsOnOpen) fail(NSError::errorWithPOSIXCode(ENOENT));
+  }
+  void close() override {
+    ++closed;
+    cancelAllEvents();
+    setStatus(NSStreamStatusClosed);
+  }
+  NSInteger read_maxLength(std::uint8_t* buffer, NSUInteger length) override {
+    const auto size = std::min<std::size_t>(length, bytes.size());
+    std::memcpy(buffer, bytes.data(), size);
+    bytes.erase(0, size);
+    return readResult ? *readResult : static_cast<NSInteger>(size);
+  }
+  bool hasBytesAvailable() const override { return !bytes.empty(); }
+  using NSStream::signal;
+
+  std::vector<NSStreamEvent> eventsOnOpen = {NSStreamEventOpenCompleted};
+  bool failsOnOpen = false;
+  std::string bytes;
+  std::optional<NSInteger> readResult;
+  int closed = 0;
+};
+
+Class TestInputStream::classObject() {
+  static const NSClass object("TestInputStream", NSInputStream::classObject(), {});
+  return &object;
+}
+
+class TestOutputStream : public NSOutputStream {
+  NS_OBJECT(TestOutputStream, NSOutputStream)
+
+ public:
+  void open() override {
+    setStatus(NSStreamStatusOpening);
+    for (const NSStreamEvent event : eventsOnOpen) signal(event);
+  }
+  void close() override {
+    ++closed;
+    cancelAllEvents();
+    setStatus(NSStreamStatusClosed);
+  }
+  NSInteger write_maxLength(const std::uint8_t* data, NSUInteger length) override {
+    if (writeResult) return *writeResult;
+    written.append(reinterpret_cast<const char*>(data), length);
+    return static_cast<NSInteger>(length);
+  }
+  bool hasSpaceAvailable() const override { return hasSpace; }
+  using NSStream::signal;
+
+  std::vector<NSStreamEvent> eventsOnOpen = {NSStreamEventOpenCompleted};
+  bool hasSpace = true;
+  std::optional<NSInteger> writeResult;
+  std::string written;
+  int closed = 0;
+};
+
+Class TestOutputStream::classObject() {
+  static const NSClass object("TestOutputStream", NSOutputStream::classObject(), {});
+  return &object;
+}
+
+// A connection of the two, that tells which handlers were called.
+class TestConnection : public TelvoStreamData {
+  NS_OBJECT(TestConnection, TelvoStreamData)
+
+ public:
+  static Ref<TestConnection> streamData() { return make<TestConnection>(); }
+  void setStreamsWithParameters(const Ref<NSDictionary>&) override {
+    if (raises) NSException::raise_format("TestException"_ns, "while setting up"_ns);
+    setInputStream(input);
+    setOutputStream(output);
+  }
+  void handleNoEventForStream(const Ref<NSStream>&) override { handled.emplace_back("none"); }
+  void handleOpenCompletedForStream(const Ref<NSStream>&) override {
+    handled.emplace_back("open, count " + std::to_string(connectionCount()));
+  }
+  void handleHasBytesAvailableForStream(const Ref<NSStream>&) override { handled.emplace_back("bytes"); }
+  void handleHasSpaceAvailableForStream(const Ref<NSStream>&) override {
+    handled.emplace_back("space");
+    if (onSpace) onSpace();
+  }
+  bool handleErrorOccurred_forStream(const Ref<NSError>&, const Ref<NSStream>&) override { return answer; }
+  bool handleEndEncounteredForStream(const Ref<NSStream>&) override { return answer; }
+  void handleOtherEvent_forStream(NSUInteger event, const Ref<NSStream>&) override {
+    handled.emplace_back("other " + std::to_string(event));
+  }
+
+  Ref<TestInputStream> input = make<TestInputStream>();
+  Ref<TestOutputStream> output = make<TestOutputStream>();
+  bool raises = false;
+  bool answer = true;
+  std::function<void()> onSpace;
+  std::vector<std::string> handled;
+};
+
+Class TestConnection::classObject() {
+  static const NSClass object("TestConnection", TelvoStreamData::classObject(), {});
+  return &object;
+}
+
+// Writes down every notification, and can act on one.
+class Recorder : public NSObject {
+  NS_OBJECT(Recorder, NSObject)
+
+ public:
+  void sent(const Ref<TelvoStreamData>& sender, const Ref<NSDictionary>& parameters) {
+    const auto signature = as<NSString>(parameters->objectForKey("Signature"_ns))->UTF8String();
+    signatures.push_back(signature);
+    objects.push_back(parameters->objectForKey("Object"_ns));
+    onMainThread = onMainThread && NSThread::isMainThread();
+    if (react) react(signature, sender);
+  }
+
+  std::vector<std::string> signatures;
+  std::vector<id> objects;
+  std::function<void(const std::string&, const Ref<TelvoStreamData>&)> react;
+  bool onMainThread = true;
+
+  std::string textAt(std::size_t index) const { return objects.at(index)->description()->UTF8String(); }
+};
+
+Class Recorder::classObject() {
+  static const NSClass object("Recorder", NSObject::classObject(),
+                              {method("delegateData:sentDelegateMessage:"_sel, &Recorder::sent)});
+  return &object;
+}
+
+using Texts = std::vector<std::string>;
+
+class TelvoStreamDataTest : public testing::Test {
+ protected:
+  TelvoStreamDataTest() { connection->setDelegate(recorder); }
+  ~TelvoStreamDataTest() override { recorder->react = nullptr; }
+
+  void connectOnThisThread() {
+    connection->connectWithParameters(NSDictionary::dictionary({{"UseSameThread"_ns, NSNumber::numberWithBool(true)}}));
+  }
+  // Ends the connection once the signature has been sent.
+  void when(const std::string& signature, std::function<void()> action) {
+    recorder->react = [signature, action = std::move(action)](const std::string& sent, const Ref<TelvoStreamData>&) {
+      if (sent == signature) action();
+    };
+  }
+  // A connection with both streams open, without a loop around it.
+  void makeConnected() {
+    connection->setInputStream(connection->input);
+    connection->setOutputStream(connection->output);
+    connection->incrementConnectionCount();
+    connection->incrementConnectionCount();
+  }
+  template <class Function>
+  static std::string logOf(const Function& function) {
+    testing::internal::CaptureStderr();
+    function();
+    return testing::internal::GetCapturedStderr();
+  }
+
+  Ref<TestConnection> connection = make<TestConnection>();
+  Ref<Recorder> recorder = make<Recorder>();
+};
+
+TEST_F(TelvoStreamDataTest, StartsIdle) {
+  EXPECT_EQ(connection->runLoop(), nil);
+  EXPECT_EQ(connection->inputStream(), nil);
+  EXPECT_EQ(connection->outputStream(), nil);
+  EXPECT_EQ(connection->connectionCount(), 0);
+  EXPECT_FALSE(connection->isConnected());
+}
+
+TEST_F(TelvoStreamDataTest, ReportsAConnectionFromBeginningToEnd) {
+  when("streamDataConnected:", [&] { connection->input->signal(NSStreamEventEndEncountered); });
+  connectOnThisThread();
+  EXPECT_EQ(recorder->signatures,
+            (Texts{"streamDataConnecting:", "streamData:connectedToStream:", "streamData:connectedToStream:",
+                   "streamDataConnected:", "streamDataConnectionTerminated:", "streamDataEnded:"}));
+  EXPECT_EQ(connection->input->closed, 1);
+  EXPECT_EQ(connection->output->closed, 1);
+  EXPECT_EQ(connection->inputStream(), nil);
+  EXPECT_EQ(connection->connectionCount(), 0);
+}
+
+TEST_F(TelvoStreamDataTest, CallsTheOpenHandlerBeforeItCounts) {
+  when("streamDataConnected:", [&] { connection->disconnect(); });
+  connectOnThisThread();
+  EXPECT_EQ(connection->handled, (Texts{"open, count 0", "open, count 1"}));
+}
+
+TEST_F(TelvoStreamDataTest, AMissingStreamEndsTheConnectionAtOnce) {
+  connection->output = nil;
+  connectOnThisThread();
+  EXPECT_EQ(recorder->signatures, (Texts{"streamDataConnecting:", "streamDataEnded:"}));
+}
+
+TEST_F(TelvoStreamDataTest, TheBaseClassRaisesItsAssertionAndEnds) {
+  const auto base = TelvoStreamData::streamData();
+  base->setDelegate(recorder);
+  const std::string log = logOf([&] {
+    base->connectWithParameters(NSDictionary::dictionary({{"UseSameThread"_ns, "YES"_ns}}));
+  });
+  EXPECT_EQ(recorder->signatures, Texts{"streamDataEnded:"});
+  EXPECT_NE(log.find("TelvoStreamData:201"), std::string::npos) << log;
+  EXPECT_NE(log.find("An exception occurred while connecting to a remote server."), std::string::npos);
+}
+
+TEST_F(TelvoStreamDataTest, AnExceptionWhileSettingUpEndsTheConnectionOnce) {
+  connection->raises = true;
+  const std::string log = logOf([&] { connectOnThisThread(); });
+  EXPECT_EQ(recorder->signatures, Texts{"streamDataEnded:"});
+  EXPECT_NE(log.find("An exception occurred while connecting to a remote server."), std::string::npos);
+  EXPECT_EQ(log.find("while terminating"), std::string::npos);
+}
+
+TEST_F(TelvoStreamDataTest, OneOpenStreamIsNotConnected) {
+  connection->output->eventsOnOpen = {};
+  when("streamData:connectedToStream:", [&] {
+    EXPECT_FALSE(connection->isConnected());
+    connection->disconnect();
+  });
+  connectOnThisThread();
+  EXPECT_EQ(
+      recorder->signatures,
+      (Texts{"streamDataConnecting:", "streamData:connectedToStream:", "streamDataDisconnected:", "streamDataEnded:"}));
+  EXPECT_EQ(recorder->objects[1], connection->input);
+}
+
+TEST_F(TelvoStreamDataTest, DisconnectLeavesTheStreamsOpenUntilTheRelease) {
+  when("streamDataConnected:", [&] { connection->disconnect(); });
+  connectOnThisThread();
+  EXPECT_EQ(recorder->signatures.back(), "streamDataEnded:");
+  EXPECT_EQ(recorder->signatures.at(recorder->signatures.size() - 2), "streamDataDisconnected:");
+  EXPECT_TRUE(connection->isConnected());
+  EXPECT_NE(connection->inputStream(), nil);
+  const auto input = connection->input;
+  const auto output = connection->output;
+  EXPECT_EQ(input->closed, 0);
+  connection = nil;
+  EXPECT_EQ(input->closed, 1);
+  EXPECT_EQ(output->closed, 1);
+}
+
+TEST_F(TelvoStreamDataTest, AReleasedConnectionThatIsNotConnectedDoesNotCloseItsStreams) {
+  const auto input = connection->input;
+  connection->setInputStream(input);
+  input->setDelegate(connection.get());
+  connection->incrementConnectionCount();
+  connection = nil;
+  EXPECT_EQ(input->closed, 0);
+  EXPECT_EQ(input->delegate(), nullptr);
+}
+
+TEST_F(TelvoStreamDataTest, AStreamErrorTerminatesAndIsReportedAsAnObject) {
+  connection->input->eventsOnOpen = {};
+  connection->input->failsOnOpen = true;
+  connection->output->eventsOnOpen = {};
+  connectOnThisThread();
+  ASSERT_EQ(recorder->signatures, (Texts{"streamDataConnecting:", "streamData:errorOccurred:", "streamDataEnded:"}));
+  const auto error = as<NSError>(recorder->objects[1]);
+  ASSERT_NE(error, nil);
+  EXPECT_EQ(error->code(), ENOENT);
+  EXPECT_EQ(connection->outputStream(), nil);
+}
+
+TEST_F(TelvoStreamDataTest, AHandlerThatAnswersNoKeepsTheConnection) {
+  connection->answer = false;
+  connection->input->eventsOnOpen = {NSStreamEventOpenCompleted, NSStreamEventErrorOccurred,
+                                     NSStreamEventEndEncountered};
+  connection->output->eventsOnOpen = {NSStreamEventOpenCompleted, NSStreamEventHasSpaceAvailable};
+  int turns = 0;
+  connection->onSpace = [&] {
+    if (++turns < 5) {
+      connection->output->signal(NSStreamEventHasSpaceAvailable);
+    } else {
+      connection->disconnect();
+    }
+  };
+  connectOnThisThread();
+  EXPECT_EQ(std::count(recorder->signatures.begin(), recorder->signatures.end(), "streamData:errorOccurred:"), 0);
+  EXPECT_EQ(std::count(recorder->signatures.begin(), recorder->signatures.end(), "streamDataConnectionTerminated:"), 0);
+}
+
+TEST_F(TelvoStreamDataTest, DispatchesEventsByTheirCodes) {
+  const Ref<NSStream> stream = connection->input;
+  for (const NSUInteger code : {0U, 2U, 4U, 3U, 5U, 6U, 7U, 9U, 32U}) {
+    connection->stream_handleEvent(stream, static_cast<NSStreamEvent>(code));
+  }
+  EXPECT_EQ(connection->handled,
+            (Texts{"none", "bytes", "space", "other 3", "other 5", "other 6", "other 7", "other 9", "other 32"}));
+}
+
+TEST_F(TelvoStreamDataTest, ThirdOpenStreamIsNotConnectedAnyMore) {
+  connection->incrementConnectionCount();
+  connection->incrementConnectionCount();
+  connection->stream_handleEvent(connection->input, NSStreamEventOpenCompleted);
+  EXPECT_EQ(recorder->signatures, Texts{"streamData:connectedToStream:"});
+  EXPECT_FALSE(connection->isConnected());
+}
+
+TEST_F(TelvoStreamDataTest, AnExceptionInATurnIsLoggedAndTheConnectionGoesOn) {
+  connection->output->eventsOnOpen = {NSStreamEventOpenCompleted, NSStreamEventHasSpaceAvailable};
+  int calls = 0;
+  connection->onSpace = [&] {
+    if (++calls > 1) return connection->input->signal(NSStreamEventEndEncountered);
+    connection->output->signal(NSStreamEventHasSpaceAvailable);
+    NSException::raise_format("TestException"_ns, "in a turn"_ns);
+  };
+  const std::string log = logOf([&] { connectOnThisThread(); });
+  EXPECT_NE(log.find("Exception while communiating with a remote server: TestException (in a turn)"), std::string::npos)
+      << log;
+  EXPECT_EQ(recorder->signatures.back(), "streamDataEnded:");
+  EXPECT_EQ(calls, 2);
+}
+
+TEST_F(TelvoStreamDataTest, RunsOnAThreadOfItsOwnAndReportsOnTheMainThread) {
+  bool ended = false;
+  bool eventsOnMainThread = false;
+  connection->output->eventsOnOpen = {NSStreamEventOpenCompleted, NSStreamEventHasSpaceAvailable};
+  connection->onSpace = [&] {
+    eventsOnMainThread = NSThread::isMainThread();
+    connection->input->signal(NSStreamEventEndEncountered);
+  };
+  when("streamDataEnded:", [&] { ended = true; });
+  connection->connectWithParameters(NSDictionary::dictionary());
+  EXPECT_TRUE(recorder->signatures.empty());
+  const auto runLoop = NSRunLoop::currentRunLoop();
+  while (!ended) runLoop->runMode_beforeDate(NSDefaultRunLoopMode(), NSDate::dateWithTimeIntervalSinceNow(0.1));
+  EXPECT_TRUE(recorder->onMainThread);
+  EXPECT_FALSE(eventsOnMainThread);
+  EXPECT_EQ(recorder->signatures.front(), "streamDataConnecting:");
+}
+
+TEST_F(TelvoStreamDataTest, ATextForUseSameThreadIsReadAsABoolean) {
+  connection->output = nil;
+  connection->connectWithParameters(NSDictionary::dictionary({{"UseSameThread"_ns, "yes"_ns}}));
+  EXPECT_EQ(recorder->signatures, (Texts{"streamDataConnecting:", "streamDataEnded:"}));
+}
+
+TEST_F(TelvoStreamDataTest, SendStringWhileNotConnectedReportsAndSchedulesNothing) {
+  connection->sendString("abc"_ns);
+  EXPECT_EQ(recorder->signatures, Texts{"streamData:errorOccurred:"});
+  EXPECT_EQ(recorder->textAt(0), "Can't send as not connected");
+  NSRunLoop::currentRunLoop()->runUntilDate(NSDate::dateWithTimeIntervalSinceNow(0.6));
+  EXPECT_EQ(recorder->signatures.size(), 1U);
+}
+
+TEST_F(TelvoStreamDataTest, SendStringWritesALineAndReportsItWithItsEnd) {
+  makeConnected();
+  connection->sendString("abc"_ns);
+  EXPECT_EQ(connection->output->written, "abc\r\n");
+  EXPECT_EQ(recorder->signatures, Texts{"streamData:sentString:"});
+  EXPECT_EQ(recorder->textAt(0), "abc\r\n");
+}
+
+TEST_F(TelvoStreamDataTest, SendStringReportsAFailedAndAShortWrite) {
+  makeConnected();
+  connection->output->writeResult = -1;
+  connection->sendString("abc"_ns);
+  connection->output->writeResult = 2;
+  connection->sendString("abc"_ns);
+  EXPECT_EQ(recorder->textAt(0), "Was not able to send the 5 bytes string abc\r\n");
+  EXPECT_EQ(recorder->textAt(1), "Was only able to send 2 bytes of the 5 bytes string abc\r\n");
+  EXPECT_TRUE(connection->isConnected());
+}
+
+TEST_F(TelvoStreamDataTest, SendStringTriesAgainUntilThereIsRoom) {
+  makeConnected();
+  connection->output->hasSpace = false;
+  connection->sendString("abc"_ns);
+  EXPECT_EQ(connection->output->written, "");
+  int timers = 0;
+  const auto runLoop = NSRunLoop::currentRunLoop();
+  while (connection->output->written.empty() && timers < 100) {
+    runLoop->runMode_beforeDate(NSDefaultRunLoopMode(), NSDate::dateWithTimeIntervalSinceNow(0.1));
+    if (++timers == 8) connection->output->hasSpace = true;
+  }
+  EXPECT_EQ(connection->output->written, "abc\r\n");
+  EXPECT_EQ(recorder->signatures, Texts{"streamData:sentString:"});
+}
+
+TEST_F(TelvoStreamDataTest, ReceivesTextInPiecesOf1024Bytes) {
+  connection->input->bytes = std::string(1500, 'x');
+  connection->receiveStringForStream(connection->input);
+  connection->receiveStringForStream(connection->input);
+  EXPECT_EQ(recorder->signatures, (Texts{"streamData:receivedString:", "streamData:receivedString:"}));
+  EXPECT_EQ(as<NSString>(recorder->objects[0])->length(), 1024U);
+  EXPECT_EQ(as<NSString>(recorder->objects[1])->length(), 476U);
+}
+
+TEST_F(TelvoStreamDataTest, ReportsInvalidUTF8AsHexadecimal) {
+  connection->input->bytes = "a\xff";
+  connection->receiveStringForStream(connection->input);
+  EXPECT_EQ(recorder->textAt(0), "<61ff>");
+}
+
+TEST_F(TelvoStreamDataTest, ReceivingNothingReportsNothing) {
+  connection->receiveStringForStream(connection->input);
+  connection->input->readResult = -1;
+  connection->receiveStringForStream(connection->input);
+  EXPECT_TRUE(recorder->signatures.empty());
+}
+
+}  // namespace
