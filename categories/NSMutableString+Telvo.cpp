@@ -18,20 +18,19 @@ void replaceAll(const Ref<NSMutableString>& text, const Ref<NSString>& target, c
                                                             {0, text->length()});
 }
 
-[[maybe_unused]] const bool registered = [] {
-  NSMutableString::classObject()->addMethods({
-      method("telvo_deleteCharactersInSet:"_sel, &telvo_deleteCharactersInSet),
-      method("telvo_replaceAllOccurrencesOf:with:"_sel, &telvo_replaceAllOccurrencesOf_with),
-      method("telvo_caseInsensitiveReplaceAllOccurrencesOf:with:"_sel,
-             &telvo_caseInsensitiveReplaceAllOccurrencesOf_with),
-      method("telvo_deleteLeadingSpaces:trailingSpaces:"_sel, &telvo_deleteLeadingSpaces_trailingSpaces),
-      method("telvo_appendString:or:"_sel, &telvo_appendString_or),
-      method("telvo_appendSeparator:prefix:keyword:suffix:or:"_sel, &telvo_appendSeparator_prefix_keyword_suffix_or),
-      method("telvo_appendPrefix:keyword:suffix:or:"_sel, &telvo_appendPrefix_keyword_suffix_or),
-      method("telvo_appendPrefix:keyword:"_sel, &telvo_appendPrefix_keyword),
-  });
-  return true;
-}();
+const NSCategory category(
+    NSMutableString::classObject(),
+    {
+        method("telvo_deleteCharactersInSet:"_sel, &telvo_deleteCharactersInSet),
+        method("telvo_replaceAllOccurrencesOf:with:"_sel, &telvo_replaceAllOccurrencesOf_with),
+        method("telvo_caseInsensitiveReplaceAllOccurrencesOf:with:"_sel,
+               &telvo_caseInsensitiveReplaceAllOccurrencesOf_with),
+        method("telvo_deleteLeadingSpaces:trailingSpaces:"_sel, &telvo_deleteLeadingSpaces_trailingSpaces),
+        method("telvo_appendString:or:"_sel, &telvo_appendString_or),
+        method("telvo_appendSeparator:prefix:keyword:suffix:or:"_sel, &telvo_appendSeparator_prefix_keyword_suffix_or),
+        method("telvo_appendPrefix:keyword:suffix:or:"_sel, &telvo_appendPrefix_keyword_suffix_or),
+        method("telvo_appendPrefix:keyword:"_sel, &telvo_appendPrefix_keyword),
+    });
 
 }  // namespace
 

@@ -22,22 +22,21 @@ Ref<NSString> withExtension(const Ref<NSString>& base, const Ref<NSString>& exte
   return base->stringByAppendingFormat(".%@"_ns, extension);
 }
 
-[[maybe_unused]] const bool registered = [] {
-  NSString::classObject()->addMethods({
-      method("telvo_stringByCleaningFilenameWithDefault:"_sel, &telvo_stringByCleaningFilenameWithDefault),
-      method("telvo_stringByAppendingPathComponent:cleanWithDefault:"_sel,
-             &telvo_stringByAppendingPathComponent_cleanWithDefault),
-      method("telvo_lastPathComponentWithoutExtension"_sel, &telvo_lastPathComponentWithoutExtension),
-      method("telvo_backupFilePath"_sel, &telvo_backupFilePath),
-      method("telvo_uniquePath"_sel, &telvo_uniquePath),
-      method("telvo_uniquePathWithPrefix:"_sel, &telvo_uniquePathWithPrefix),
-      method("telvo_validatedDirectoryPath"_sel, &telvo_validatedDirectoryPath),
-      method("telvo_validatedFilePath"_sel, &telvo_validatedFilePath),
-      method("telvo_expandedPath"_sel, &telvo_expandedPath),
-      method("telvo_abbreviatedPath"_sel, &telvo_abbreviatedPath),
-  });
-  return true;
-}();
+const NSCategory category(
+    NSString::classObject(),
+    {
+        method("telvo_stringByCleaningFilenameWithDefault:"_sel, &telvo_stringByCleaningFilenameWithDefault),
+        method("telvo_stringByAppendingPathComponent:cleanWithDefault:"_sel,
+               &telvo_stringByAppendingPathComponent_cleanWithDefault),
+        method("telvo_lastPathComponentWithoutExtension"_sel, &telvo_lastPathComponentWithoutExtension),
+        method("telvo_backupFilePath"_sel, &telvo_backupFilePath),
+        method("telvo_uniquePath"_sel, &telvo_uniquePath),
+        method("telvo_uniquePathWithPrefix:"_sel, &telvo_uniquePathWithPrefix),
+        method("telvo_validatedDirectoryPath"_sel, &telvo_validatedDirectoryPath),
+        method("telvo_validatedFilePath"_sel, &telvo_validatedFilePath),
+        method("telvo_expandedPath"_sel, &telvo_expandedPath),
+        method("telvo_abbreviatedPath"_sel, &telvo_abbreviatedPath),
+    });
 
 }  // namespace
 

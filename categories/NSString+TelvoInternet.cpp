@@ -34,18 +34,17 @@ bool lacksDomain(const TypedAddress& address) {
   return !isFile && !address.host->containsString("."_ns) && !address.host->containsString("localhost"_ns);
 }
 
-[[maybe_unused]] const bool registered = [] {
-  NSString::classObject()->addMethods({
-      method("telvo_stringByReplacingPercentEscapes"_sel, &telvo_stringByReplacingPercentEscapes),
-      method("telvo_stringByAddingPercentEscapes"_sel, &telvo_stringByAddingPercentEscapes),
-      method("telvo_stringByMakingURLSafe"_sel, &telvo_stringByMakingURLSafe),
-      method("telvo_stringByStrippingHTML"_sel, &telvo_stringByStrippingHTML),
-      method("telvo_stringByCleaningURL"_sel, &telvo_stringByCleaningURL),
-      method("telvo_stringByCleaningURLWithDefaultScheme:"_sel, &telvo_stringByCleaningURLWithDefaultScheme),
-      method("telvo_urlValue"_sel, &telvo_urlValue),
-  });
-  return true;
-}();
+const NSCategory category(
+    NSString::classObject(),
+    {
+        method("telvo_stringByReplacingPercentEscapes"_sel, &telvo_stringByReplacingPercentEscapes),
+        method("telvo_stringByAddingPercentEscapes"_sel, &telvo_stringByAddingPercentEscapes),
+        method("telvo_stringByMakingURLSafe"_sel, &telvo_stringByMakingURLSafe),
+        method("telvo_stringByStrippingHTML"_sel, &telvo_stringByStrippingHTML),
+        method("telvo_stringByCleaningURL"_sel, &telvo_stringByCleaningURL),
+        method("telvo_stringByCleaningURLWithDefaultScheme:"_sel, &telvo_stringByCleaningURLWithDefaultScheme),
+        method("telvo_urlValue"_sel, &telvo_urlValue),
+    });
 
 }  // namespace
 
