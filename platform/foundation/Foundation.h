@@ -11,6 +11,7 @@
 #include "foundation/NSData.h"
 #include "foundation/NSDate.h"
 #include "foundation/NSDictionary.h"
+#include "foundation/NSDistributedNotificationCenter.h"
 #include "foundation/NSEnumerator.h"
 #include "foundation/NSError.h"
 #include "foundation/NSException.h"

@@ -121,12 +121,13 @@ void NSNotificationCenter::deliver(const Ref<NSNotification>& notification, cons
   }
 }
 
-bool NSNotificationCenter::hasObserversOfName(const Ref<NSString>& registeredName) {
-  return !registrationsWhere([&](const Registration& each) { return isSameName(each.name, registeredName); }).empty();
-}
-
-bool NSNotificationCenter::hasObservers() {
-  return !registrationsWhere([](const Registration&) { return true; }).empty();
+std::vector<Ref<NSString>> NSNotificationCenter::observedNames() {
+  std::vector<Ref<NSString>> names;
+  for (const auto& registration :
+       registrationsWhere([](const Registration& each) { return !each.observer.expired(); })) {
+    names.push_back(registration->name);
+  }
+  return names;
 }
 
 void NSNotificationCenter::postNotificationName_object(const Ref<NSString>& name, const id& object) {

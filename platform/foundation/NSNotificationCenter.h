@@ -42,8 +42,8 @@ class NSNotificationCenter : public NSObject {
 
   // Tells those who registered under exactly that name (nil: under no name).
   void deliverToObserversOfName(const Ref<NSNotification>& notification, const Ref<NSString>& registeredName);
-  bool hasObserversOfName(const Ref<NSString>& registeredName);
-  bool hasObservers();
+  // The names that living observers are registered under, nil among them for "every name"; a name may come twice.
+  std::vector<Ref<NSString>> observedNames();
 
  private:
   struct Registration;

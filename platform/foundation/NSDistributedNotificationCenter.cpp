@@ -1,0 +1,139 @@
+#include "foundation/NSDistributedNotificationCenter.h"
+
+#include <utility>
+
+#include "foundation/BusValue.h"
+#include "foundation/NSDictionary.h"
+#include "foundation/NSRunLoop.h"
+#include "foundation/NSString.h"
+#include "foundation/NSThread.h"
+#include "foundation/SessionBus.h"
+
+namespace {
+
+constexpr const char* objectPath = "/com/telvo/DistributedNotificationCenter";
+constexpr const char* interfaceName = "com.telvo.DistributedNotificationCenter";
+constexpr const char* signalName = "Posted";
+constexpr gsize largestSignal = gsize{1} << 20U;
+
+Ref<NSNotification> notificationFrom(GVariant* parameters) {
+  if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(ssa{sv})"))) return nil;
+  if (g_variant_get_size(parameters) > largestSignal) return nil;
+  const char* name = nullptr;
+  const char* object = nullptr;
+  GVariant* details = nullptr;
+  g_variant_get(parameters, "(&s&s@a{sv})", &name, &object, &details);
+
+  gboolean hasObject = *object != '\0';
+  g_variant_lookup(details, "HasObject", "b", &hasObject);
+  GVariant* const userInfo = g_variant_lookup_value(details, "UserInfo", G_VARIANT_TYPE_VARDICT);
+  const auto notification = NSNotification::notificationWithName_object_userInfo(
+      NSString::stringWithUTF8String(name), hasObject ? NSString::stringWithUTF8String(object) : nil,
+      userInfo ? foundation::dictionaryFromVariant(userInfo) : nil);
+  if (userInfo) g_variant_unref(userInfo);
+  g_variant_unref(details);
+  return notification;
+}
+
+// Null when the user information cannot be sent.
+GVariant* parametersOf(const NSNotification& notification, bool deliverImmediately) {
+  GVariantBuilder details;
+  g_variant_builder_init(&details, G_VARIANT_TYPE_VARDICT);
+  if (notification.userInfo()) {
+    GVariant* const userInfo = foundation::variantFromDictionary(notification.userInfo());
+    if (!userInfo) {
+      g_variant_builder_clear(&details);
+      return nullptr;
+    }
+    g_variant_builder_add(&details, "{sv}", "UserInfo", userInfo);
+  }
+  const auto object = as<NSString>(notification.object());
+  g_variant_builder_add(&details, "{sv}", "HasObject", g_variant_new_boolean(object != nil));
+  g_variant_builder_add(&details, "{sv}", "DeliverImmediately", g_variant_new_boolean(deliverImmediately));
+  return g_variant_new("(ssa{sv})", foundation::UTF8ForBus(notification.name()).c_str(),
+                       foundation::UTF8ForBus(object).c_str(), &details);
+}
+
+void send(const NSNotification& notification, bool deliverImmediately) {
+  GVariant* const parameters = parametersOf(notification, deliverImmediately);
+  if (!parameters) return;
+  g_variant_ref_sink(parameters);
+  if (g_variant_get_size(parameters) <= largestSignal) {
+    foundation::emitOnSessionBus(objectPath, interfaceName, signalName, parameters);
+  }
+  g_variant_unref(parameters);
+}
+
+}  // namespace
+
+Class NSDistributedNotificationCenter::classObject() {
+  static const NSClass object("NSDistributedNotificationCenter", NSNotificationCenter::classObject(), {});
+  return &object;
+}
+
+NSDistributedNotificationCenter::NSDistributedNotificationCenter() : NSNotificationCenter(Pairing::Equality) {}
+NSDistributedNotificationCenter::~NSDistributedNotificationCenter() {
+  for (const auto& [name, subscription] : subscriptions_) foundation::unsubscribeOnSessionBus(subscription);
+}
+
+Ref<NSDistributedNotificationCenter> NSDistributedNotificationCenter::defaultCenter() {
+  static const Ref<NSDistributedNotificationCenter>& center =
+      *new Ref<NSDistributedNotificationCenter>(make<NSDistributedNotificationCenter>());
+  return center;
+}
+
+void NSDistributedNotificationCenter::addObserver_selector_name_object(const id& observer, SEL selector,
+                                                                       const Ref<NSString>& name, const id& object) {
+  // Compared as the bus carries it, so that a text which the bus cannot carry unchanged still finds its partner.
+  Super::addObserver_selector_name_object(observer, selector, foundation::textForBus(name),
+                                          foundation::textForBus(as<NSString>(object)));
+  followObservers();
+}
+
+void NSDistributedNotificationCenter::removeObserver(const id& observer) {
+  Super::removeObserver(observer);
+  followObservers();
+}
+
+void NSDistributedNotificationCenter::removeObserver_name_object(const id& observer, const Ref<NSString>& name,
+                                                                 const id& object) {
+  Super::removeObserver_name_object(observer, foundation::textForBus(name),
+                                    foundation::textForBus(as<NSString>(object)));
+  followObservers();
+}
+
+void NSDistributedNotificationCenter::followObservers() {
+  if (foundation::isMainThread()) return updateSubscriptions();
+  NSRunLoop::mainRunLoop()->performBlock(
+      [center = Ref<NSDistributedNotificationCenter>(this)] { center->updateSubscriptions(); });
+}
+
+// One subscription for each name that is observed, so that other programs' notifications do not wake this one.
+void NSDistributedNotificationCenter::updateSubscriptions() {
+  std::map<std::optional<std::string>, unsigned> needed;
+  for (const Ref<NSString>& name : observedNames()) {
+    const auto key = name ? std::optional(foundation::UTF8ForBus(name)) : std::nullopt;
+    const auto existing = subscriptions_.find(key);
+    if (existing != subscriptions_.end()) {
+      needed.insert(subscriptions_.extract(existing));
+    } else if (!needed.contains(key)) {
+      needed[key] = foundation::subscribeOnSessionBus({std::nullopt, objectPath, interfaceName, signalName, key},
+                                                      [this, name](GVariant* parameters) {
+                                                        if (const auto notification = notificationFrom(parameters))
+                                                          deliverToObserversOfName(notification, name);
+                                                      });
+    }
+  }
+  subscriptions_.swap(needed);
+  for (const auto& [name, subscription] : needed) foundation::unsubscribeOnSessionBus(subscription);
+}
+
+void NSDistributedNotificationCenter::postNotification(const Ref<NSNotification>& notification) {
+  if (notification) send(*notification, false);
+}
+
+void NSDistributedNotificationCenter::postNotificationName_object_userInfo_deliverImmediately(
+    const Ref<NSString>& name, const Ref<NSString>& object, const Ref<NSDictionary>& userInfo,
+    bool deliverImmediately) {
+  send(*NSNotification::notificationWithName_object_userInfo(name, object, userInfo), deliverImmediately);
+}
