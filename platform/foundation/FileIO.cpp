@@ -21,7 +21,6 @@
 namespace {
 
 constexpr unsigned permissionBits = 07777;
-constexpr unsigned newFilePermissions = 0666;
 
 struct DirectoryCloser {
   void operator()(DIR* directory) const { closedir(directory); }
@@ -42,18 +41,19 @@ std::string withoutLinks(const std::string& path) {
 }
 
 // A new file in the folder under a name of its own. Its name is short, so that it fits wherever the final one does.
-std::pair<std::string, foundation::FileDescriptor> createTemporaryFile(const std::string& folder) {
+std::pair<std::string, foundation::FileDescriptor> createTemporaryFile(const std::string& folder,
+                                                                       unsigned permissions) {
   static std::atomic<unsigned> counter{0};
   constexpr int attempts = 1000;
   for (int attempt = 0; attempt < attempts; ++attempt) {
     std::string path = folder + "/.tmp-" + std::to_string(getpid()) + "-" + std::to_string(counter++);
-    auto file = foundation::openFile(path, O_WRONLY | O_CREAT | O_EXCL, newFilePermissions);
+    auto file = foundation::openFile(path, O_WRONLY | O_CREAT | O_EXCL, permissions);
     if (file || errno != EEXIST) return {std::move(path), std::move(file)};
   }
   return {std::string(), foundation::FileDescriptor()};
 }
 
-bool writeAtomically(const std::string& path, std::string_view bytes) {
+bool writeAtomically(const std::string& path, std::string_view bytes, unsigned permissions) {
   const std::string target = withoutLinks(path);
   struct stat old {};
   const bool replaces = stat(target.c_str(), &old) == 0;
@@ -61,7 +61,7 @@ bool writeAtomically(const std::string& path, std::string_view bytes) {
     errno = S_ISDIR(old.st_mode) ? EISDIR : EINVAL;
     return false;
   }
-  auto [temporary, file] = createTemporaryFile(parentOf(target));
+  auto [temporary, file] = createTemporaryFile(parentOf(target), permissions);
   if (!file) return false;
   const bool complete = writeAll(file, bytes) && (!replaces || fchmod(file.get(), old.st_mode & permissionBits) == 0) &&
                         fsync(file.get()) == 0 && file.close() && std::rename(temporary.c_str(), target.c_str()) == 0;
@@ -72,8 +72,8 @@ bool writeAtomically(const std::string& path, std::string_view bytes) {
   return false;
 }
 
-bool writeInPlace(const std::string& path, std::string_view bytes) {
-  auto file = foundation::openFile(path, O_WRONLY | O_CREAT | O_TRUNC, newFilePermissions);
+bool writeInPlace(const std::string& path, std::string_view bytes, unsigned permissions) {
+  auto file = foundation::openFile(path, O_WRONLY | O_CREAT | O_TRUNC, permissions);
   return file && writeAll(file, bytes) && file.close();
 }
 
@@ -171,8 +171,8 @@ bool writeAll(const FileDescriptor& file, std::string_view bytes) {
   return true;
 }
 
-bool writeFile(const std::string& path, std::string_view bytes, bool atomically) {
-  return atomically ? writeAtomically(path, bytes) : writeInPlace(path, bytes);
+bool writeFile(const std::string& path, std::string_view bytes, bool atomically, unsigned permissions) {
+  return atomically ? writeAtomically(path, bytes, permissions) : writeInPlace(path, bytes, permissions);
 }
 
 Ref<NSError> readError(int code, const Ref<NSString>& path) {

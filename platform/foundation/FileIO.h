@@ -56,8 +56,9 @@ std::optional<std::string> contentsOfFile(const FileDescriptor& file, std::size_
 bool writeAll(const FileDescriptor& file, std::string_view bytes);
 
 // Writes the file in place, or through a file beside it that takes its place, permissions included, once it is
-// complete and on the disk; a link stays a link. False with errno set; a failed atomic write leaves the old file.
-bool writeFile(const std::string& path, std::string_view bytes, bool atomically);
+// complete and on the disk; a link stays a link. The permissions are for a new file, as far as the process's mask lets
+// them. False with errno set; a failed atomic write leaves the old file.
+bool writeFile(const std::string& path, std::string_view bytes, bool atomically, unsigned permissions = 0666);
 
 // An errno value as the platform's error, with the path and the errno value inside.
 Ref<NSError> readError(int code, const Ref<NSString>& path);

@@ -25,6 +25,7 @@
 #include "foundation/NSNumber.h"
 #include "foundation/NSObject.h"
 #include "foundation/NSPathUtilities.h"
+#include "foundation/NSPropertyList.h"
 #include "foundation/NSRange.h"
 #include "foundation/NSRunLoop.h"
 #include "foundation/NSScanner.h"
@@ -36,4 +37,5 @@
 #include "foundation/NSTimer.h"
 #include "foundation/NSURL.h"
 #include "foundation/NSUUID.h"
+#include "foundation/NSUserDefaults.h"
 #include "foundation/WeakRef.h"

@@ -16,9 +16,13 @@ bool isFolder(const std::filesystem::path& path) {
   return std::filesystem::is_directory(path, failure);
 }
 
-Ref<NSString> pathOfMainBundle() {
+std::filesystem::path executablePath() {
   std::error_code failure;
-  const std::filesystem::path executable = std::filesystem::read_symlink("/proc/self/exe", failure);
+  return std::filesystem::read_symlink("/proc/self/exe", failure);
+}
+
+Ref<NSString> pathOfMainBundle() {
+  const std::filesystem::path executable = executablePath();
   const std::filesystem::path start = executable.has_parent_path() ? executable.parent_path() : "/";
   for (std::filesystem::path folder = start;; folder = folder.parent_path()) {
     if (isFolder(folder / "Resources")) return NSString::stringWithUTF8String(folder.string());
@@ -39,6 +43,7 @@ Class NSBundle::classObject() {
       "NSBundle", NSObject::classObject(),
       {
           method("bundlePath"_sel, &NSBundle::bundlePath),
+          method("bundleIdentifier"_sel, &NSBundle::bundleIdentifier),
           method("resourcePath"_sel, &NSBundle::resourcePath),
           method("localizedStringForKey:value:table:"_sel, &NSBundle::localizedStringForKey_value_table),
       });
@@ -56,6 +61,14 @@ const Ref<NSBundle>& NSBundle::mainBundle() {
 Ref<NSBundle> NSBundle::bundleWithPath(const Ref<NSString>& path) {
   const std::optional<std::string> bytes = foundation::systemPath(path);
   return bytes && isFolder(*bytes) ? make<NSBundle>(path->stringByStandardizingPath()) : nil;
+}
+
+Ref<NSString> NSBundle::bundleIdentifier() const {
+  const auto information =
+      NSDictionary::dictionaryWithContentsOfFile(resourcePath()->stringByAppendingPathComponent("Info.plist"_ns));
+  const auto identifier = information ? as<NSString>(information->objectForKey("CFBundleIdentifier"_ns)) : nil;
+  if (identifier && identifier->length() > 0) return identifier;
+  return this == mainBundle().get() ? NSString::stringWithUTF8String(executablePath().filename().string()) : nil;
 }
 
 Ref<NSString> NSBundle::resourcePath() const { return path_->stringByAppendingPathComponent("Resources"_ns); }

@@ -25,6 +25,9 @@ class NSBundle : public NSObject {
   static Ref<NSBundle> bundleWithPath(const Ref<NSString>& path);
 
   const Ref<NSString>& bundlePath() const { return path_; }
+  // What the program is known by to others: "CFBundleIdentifier" in Resources/Info.plist, a property list. Without one
+  // the main bundle has its executable's name, another bundle nil.
+  Ref<NSString> bundleIdentifier() const;
   Ref<NSString> resourcePath() const;
 
   // The text of that key in the table (nil or empty: "Localizable"), in the first of the user's languages that has it

@@ -103,4 +103,17 @@ TEST(NSBundle, TheMainBundleHoldsTheExecutable) {
   EXPECT_EQ(NSBundle::mainBundle(), NSBundle::mainBundle());
 }
 
+TEST_F(NSBundleTest, IsIdentifiedByItsInformation) {
+  EXPECT_FALSE(bundle_->bundleIdentifier());
+  folder_.write("Resources/Info.plist",
+                "<plist><dict><key>CFBundleIdentifier</key><string>a.b</string></dict></plist>");
+  EXPECT_EQ(utf8(bundle_->bundleIdentifier()), "a.b");
+  folder_.write("Resources/Info.plist", "<plist><dict><key>CFBundleIdentifier</key><string/></dict></plist>");
+  EXPECT_FALSE(bundle_->bundleIdentifier());
+}
+
+TEST(NSBundle, TheMainBundleGoesByTheExecutablesNameWithoutInformation) {
+  EXPECT_EQ(utf8(NSBundle::mainBundle()->bundleIdentifier()), "foundation_tests");
+}
+
 }  // namespace
