@@ -1,0 +1,67 @@
+#pragma once
+
+#include <utility>
+#include <vector>
+
+#include "foundation/NSFormat.h"
+#include "foundation/NSObject.h"
+#include "foundation/NSString.h"
+
+class NSNotification;
+class TelvoFTPData;
+
+// The application's delegate: reads the launch parameters, runs the one upload job, tells the owner of its progress,
+// obeys the owner's stop request, and ends the process when all is over or the owner has quit. Main thread only.
+class TelvoFTPHelper : public NSObject {
+  NS_OBJECT(TelvoFTPHelper, NSObject)
+
+ public:
+  TelvoFTPHelper();
+  ~TelvoFTPHelper() override;
+
+  void awakeFromNib() {}
+  // Reads the launch parameters and runs the upload, inside this call: it returns when the job is over. Without an
+  // owner's bundle identifier it ends the process instead.
+  void applicationDidFinishLaunching(const Ref<NSNotification>& notification);
+  // Stops the job; termination is never refused: 1.
+  NSUInteger applicationShouldTerminate(const id& application);
+
+  // Makes the job and starts it, observing its progress and the owner's stop request.
+  void uploadPath_toHost_username_password_cachedInfoPath(const Ref<NSString>& localPath, const Ref<NSString>& host,
+                                                          const Ref<NSString>& username, const Ref<NSString>& password,
+                                                          const Ref<NSString>& cachedInfoPath);
+  void stop();
+
+  // Relays the job's progress to the owner; after the last record, ends the process 30 seconds later.
+  void uploadProgress(const Ref<NSNotification>& notification);
+  // The owner's stop request.
+  void shouldStop(const Ref<NSNotification>& notification);
+  // An application has quit: when it is the owner, so does the helper.
+  void someAppTerminated(const Ref<NSNotification>& notification);
+  void terminateApp();
+
+  bool debugMode() const { return _debugMode; }
+  void setDebugMode(bool debugMode) { _debugMode = debugMode; }
+  // The owner's bundle identifier; its quit ends the helper.
+  const Ref<NSString>& ownerBundleIdentifier() const { return _ownerBundleIdentifier; }
+  void setOwnerBundleIdentifier(const Ref<NSString>& identifier) { _ownerBundleIdentifier = identifier; }
+  // Under which progress is posted and stop requests are accepted; nil: for anybody and from anybody.
+  const Ref<NSString>& notificationIdentifier() const { return _notificationIdentifier; }
+  void setNotificationIdentifier(const Ref<NSString>& identifier) { _notificationIdentifier = identifier; }
+  const Ref<TelvoFTPData>& ftpData() const { return _ftpData; }
+  void setFtpData(const Ref<TelvoFTPData>& ftpData);
+
+  // Writes a line to the system log in debug mode; otherwise nothing, and the arguments are not even formatted.
+  template <class... Arguments>
+  void debugWithFormat(const Ref<NSString>& format, const Arguments&... arguments) const {
+    if (_debugMode) logLine(format, {NSFormatArgument(arguments)...});
+  }
+
+ private:
+  static void logLine(const Ref<NSString>& format, const std::vector<NSFormatArgument>& arguments);
+
+  bool _debugMode = false;
+  Ref<NSString> _ownerBundleIdentifier;
+  Ref<NSString> _notificationIdentifier;
+  Ref<TelvoFTPData> _ftpData;
+};

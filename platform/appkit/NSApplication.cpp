@@ -1,0 +1,119 @@
+#include "appkit/NSApplication.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <optional>
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include "foundation/EventSource.h"
+#include "foundation/NSDate.h"
+#include "foundation/NSException.h"
+#include "foundation/NSLog.h"
+#include "foundation/NSNotification.h"
+#include "foundation/NSNumber.h"
+#include "foundation/NSRunLoop.h"
+#include "foundation/NSUserDefaults.h"
+
+namespace {
+
+std::function<id()>& mainInterface() {
+  static std::function<id()>& maker = *new std::function<id()>;
+  return maker;
+}
+
+// Turns the signals that ask for the end into a request that the main run loop serves.
+class TerminationSignals {
+ public:
+  // Before anything else is set up, so that an early signal is not lost.
+  static void catchThem() {
+    descriptor = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+    struct sigaction action {};
+    action.sa_handler = [](int) {
+      const int savedError = errno;
+      [[maybe_unused]] const int written = eventfd_write(descriptor, 1);
+      errno = savedError;
+    };
+    action.sa_flags = SA_RESTART;
+    sigaction(SIGTERM, &action, nullptr);
+    sigaction(SIGINT, &action, nullptr);
+    // A peer that goes away shows as a failed write.
+    std::signal(SIGPIPE, SIG_IGN);
+  }
+
+  TerminationSignals()
+      : source_(NSRunLoop::mainRunLoop(), descriptor, foundation::DescriptorSource::Readable, [] {
+          eventfd_t count = 0;
+          eventfd_read(descriptor, &count);
+          NSApplication::sharedApplication()->terminate(nil);
+        }) {}
+
+ private:
+  static inline int descriptor = -1;
+  foundation::DescriptorSource source_;
+};
+
+}  // namespace
+
+Class NSApplication::classObject() {
+  static const NSClass object("NSApplication", NSObject::classObject(),
+                              {
+                                  method("delegate"_sel, &NSApplication::delegate),
+                                  method("setDelegate:"_sel, &NSApplication::setDelegate),
+                                  method("terminate:"_sel, &NSApplication::terminate),
+                              });
+  return &object;
+}
+
+const Ref<NSApplication>& NSApplication::sharedApplication() {
+  static const Ref<NSApplication>& application = *new Ref<NSApplication>(make<NSApplication>());
+  return application;
+}
+
+void NSApplication::run() {
+  const Ref<NSRunLoop> runLoop = NSRunLoop::mainRunLoop();
+  runLoop->performBlock([this] { finishLaunching(); });
+  while (true) {
+    try {
+      runLoop->runMode_beforeDate(NSDefaultRunLoopMode(), NSDate::distantFuture());
+    } catch (const Ref<NSException>& exception) {
+      NSLog("Uncaught exception %@: %@"_ns, exception->name(), exception->reason());
+    }
+  }
+}
+
+void NSApplication::finishLaunching() {
+  const SEL selector = "applicationDidFinishLaunching:"_sel;
+  if (!delegate_ || !delegate_->respondsToSelector(selector)) return;
+  const id delegate = delegate_;
+  delegate->performSelector_withObject(selector, NSNotification::notificationWithName_object_userInfo(
+                                                     "NSApplicationDidFinishLaunchingNotification"_ns, self(), nil));
+}
+
+bool NSApplication::mayTerminate() {
+  const SEL selector = "applicationShouldTerminate:"_sel;
+  if (!delegate_ || !delegate_->respondsToSelector(selector)) return true;
+  const id delegate = delegate_;
+  const auto answer = as<NSNumber>(delegate->performSelector_withObject(selector, self()));
+  return !answer || answer->unsignedIntegerValue() != NSTerminateCancel;
+}
+
+void NSApplication::terminate(const id&) {
+  if (mayTerminate()) std::exit(EXIT_SUCCESS);
+}
+
+NSMainInterface::NSMainInterface(std::function<id()> makeDelegate) { mainInterface() = std::move(makeDelegate); }
+
+int NSApplicationMain(int argc, char** argv) {
+  // First of all: what the arguments say must not stay readable for others.
+  NSUserDefaults::takeArguments(argc, argv);
+  TerminationSignals::catchThem();
+  const TerminationSignals signals;
+  const Ref<NSApplication>& application = NSApplication::sharedApplication();
+  if (mainInterface()) application->setDelegate(mainInterface()());
+  const id delegate = application->delegate();
+  if (delegate && delegate->respondsToSelector("awakeFromNib"_sel)) delegate->performSelector("awakeFromNib"_sel);
+  application->run();
+}

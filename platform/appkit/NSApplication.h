@@ -1,0 +1,44 @@
+#pragma once
+
+#include <functional>
+
+#include "foundation/NSObject.h"
+
+// What "applicationShouldTerminate:" answers.
+enum NSApplicationTerminateReply : NSUInteger { NSTerminateCancel = 0, NSTerminateNow = 1 };
+
+// The running program: its delegate, its event loop and its end. Main thread only.
+class NSApplication : public NSObject {
+  NS_OBJECT(NSApplication, NSObject)
+
+ public:
+  static const Ref<NSApplication>& sharedApplication();
+
+  const id& delegate() const { return delegate_; }
+  void setDelegate(const id& delegate) { delegate_ = delegate; }
+
+  // Delivers "applicationDidFinishLaunching:" to the delegate from the run loop and serves the loop until the process
+  // ends. An exception of the platform that leaves a callback is logged, and the loop goes on. SIGTERM and SIGINT are
+  // requests to terminate.
+  [[noreturn]] void run();
+
+  // Asks the delegate with "applicationShouldTerminate:"; anything but NSTerminateCancel, or no answer, ends the
+  // process inside this call, with status 0.
+  void terminate(const id& sender);
+
+ private:
+  void finishLaunching();
+  bool mayTerminate();
+
+  id delegate_;
+};
+
+// The main interface of a program, one static object of it: says what NSApplicationMain() makes the delegate of.
+class NSMainInterface {
+ public:
+  explicit NSMainInterface(std::function<id()> makeDelegate);
+};
+
+// Takes the launch arguments (NSUserDefaults::takeArguments), makes the delegate, sends it "awakeFromNib" and runs the
+// application.
+int NSApplicationMain(int argc, char** argv);

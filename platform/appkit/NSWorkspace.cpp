@@ -1,0 +1,53 @@
+#include "appkit/NSWorkspace.h"
+
+#include <string_view>
+
+#include <glib.h>
+
+#include "foundation/NSDictionary.h"
+#include "foundation/NSNotificationCenter.h"
+#include "foundation/NSString.h"
+#include "foundation/SessionBus.h"
+
+const Ref<NSString>& NSWorkspaceDidTerminateApplicationNotification() {
+  return "NSWorkspaceDidTerminateApplicationNotification"_ns;
+}
+
+Class NSWorkspace::classObject() {
+  static const NSClass object("NSWorkspace", NSObject::classObject(),
+                              {method("notificationCenter"_sel, &NSWorkspace::notificationCenter)});
+  return &object;
+}
+
+NSWorkspace::NSWorkspace() = default;
+NSWorkspace::~NSWorkspace() = default;
+
+const Ref<NSWorkspace>& NSWorkspace::sharedWorkspace() {
+  static const Ref<NSWorkspace>& workspace = *new Ref<NSWorkspace>(make<NSWorkspace>());
+  return workspace;
+}
+
+const Ref<NSNotificationCenter>& NSWorkspace::notificationCenter() {
+  if (!notificationCenter_) {
+    notificationCenter_ = make<NSNotificationCenter>();
+    watchSessionBus();
+  }
+  return notificationCenter_;
+}
+
+// Subscribed for good: the workspace lives as long as the process.
+void NSWorkspace::watchSessionBus() {
+  const foundation::SignalMatch ownerChanges{
+      "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "NameOwnerChanged", {}};
+  foundation::subscribeOnSessionBus(ownerChanges, [this](GVariant* parameters) {
+    if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(sss)"))) return;
+    const char* name = nullptr;
+    const char* newOwner = nullptr;
+    g_variant_get(parameters, "(&s&s&s)", &name, nullptr, &newOwner);
+    // The names of bus connections begin with a colon; they are no applications.
+    if (*newOwner || *name == ':') return;
+    notificationCenter_->postNotificationName_object_userInfo(
+        NSWorkspaceDidTerminateApplicationNotification(), self(),
+        NSDictionary::dictionary({{"NSApplicationBundleIdentifier"_ns, NSString::stringWithUTF8String(name)}}));
+  });
+}
