@@ -102,7 +102,8 @@ class Bus {
 
   void startDaemon() {
     GError* error = nullptr;
-    const Object<GSubprocessLauncher> launcher(g_subprocess_launcher_new(G_SUBPROCESS_FLAGS_STDOUT_PIPE));
+    const Object<GSubprocessLauncher> launcher(g_subprocess_launcher_new(
+        static_cast<GSubprocessFlags>(G_SUBPROCESS_FLAGS_STDOUT_PIPE | G_SUBPROCESS_FLAGS_STDERR_SILENCE)));
     g_subprocess_launcher_set_child_setup(launcher.get(), endWithParent, nullptr, nullptr);
     daemon_.reset(g_subprocess_launcher_spawn(launcher.get(), &error, "dbus-daemon", "--session", "--nofork",
                                               "--nopidfile", "--print-address", nullptr));
