@@ -3,6 +3,13 @@
 #include "categories/NSObject+Telvo.h"
 #include "foundation/Foundation.h"
 
+namespace {
+
+// A missing signature names no method; only who watches everything is told.
+Ref<NSString> textOf(const Ref<NSString>& signature) { return signature ? signature : ""_ns; }
+
+}  // namespace
+
 Class TelvoDelegateData::classObject() {
   static const NSClass object(
       "TelvoDelegateData", NSObject::classObject(),
@@ -32,11 +39,12 @@ void TelvoDelegateData::setDelegate(const id& delegate) {
 }
 
 void TelvoDelegateData::informDelegateUsingSignature(const Ref<NSString>& signature) {
-  deliver(NSDictionary::dictionary({{"Signature"_ns, signature}, {"ObjectCount"_ns, NSNumber::numberWithInteger(0)}}));
+  deliver(NSDictionary::dictionary(
+      {{"Signature"_ns, textOf(signature)}, {"ObjectCount"_ns, NSNumber::numberWithInteger(0)}}));
 }
 
 void TelvoDelegateData::informDelegateUsingSignature_withObject(const Ref<NSString>& signature, const id& object) {
-  deliver(NSDictionary::dictionary({{"Signature"_ns, signature},
+  deliver(NSDictionary::dictionary({{"Signature"_ns, textOf(signature)},
                                     {"Object"_ns, object ? object : id(""_ns)},
                                     {"ObjectCount"_ns, NSNumber::numberWithInteger(1)}}));
 }
@@ -44,8 +52,9 @@ void TelvoDelegateData::informDelegateUsingSignature_withObject(const Ref<NSStri
 void TelvoDelegateData::informDelegateUsingSignature_withArguments(const Ref<NSString>& signature,
                                                                    const Ref<NSArray>& arguments) {
   if (!arguments || arguments->count() == 0) return informDelegateUsingSignature(signature);
-  deliver(NSDictionary::dictionary(
-      {{"Signature"_ns, signature}, {"Object"_ns, arguments}, {"ObjectCount"_ns, NSNumber::numberWithInteger(-1)}}));
+  deliver(NSDictionary::dictionary({{"Signature"_ns, textOf(signature)},
+                                    {"Object"_ns, arguments},
+                                    {"ObjectCount"_ns, NSNumber::numberWithInteger(-1)}}));
 }
 
 void TelvoDelegateData::deliver(const Ref<NSDictionary>& parameters) {

@@ -6,6 +6,7 @@
 #include "cfnetwork/CFFTPStream.h"
 #include "cfnetwork/CFReadStream.h"
 #include "foundation/Foundation.h"
+#include "foundation/WeakRef.h"
 #include "systemconfiguration/SCDynamicStore.h"
 
 namespace {
@@ -72,12 +73,6 @@ void TelvoAbstractFTPStreamData::setProxyForStream(const Ref<FTPWriteStream>& st
                              kCFStreamPropertyFTPUsePassiveMode());
 }
 
-TelvoUploadFTPStreamData::~TelvoUploadFTPStreamData() {
-  // The output stream asks this object while it closes, so that happens while it still can.
-  if (isConnected()) terminate();
-  if (const auto stream = as<FTPWriteStream>(outputStream())) stream->setInterruption(nullptr);
-}
-
 Ref<TelvoUploadFTPStreamData> TelvoUploadFTPStreamData::streamData() { return make<TelvoUploadFTPStreamData>(); }
 
 void TelvoUploadFTPStreamData::uploadPath_toHost_directory_username_password_forDelegate_useSameThread(
@@ -106,8 +101,12 @@ void TelvoUploadFTPStreamData::setStreamsWithParameters(const Ref<NSDictionary>&
   setUsername_andPassword_forStream(textForKey(parameters, "Username"_ns), textForKey(parameters, "Password"_ns),
                                     writer);
   setProxyForStream(writer);
-  // A stop ends the wait for the server's last word; after a failed read, what the server got is not the whole file.
-  writer->setInterruption([this] { return needToStop() || _readFailed; });
+  // A stop, or the release of this object, ends the wait for the server's last word; after a failed read, what the
+  // server got is not the whole file and must not end as one.
+  writer->setInterruption([weak = WeakRef<TelvoUploadFTPStreamData>(Ref<TelvoUploadFTPStreamData>(this))] {
+    const auto connection = weak.lock();
+    return !connection || connection->needToStop() || connection->_readFailed;
+  });
   setInputStream(reader);
   setOutputStream(writer);
 }
@@ -122,8 +121,10 @@ void TelvoUploadFTPStreamData::handleHasSpaceAvailableForStream(const Ref<NSStre
 
 // One step of a burst; false when the burst is over.
 bool TelvoUploadFTPStreamData::pump() {
-  const NSInteger size = _leftOverByteCount != 0 ? _leftOverByteCount : readFile();
+  if (_leftOverByteCount == 0) _leftOverByteCount = readFile();
+  const NSInteger size = _leftOverByteCount;
   const NSInteger written = writeBuffer(size);
+  // What was read and not taken stays in the buffer for the next burst.
   if (written <= 0) return false;
   _totalBytesWritten += static_cast<std::uint64_t>(written);
   _leftOverByteCount = size - written;
@@ -140,13 +141,14 @@ NSInteger TelvoUploadFTPStreamData::readFile() {
   if (size < 0) {
     _readFailed = true;
     informDelegateOfError_terminate(NSString::stringWithFormat("Error while reading: %ld"_ns, size), true);
+    return 0;
   }
   return size;
 }
 
 NSInteger TelvoUploadFTPStreamData::writeBuffer(NSInteger size) {
   const Ref<NSOutputStream> writer = outputStream();
-  if (!writer || size < 0) return 0;
+  if (!writer) return 0;
   const NSInteger written = writer->write_maxLength(_buffer.data(), static_cast<NSUInteger>(size));
   if (written < 0) {
     informDelegateOfError_terminate(NSString::stringWithFormat("Error while uploading: %ld"_ns, written), false);

@@ -44,8 +44,6 @@ class TelvoUploadFTPStreamData : public TelvoAbstractFTPStreamData {
   NS_OBJECT(TelvoUploadFTPStreamData, TelvoAbstractFTPStreamData)
 
  public:
-  ~TelvoUploadFTPStreamData() override;
-
   static Ref<TelvoUploadFTPStreamData> streamData();
 
   // Sends the item at the local path to the remote directory on the host, which may carry a port and a login. With an

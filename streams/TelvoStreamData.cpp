@@ -34,6 +34,9 @@ Class TelvoStreamData::classObject() {
 TelvoStreamData::TelvoStreamData() = default;
 
 TelvoStreamData::~TelvoStreamData() {
+  // From here on there is nobody left to tell.
+  if (_inputStream) _inputStream->setDelegate(nullptr);
+  if (_outputStream) _outputStream->setDelegate(nullptr);
   if (isConnected()) terminate();
   setInputStream(nil);
   setOutputStream(nil);
@@ -58,7 +61,12 @@ void TelvoStreamData::setOutputStream(const Ref<NSOutputStream>& stream) {
 
 void TelvoStreamData::connectWithParameters(const Ref<NSDictionary>& parameters) {
   if (telvo_boolForKey(parameters, "UseSameThread"_ns)) return threadedConnectWithParameters(parameters);
-  NSThread::detachNewThreadSelector_toTarget_withObject("threadedConnectWithParameters:"_sel, self(), parameters);
+  try {
+    NSThread::detachNewThreadSelector_toTarget_withObject("threadedConnectWithParameters:"_sel, self(), parameters);
+  } catch (const Ref<NSException>&) {
+    // The system gives no thread: one more way in which a connection ends before it has begun.
+    connectionFailed();
+  }
 }
 
 void TelvoStreamData::threadedConnectWithParameters(const Ref<NSDictionary>& parameters) {
@@ -75,12 +83,17 @@ void TelvoStreamData::threadedConnectWithParameters(const Ref<NSDictionary>& par
     informDelegateUsingSignature("streamDataConnecting:"_ns);
     run();
   } catch (const Ref<NSException>&) {
-    NSLog("An exception occurred while connecting to a remote server."_ns);
-    try {
-      terminate();
-    } catch (const Ref<NSException>&) {
-      NSLog("An exception occurred while terminating a connection after a connection failure."_ns);
-    }
+    return connectionFailed();
+  }
+  informDelegateUsingSignature("streamDataEnded:"_ns);
+}
+
+void TelvoStreamData::connectionFailed() {
+  NSLog("An exception occurred while connecting to a remote server."_ns);
+  try {
+    terminate();
+  } catch (const Ref<NSException>&) {
+    NSLog("An exception occurred while terminating a connection after a connection failure."_ns);
   }
   informDelegateUsingSignature("streamDataEnded:"_ns);
 }
@@ -112,17 +125,27 @@ void TelvoStreamData::disconnect() {
 
 void TelvoStreamData::terminate() {
   resetConnectionCount();
-  // A stream may have an error to tell while it closes, which terminates once more: the streams are held here.
-  const Ref<NSInputStream> input = _inputStream;
-  const Ref<NSOutputStream> output = _outputStream;
-  if (input) input->close();
-  if (output) output->close();
-  setInputStream(nil);
-  setOutputStream(nil);
+  // A stream may have an error to tell while it closes, which terminates once more: the streams are held here. They
+  // are let go of whatever happens, because run() goes on for as long as they are there.
+  struct LetGo {
+    TelvoStreamData& connection;
+    const Ref<NSInputStream> input = connection._inputStream;
+    const Ref<NSOutputStream> output = connection._outputStream;
+    ~LetGo() {
+      connection.setInputStream(nil);
+      connection.setOutputStream(nil);
+    }
+  };
+  const LetGo streams{*this};
+  if (streams.input) streams.input->close();
+  if (streams.output) streams.output->close();
 }
 
 void TelvoStreamData::informDelegateOfError_terminate(const id& error, bool terminates) {
-  if (terminates) terminate();
+  if (terminates) {
+    _endedByError = true;
+    terminate();
+  }
   informDelegateUsingSignature_withObject("streamData:errorOccurred:"_ns, error);
 }
 
@@ -150,15 +173,20 @@ void TelvoStreamData::stream_handleEvent(const Ref<NSStream>& stream, NSStreamEv
       }
       break;
     case NSStreamEventEndEncountered:
-      if (handleEndEncounteredForStream(stream)) {
-        terminate();
-        informDelegateUsingSignature("streamDataConnectionTerminated:"_ns);
-      }
+      if (handleEndEncounteredForStream(stream)) endEncountered();
       break;
     default:
       handleOtherEvent_forStream(event, stream);
       break;
   }
+}
+
+// The output stream may learn only while it is closed that the other side refuses what it got. The error has been
+// reported then, and the connection did not simply come to its end.
+void TelvoStreamData::endEncountered() {
+  _endedByError = false;
+  terminate();
+  if (!_endedByError) informDelegateUsingSignature("streamDataConnectionTerminated:"_ns);
 }
 
 void TelvoStreamData::handleNoEventForStream(const Ref<NSStream>&) {}
@@ -176,7 +204,7 @@ void TelvoStreamData::sendString(const Ref<NSString>& string) {
                                                                              "sendStringTimer:"_sel, string, false);
     return;
   }
-  const auto line = string->stringByAppendingString("\r\n"_ns);
+  const auto line = (string ? string : ""_ns)->stringByAppendingString("\r\n"_ns);
   const auto bytes = line->dataUsingEncoding(NSUTF8StringEncoding, true);
   const auto length = static_cast<NSInteger>(bytes->length());
   const NSInteger written = _outputStream->write_maxLength(bytes->bytes(), bytes->length());
@@ -197,7 +225,7 @@ void TelvoStreamData::sendStringTimer(const Ref<NSTimer>& timer) { sendString(as
 
 void TelvoStreamData::receiveStringForStream(const Ref<NSInputStream>& stream) {
   std::array<std::uint8_t, receiveLimit> buffer;
-  const NSInteger size = stream->read_maxLength(buffer.data(), buffer.size());
+  const NSInteger size = stream ? stream->read_maxLength(buffer.data(), buffer.size()) : 0;
   if (size <= 0) return;
   const auto bytes = NSData::dataWithBytes_length(buffer.data(), static_cast<NSUInteger>(size));
   auto text = NSString::stringWithData_encoding(bytes, NSUTF8StringEncoding);

@@ -19,7 +19,7 @@ class NSTimer;
 //   "streamData:receivedString:"          receiveStringForStream() has read the text
 //   "streamData:errorOccurred:"           an NSError, or a message as a text
 //   "streamDataDisconnected:"             disconnect() was called
-//   "streamDataConnectionTerminated:"     a stream has come to its end and both are closed
+//   "streamDataConnectionTerminated:"     a stream has come to its end and both are closed, without an error
 //   "streamDataEnded:"                    the connection is over: once for each start, whatever happened
 //
 // Not thread-safe, except disconnect().
@@ -50,7 +50,8 @@ class TelvoStreamData : public TelvoDelegateData, public NSStreamDelegate {
   // thread.
   void disconnect();
 
-  // Closes both streams, the input first, and lets go of them.
+  // Closes both streams, the input first, and lets go of them. Closing may turn the run loop while it waits for the
+  // other side; being called once more meanwhile ends the wait.
   void terminate();
 
   // Reports the error, an NSError or a text; terminates first when told to.
@@ -92,9 +93,13 @@ class TelvoStreamData : public TelvoDelegateData, public NSStreamDelegate {
   bool needToStop() const { return _needToStop; }
 
  private:
+  void connectionFailed();
+  void endEncountered();
+
   Ref<NSRunLoop> _runLoop;
   Ref<NSInputStream> _inputStream;
   Ref<NSOutputStream> _outputStream;
   std::int32_t _connectionCount = 0;
   std::atomic<bool> _needToStop = false;
+  bool _endedByError = false;
 };

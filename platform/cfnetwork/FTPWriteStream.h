@@ -20,6 +20,8 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
   explicit FTPWriteStream(Ref<NSURL> url);
   ~FTPWriteStream() override;
 
+  const Ref<NSURL>& URL() const { return url_; }
+
   // Replaces the usual limits; before open().
   void setLimits(const FTPLimits& limits) { limits_ = limits; }
 

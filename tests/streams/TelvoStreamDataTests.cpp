@@ -4,6 +4,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -11,77 +12,10 @@
 #include "foundation/Foundation.h"
 #include "foundation/NSTimer.h"
 #include "streams/TelvoStreamData.h"
+#include "tests/streams/NotificationRecorder.h"
+#include "tests/streams/TestStreams.h"
 
 namespace {
-
-// Streams that do what a test tells them: nothing real opens by half, or has room when it is told to.
-class TestInputStream : public NSInputStream {
-  NS_OBJECT(TestInputStream, NSInputStream)
-
- public:
-  void open() override {
-    setStatus(NSStreamStatusOpening);
-    for (const NSStreamEvent event : eventsOnOpen) signal(event);
-    if (failsOnOpen) fail(NSError::errorWithPOSIXCode(ENOENT));
-  }
-  void close() override {
-    ++closed;
-    cancelAllEvents();
-    setStatus(NSStreamStatusClosed);
-  }
-  NSInteger read_maxLength(std::uint8_t* buffer, NSUInteger length) override {
-    const auto size = std::min<std::size_t>(length, bytes.size());
-    std::memcpy(buffer, bytes.data(), size);
-    bytes.erase(0, size);
-    return readResult ? *readResult : static_cast<NSInteger>(size);
-  }
-  bool hasBytesAvailable() const override { return !bytes.empty(); }
-  using NSStream::signal;
-
-  std::vector<NSStreamEvent> eventsOnOpen = {NSStreamEventOpenCompleted};
-  bool failsOnOpen = false;
-  std::string bytes;
-  std::optional<NSInteger> readResult;
-  int closed = 0;
-};
-
-Class TestInputStream::classObject() {
-  static const NSClass object("TestInputStream", NSInputStream::classObject(), {});
-  return &object;
-}
-
-class TestOutputStream : public NSOutputStream {
-  NS_OBJECT(TestOutputStream, NSOutputStream)
-
- public:
-  void open() override {
-    setStatus(NSStreamStatusOpening);
-    for (const NSStreamEvent event : eventsOnOpen) signal(event);
-  }
-  void close() override {
-    ++closed;
-    cancelAllEvents();
-    setStatus(NSStreamStatusClosed);
-  }
-  NSInteger write_maxLength(const std::uint8_t* data, NSUInteger length) override {
-    if (writeResult) return *writeResult;
-    written.append(reinterpret_cast<const char*>(data), length);
-    return static_cast<NSInteger>(length);
-  }
-  bool hasSpaceAvailable() const override { return hasSpace; }
-  using NSStream::signal;
-
-  std::vector<NSStreamEvent> eventsOnOpen = {NSStreamEventOpenCompleted};
-  bool hasSpace = true;
-  std::optional<NSInteger> writeResult;
-  std::string written;
-  int closed = 0;
-};
-
-Class TestOutputStream::classObject() {
-  static const NSClass object("TestOutputStream", NSOutputStream::classObject(), {});
-  return &object;
-}
 
 // A connection of the two, that tells which handlers were called.
 class TestConnection : public TelvoStreamData {
@@ -122,33 +56,6 @@ Class TestConnection::classObject() {
   return &object;
 }
 
-// Writes down every notification, and can act on one.
-class Recorder : public NSObject {
-  NS_OBJECT(Recorder, NSObject)
-
- public:
-  void sent(const Ref<TelvoStreamData>& sender, const Ref<NSDictionary>& parameters) {
-    const auto signature = as<NSString>(parameters->objectForKey("Signature"_ns))->UTF8String();
-    signatures.push_back(signature);
-    objects.push_back(parameters->objectForKey("Object"_ns));
-    onMainThread = onMainThread && NSThread::isMainThread();
-    if (react) react(signature, sender);
-  }
-
-  std::vector<std::string> signatures;
-  std::vector<id> objects;
-  std::function<void(const std::string&, const Ref<TelvoStreamData>&)> react;
-  bool onMainThread = true;
-
-  std::string textAt(std::size_t index) const { return objects.at(index)->description()->UTF8String(); }
-};
-
-Class Recorder::classObject() {
-  static const NSClass object("Recorder", NSObject::classObject(),
-                              {method("delegateData:sentDelegateMessage:"_sel, &Recorder::sent)});
-  return &object;
-}
-
 using Texts = std::vector<std::string>;
 
 class TelvoStreamDataTest : public testing::Test {
@@ -180,7 +87,7 @@ class TelvoStreamDataTest : public testing::Test {
   }
 
   Ref<TestConnection> connection = make<TestConnection>();
-  Ref<Recorder> recorder = make<Recorder>();
+  Ref<NotificationRecorder> recorder = make<NotificationRecorder>();
 };
 
 TEST_F(TelvoStreamDataTest, StartsIdle) {
@@ -420,6 +327,119 @@ TEST_F(TelvoStreamDataTest, ReceivingNothingReportsNothing) {
   connection->input->readResult = -1;
   connection->receiveStringForStream(connection->input);
   EXPECT_TRUE(recorder->signatures.empty());
+}
+
+TEST_F(TelvoStreamDataTest, AMissingTextIsSentAsAnEmptyLine) {
+  makeConnected();
+  connection->sendString(nil);
+  EXPECT_EQ(connection->output->written, "\r\n");
+  connection->receiveStringForStream(nil);
+  EXPECT_EQ(recorder->signatures, Texts{"streamData:sentString:"});
+}
+
+TEST_F(TelvoStreamDataTest, AConnectionThatEndsWhileATextWaitsForRoomIsReleased) {
+  connection->output->hasSpace = false;
+  connection->output->eventsOnOpen = {NSStreamEventOpenCompleted, NSStreamEventHasSpaceAvailable};
+  WeakRef<TestConnection> weak(connection);
+  bool ended = false;
+  connection->onSpace = [connection = connection.get()] {
+    connection->sendString("abc"_ns);
+    connection->input->signal(NSStreamEventEndEncountered);
+  };
+  when("streamDataEnded:", [&] { ended = true; });
+  connection->connectWithParameters(nil);
+  connection = nil;
+  const auto runLoop = NSRunLoop::currentRunLoop();
+  while (!ended) runLoop->runMode_beforeDate(NSDefaultRunLoopMode(), NSDate::dateWithTimeIntervalSinceNow(0.1));
+  for (int waits = 0; waits < 1000 && !weak.expired(); ++waits) NSThread::sleepForTimeInterval(0.01);
+  EXPECT_TRUE(weak.expired());
+}
+
+TEST_F(TelvoStreamDataTest, AnExceptionWhileClosingStillLetsGoOfTheStreams) {
+  connection->output->onClose = [] { NSException::raise_format("TestException"_ns, "while closing"_ns); };
+  when("streamDataConnected:", [&] { connection->input->signal(NSStreamEventEndEncountered); });
+  const std::string log = logOf([&] { connectOnThisThread(); });
+  EXPECT_NE(log.find("Exception while communiating with a remote server: TestException (while closing)"),
+            std::string::npos);
+  EXPECT_EQ(recorder->signatures.back(), "streamDataEnded:");
+  EXPECT_EQ(connection->inputStream(), nil);
+  EXPECT_EQ(connection->outputStream(), nil);
+}
+
+TEST_F(TelvoStreamDataTest, ASecondExceptionAfterAFailedSetUpIsLoggedToo) {
+  connection->input->onClose = [] { NSException::raise_format("TestException"_ns, "while closing"_ns); };
+  connection->setInputStream(connection->input);
+  connection->setOutputStream(connection->output);
+  connection->raises = true;
+  const std::string log = logOf([&] { connectOnThisThread(); });
+  EXPECT_NE(log.find("An exception occurred while connecting to a remote server."), std::string::npos);
+  EXPECT_NE(log.find("An exception occurred while terminating a connection after a connection failure."),
+            std::string::npos);
+  EXPECT_EQ(recorder->signatures, Texts{"streamDataEnded:"});
+}
+
+TEST_F(TelvoStreamDataTest, AnErrorToldWhileClosingIsReportedOnceAndInsteadOfTheEnd) {
+  connection->output->onClose = [output = connection->output.get()] {
+    if (output->closed > 1) return;
+    output->fail(NSError::errorWithPOSIXCode(EDQUOT));
+    output->deliverIfWaiting(NSStreamEventErrorOccurred);
+  };
+  when("streamDataConnected:", [&] { connection->input->signal(NSStreamEventEndEncountered); });
+  connectOnThisThread();
+  EXPECT_EQ(recorder->signatures,
+            (Texts{"streamDataConnecting:", "streamData:connectedToStream:", "streamData:connectedToStream:",
+                   "streamDataConnected:", "streamData:errorOccurred:", "streamDataEnded:"}));
+  EXPECT_EQ(as<NSError>(recorder->objects[4])->code(), EDQUOT);
+}
+
+TEST_F(TelvoStreamDataTest, DelegateMayReleaseTheConnectionInsideAReport) {
+  const WeakRef<TestConnection> weak(connection);
+  const auto output = connection->output;
+  when("streamDataConnected:", [&] {
+    connection->input->signal(NSStreamEventEndEncountered);
+    connection = nil;
+  });
+  connection->connectWithParameters(NSDictionary::dictionary({{"UseSameThread"_ns, NSNumber::numberWithBool(true)}}));
+  EXPECT_EQ(recorder->signatures.back(), "streamDataEnded:");
+  EXPECT_EQ(output->closed, 1);
+  EXPECT_TRUE(weak.expired());
+}
+
+TEST_F(TelvoStreamDataTest, DisconnectWorksFromAnotherThread) {
+  connection->output->eventsOnOpen = {NSStreamEventOpenCompleted, NSStreamEventHasSpaceAvailable};
+  std::thread other;
+  connection->onSpace = [&] {
+    if (!other.joinable()) other = std::thread([connection = connection] { connection->disconnect(); });
+  };
+  connectOnThisThread();
+  other.join();
+  EXPECT_EQ(recorder->signatures.at(recorder->signatures.size() - 2), "streamDataDisconnected:");
+  EXPECT_EQ(recorder->signatures.back(), "streamDataEnded:");
+  EXPECT_TRUE(recorder->onMainThread);
+}
+
+TEST_F(TelvoStreamDataTest, TenThousandConnectionsOnThreadsOfTheirOwnStartAndStop) {
+  int ended = 0;
+  recorder->react = [&](const std::string& signature, const Ref<TelvoStreamData>& sender) {
+    if (signature == "streamDataConnected:") sender->disconnect();
+    if (signature == "streamDataEnded:") ++ended;
+  };
+  const auto runLoop = NSRunLoop::currentRunLoop();
+  constexpr int atOnce = 20;
+  for (int started = 0; started < 10000; started += atOnce) {
+    for (int i = 0; i < atOnce; ++i) {
+      const auto each = make<TestConnection>();
+      each->setDelegate(recorder);
+      each->connectWithParameters(nil);
+    }
+    while (ended < started + atOnce) {
+      runLoop->runMode_beforeDate(NSDefaultRunLoopMode(), NSDate::dateWithTimeIntervalSinceNow(0.1));
+    }
+    recorder->signatures.clear();
+    recorder->objects.clear();
+  }
+  EXPECT_EQ(ended, 10000);
+  EXPECT_TRUE(recorder->onMainThread);
 }
 
 }  // namespace
