@@ -14,9 +14,6 @@
 
 namespace {
 
-// Servers stop listening on a passive port after a while; one that was asked for longer ago than this is not used.
-constexpr std::chrono::seconds portLifetime(10);
-
 void setOption(int descriptor, int level, int option) {
   const int on = 1;
   setsockopt(descriptor, level, option, &on, sizeof on);
@@ -92,7 +89,7 @@ void FTPConnection::logInWithPassword() {
 
 void FTPConnection::prepareForTransfers() {
   send("TYPE I", Kind::Plain, [this](const FTPReply& reply) { loggedIn(reply); });
-  if (endpoint_.passive || throughProxy_) sendPassiveRequest(Kind::Plain);
+  if (isPassive()) sendPassiveRequest(Kind::Plain);
 }
 
 void FTPConnection::loggedIn(const FTPReply& reply) {
@@ -123,10 +120,12 @@ void FTPConnection::close() {
 void FTPConnection::fail(const Ref<NSError>& error) {
   if (state_ == State::Failed) return;
   Delegate* const delegate = delegate_;
+  // A refusal that could not be assigned yet says more than the connection's end that followed it.
+  const Ref<NSError> reason = held_ ? cfnetwork::errorWithReply(*held_) : error;
   close();
   commands_.clear();
   portHandler_ = nullptr;
-  if (delegate) delegate->connectionDidFail(error);
+  if (delegate) delegate->connectionDidFail(reason);
 }
 
 bool FTPConnection::isReusable() {
@@ -232,6 +231,7 @@ void FTPConnection::handleDuringTransfer(const FTPReply& reply) {
     const bool overtaken = isTransferCompletion(reply);
     const Command transfer = takeCommand(0);
     const Command behind = takeCommand(0);
+    if (overtaken) order_ = Order::Broken;
     finish(behind, overtaken ? first : reply);
     finish(transfer, overtaken ? reply : first);
     return;
@@ -250,9 +250,9 @@ void FTPConnection::handleDuringTransfer(const FTPReply& reply) {
 }
 
 void FTPConnection::orderBroken() {
-  // The question that finds the order out (NOOP) harms no transfer; the request for a port may.
-  const bool harmful = std::exchange(order_, Order::Broken) == Order::Kept;
-  if (harmful && delegate_) delegate_->connectionDidOvertakeTransfer();
+  // The question that finds the order out harms no transfer; the request for a port may.
+  const bool isHarmful = std::exchange(order_, Order::Broken) != Order::Unknown;
+  if (isHarmful && delegate_) delegate_->connectionDidOvertakeTransfer();
 }
 
 FTPConnection::Command FTPConnection::takeCommand(std::size_t index) {
@@ -269,8 +269,8 @@ void FTPConnection::finish(const Command& command, const FTPReply& reply) {
 void FTPConnection::armDeadline() {
   if (commands_.empty()) return deadline_.cancel();
   const Command& front = commands_.front();
-  // While data flows, the transfer's own limit of progress watches over it.
-  if (front.kind == Kind::Transfer && front.preliminarySeen && !transferSent_) return deadline_.cancel();
+  // While data flows, the data connection's limit of progress watches over the transfer.
+  if (front.kind == Kind::Transfer && front.preliminarySeen && !transferDrained_) return deadline_.cancel();
   deadline_.fireAfter(limits_.reply);
 }
 
@@ -284,7 +284,8 @@ void FTPConnection::makeFolder(const std::string& path, ReplyHandler handler) {
 }
 
 void FTPConnection::requestPassivePort(PortHandler handler) {
-  if (port_ != 0 && std::chrono::steady_clock::now() - portTime_ < portLifetime) {
+  const std::chrono::duration<NSTimeInterval> age = std::chrono::steady_clock::now() - portTime_;
+  if (port_ != 0 && age.count() < limits_.port) {
     portFromAhead_ = true;
     return handler(std::exchange(port_, 0), nil);
   }
@@ -306,7 +307,7 @@ void FTPConnection::passiveReply(const FTPReply& reply, bool extended, bool ahea
   portRequested_ = false;
   const auto port = extended ? FTPPortFromExtendedPassiveReply(reply) : FTPPortFromPassiveReply(reply);
   if (port) {
-    orderProven_ = orderProven_ || ahead;
+    if (ahead && order_ == Order::Likely) order_ = Order::Kept;
     return givePort(*port, nil);
   }
   // A refusal during a transfer says nothing about the command: some servers refuse everything then.
@@ -349,19 +350,16 @@ void FTPConnection::requestActiveMode(const cfnetwork::SocketAddress& address, R
 // then have it in their buffer and answer it after the transfer; in a packet of its own, some of them would refuse it.
 // Others answer at once, and a request for a port makes those break the transfer off. So the first transfer is
 // followed by a harmless command, and only a server that has kept the order is asked for ports ahead of time.
-void FTPConnection::store(const std::string& path, ReplyHandler handler) {
+void FTPConnection::store(const std::string& path, bool isRepeatable, ReplyHandler handler) {
   transferSent_ = false;
+  transferDrained_ = false;
   transferCompletedFirst_ = false;
-  const bool passive = endpoint_.passive || throughProxy_;
-  const bool probe = order_ == Order::Unknown;
-  const bool ahead = order_ == Order::Kept && passive && !portRequested_ && port_ == 0;
   commands_.push_back({Kind::Transfer, true, std::move(handler), false});
   unsent_ += "STOR " + path + "\r\n";
-  if (probe) {
-    send("NOOP", Kind::BehindTransfer, [this](const FTPReply& reply) {
-      if (transferCompletedFirst_ && reply.isCompletion() && order_ == Order::Unknown) order_ = Order::Kept;
-    });
-  } else if (ahead) {
+  const bool mayAsk = order_ == Order::Kept || (order_ == Order::Likely && isRepeatable);
+  if (isPassive() && order_ == Order::Unknown) {
+    sendProbe();
+  } else if (isPassive() && mayAsk && !portRequested_ && port_ == 0) {
     sendPassiveRequest(Kind::BehindTransfer);
   } else {
     flush();
@@ -369,9 +367,20 @@ void FTPConnection::store(const std::string& path, ReplyHandler handler) {
   armDeadline();
 }
 
-void FTPConnection::transferSent() {
-  transferSent_ = true;
-  armDeadline();
+void FTPConnection::sendProbe() {
+  send("NOOP", Kind::BehindTransfer, [this](const FTPReply& reply) {
+    if (reply.code == 227 || reply.code == 229 || reply.code == 257) {
+      // The answer to what was asked next: the server passes over what comes during a transfer.
+      order_ = Order::Broken;
+      return fail(cfnetwork::errorWithCode(kCFURLErrorBadServerResponse, "The server passed over a command."));
+    }
+    if (transferCompletedFirst_ && reply.isCompletion() && order_ == Order::Unknown) order_ = Order::Likely;
+  });
 }
 
-void FTPConnection::transferProgressed() { armDeadline(); }
+void FTPConnection::transferSent() { transferSent_ = true; }
+
+void FTPConnection::transferDrained() {
+  transferDrained_ = true;
+  armDeadline();
+}

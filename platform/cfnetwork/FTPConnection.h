@@ -21,6 +21,7 @@ struct FTPLimits {
   NSTimeInterval reply = 60;     // for a reply, the greeting included
   NSTimeInterval progress = 60;  // for the other side to take any byte of data
   NSTimeInterval idle = 10;      // for which a connection that nobody uses is kept
+  NSTimeInterval port = 10;      // for which a port that was asked for ahead of time is good: servers close them again
 };
 
 // A server and the way in. Texts are raw bytes without carriage returns, line feeds and NULs.
@@ -46,16 +47,17 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
     virtual void connectionDidLogIn() = 0;
     // The connection is of no use any more. Told once; nothing is called after it.
     virtual void connectionDidFail(const Ref<NSError>& error) = 0;
-    // The server has answered a request for the next port before the transfer's end, and may have broken the transfer
-    // off for it: its reply may never come.
+    // The server has given the next port before the transfer's end, and may have broken the transfer off for it: its
+    // reply may never come.
     virtual void connectionDidOvertakeTransfer() = 0;
   };
   using ReplyHandler = std::function<void(const FTPReply&)>;
   // A port to connect to; 0 with the reply or failure that there is none.
   using PortHandler = std::function<void(std::uint16_t port, const Ref<NSError>& error)>;
 
-  // Whether the server answers a command that came during a transfer only after it.
-  enum class Order { Unknown, Kept, Broken };
+  // Whether the server answers a command that came during a transfer only after it. Likely: it did so with a harmless
+  // one; Kept: with a request for a port too.
+  enum class Order { Unknown, Likely, Kept, Broken };
 
   FTPConnection(Ref<NSRunLoop> runLoop, FTPEndpoint endpoint, const FTPLimits& limits);
   FTPConnection(const FTPConnection&) = delete;
@@ -63,6 +65,7 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   ~FTPConnection();
 
   const FTPEndpoint& endpoint() const { return endpoint_; }
+  const Ref<NSRunLoop>& runLoop() const { return runLoop_; }
   // Whoever uses the connection at the moment; null while nobody does. Replies to commands of a delegate that has let
   // go are read and dropped.
   void setDelegate(Delegate* delegate);
@@ -76,8 +79,6 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   bool isReusable();
   bool isThroughProxy() const { return throughProxy_; }
   Order order() const { return order_; }
-  // Whether a port that was asked for during a transfer has come in its turn before.
-  bool isOrderProven() const { return orderProven_; }
   // What is known from an earlier connection to the same server.
   void setOrder(Order order) { order_ = order; }
   int descriptor() const { return socket_.get(); }
@@ -90,12 +91,14 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   bool isPortFromAhead() const { return portFromAhead_; }
   // Tells the server where to connect to (EPRT, or PORT for an IPv4 server that does not know it).
   void requestActiveMode(const cfnetwork::SocketAddress& address, ReplyHandler handler);
-  // Stores the data connection's bytes under that path. The handler gets the preliminary and the final reply.
-  void store(const std::string& path, ReplyHandler handler);
-  // All data has been sent and the data connection closed on this side: the final reply is due.
+  // Stores the data connection's bytes under that path. The handler gets the preliminary and the final reply. The port
+  // for the next transfer is asked for along with it when the server is known to keep the order, and also when that is
+  // only likely, provided that the transfer can be repeated.
+  void store(const std::string& path, bool isRepeatable, ReplyHandler handler);
+  // All data has been handed over and the data connection closed on this side.
   void transferSent();
-  // The server still takes data: the limit for its final reply starts anew.
-  void transferProgressed();
+  // The server has acknowledged all of it: its final reply is due.
+  void transferDrained();
 
   // Drops the connection at once.
   void close();
@@ -133,6 +136,8 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   void sendPassiveRequest(Kind kind);
   void passiveReply(const FTPReply& reply, bool extended, bool ahead);
   void givePort(std::uint16_t port, const Ref<NSError>& error);
+  bool isPassive() const { return endpoint_.passive || throughProxy_; }
+  void sendProbe();
   void orderBroken();
 
   Ref<NSRunLoop> runLoop_;
@@ -152,9 +157,9 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   std::deque<Command> commands_;  // sent, oldest first, not answered in full yet
   std::optional<FTPReply> held_;  // a refusal of which it is not known yet whether it is the transfer's
   bool transferSent_ = false;
-  bool transferCompletedFirst_ = false;
+  bool transferDrained_ = false;
+  bool transferCompletedFirst_ = false;  // before the command behind it
   Order order_ = Order::Unknown;
-  bool orderProven_ = false;
 
   bool extendedPassive_ = true;
   bool extendedActive_ = true;

@@ -26,7 +26,9 @@ std::shared_ptr<FTPConnection> FTPConnectionPool::take(const FTPEndpoint& endpoi
 }
 
 void FTPConnectionPool::give(const std::shared_ptr<FTPConnection>& connection) {
-  if (connection->isReusable()) {
+  rememberOrder(connection->endpoint(), connection->order());
+  // A connection lives on its own thread's loop; a stream may be let go of on another one, once that thread is done.
+  if (connection->runLoop() == NSRunLoop::currentRunLoop() && connection->isReusable()) {
     connections_.push_back(connection);
   } else {
     connection->close();
@@ -40,6 +42,7 @@ FTPConnection::Order FTPConnectionPool::knownOrder(const FTPEndpoint& endpoint) 
 }
 
 void FTPConnectionPool::rememberOrder(const FTPEndpoint& endpoint, FTPConnection::Order order) {
+  if (order == FTPConnection::Order::Unknown) return;
   std::erase_if(servers_,
                 [&](const Server& server) { return server.host == endpoint.host && server.port == endpoint.port; });
   servers_.push_back({endpoint.host, endpoint.port, order});

@@ -18,13 +18,14 @@ class FTPConnectionPool {
   // Keeps the connection when it can be used again, else closes it. Its delegate must have let go.
   void give(const std::shared_ptr<FTPConnection>& connection);
 
-  // What is known of the server from connections to it that have gone.
+  // What is known of the server from the connections to it that were given.
   FTPConnection::Order knownOrder(const FTPEndpoint& endpoint) const;
-  void rememberOrder(const FTPEndpoint& endpoint, FTPConnection::Order order);
 
   ~FTPConnectionPool();
 
  private:
+  void rememberOrder(const FTPEndpoint& endpoint, FTPConnection::Order order);
+
   struct Server {
     std::string host;
     std::uint16_t port;

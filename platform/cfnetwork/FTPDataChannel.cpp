@@ -1,6 +1,7 @@
 #include "cfnetwork/FTPDataChannel.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <utility>
 
@@ -78,6 +79,7 @@ void FTPDataChannel::attach() {
 }
 
 void FTPDataChannel::socketReady() {
+  if (closed_) return checkEnding();
   source_->setEvents(foundation::DescriptorSource::None);
   blocked_ = false;
   watch_.cancel();
@@ -105,9 +107,37 @@ void FTPDataChannel::askForSpace() {
 void FTPDataChannel::close() {
   if (!socket_ || closed_) return;
   closed_ = true;
-  source_.reset();
   ::shutdown(socket_.get(), SHUT_WR);
+  source_->setEvents(foundation::DescriptorSource::Readable);
   startWatch();
+}
+
+FTPDataChannel::Ending FTPDataChannel::ending() {
+  if (closed_ && !peerEnded_ && error_ == 0) {
+    std::array<char, 4096> unwanted;
+    const ssize_t size = ::recv(socket_.get(), unwanted.data(), unwanted.size(), MSG_DONTWAIT);
+    peerEnded_ = size == 0;
+    if (size < 0 && errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) error_ = errno;
+  } else if (peerEnded_ && error_ == 0) {
+    socklen_t size = sizeof error_;
+    getsockopt(socket_.get(), SOL_SOCKET, SO_ERROR, &error_, &size);
+  }
+  if (error_ != 0) return Ending::Broken;
+  return peerEnded_ && unacknowledged() == 0 ? Ending::Good : Ending::None;
+}
+
+void FTPDataChannel::checkEnding() {
+  switch (ending()) {
+    case Ending::Broken:
+      return fail(NSError::errorWithPOSIXCode(error_));
+    case Ending::Good:
+      source_.reset();
+      watch_.cancel();
+      return delegate_.dataChannelDidEnd();
+    case Ending::None:
+      // The server's end stays readable; what is still to come is left to the watch.
+      if (peerEnded_) source_->setEvents(foundation::DescriptorSource::None);
+  }
 }
 
 int FTPDataChannel::unacknowledged() const {
@@ -120,22 +150,24 @@ int FTPDataChannel::unacknowledged() const {
 void FTPDataChannel::startWatch() {
   withoutProgress_ = 0;
   lastUnacknowledged_ = unacknowledged();
-  watch_.fireAfter(std::min(1.0, limits_.progress / 4));
+  watch_.fireAfter(watchInterval());
 }
+
+NSTimeInterval FTPDataChannel::watchInterval() const { return std::min(1.0, limits_.progress / 4); }
 
 void FTPDataChannel::checkProgress() {
   if (listener_) {
     return fail(cfnetwork::errorWithCode(kCFURLErrorTimedOut, "The server did not make the data connection in time."));
   }
-  const NSTimeInterval step = std::min(1.0, limits_.progress / 4);
+  if (peerEnded_ && ending() != Ending::None) return checkEnding();
+  if (isDrained()) return delegate_.dataChannelDidDrain();
   const int waiting = unacknowledged();
-  if (closed_ && waiting == 0) return delegate_.dataChannelDidDrain();
-  withoutProgress_ = waiting == lastUnacknowledged_ ? withoutProgress_ + step : 0;
+  withoutProgress_ = waiting == lastUnacknowledged_ ? withoutProgress_ + watchInterval() : 0;
   lastUnacknowledged_ = waiting;
   if (withoutProgress_ >= limits_.progress) {
     return fail(cfnetwork::errorWithCode(kCFURLErrorTimedOut, "The server stopped taking data."));
   }
-  watch_.fireAfter(step);
+  watch_.fireAfter(watchInterval());
 }
 
 void FTPDataChannel::fail(const Ref<NSError>& error) {

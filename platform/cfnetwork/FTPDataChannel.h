@@ -20,8 +20,10 @@ class FTPDataChannel {
     virtual void dataChannelDidConnect() = 0;
     // There is room again after send() had none.
     virtual void dataChannelHasSpace() = 0;
-    // Everything that was sent before close() has left this machine and been acknowledged.
+    // After close(): the server's system has acknowledged everything. Not told when the end comes first.
     virtual void dataChannelDidDrain() = 0;
+    // After close(): the server has ended the connection in good order, see ending().
+    virtual void dataChannelDidEnd() = 0;
     virtual void dataChannelDidFail(const Ref<NSError>& error) = 0;
   };
 
@@ -45,13 +47,22 @@ class FTPDataChannel {
   // The end of the data: what was sent still arrives.
   void close();
 
+  // How the server has ended a connection that was closed here. A server that leaves bytes unread cannot end it in
+  // good order: its system breaks the connection off instead.
+  enum class Ending { None, Good, Broken };
+  Ending ending();
+  // Whether the server's system has acknowledged everything, the end included.
+  bool isDrained() const { return closed_ && unacknowledged() == 0; }
+
  private:
   void connected(cfnetwork::SocketConnector::Result result);
   void accept();
   void attach();
   void socketReady();
   void startWatch();
+  NSTimeInterval watchInterval() const;
   void checkProgress();
+  void checkEnding();
   void fail(const Ref<NSError>& error);
   int unacknowledged() const;
 
@@ -68,4 +79,6 @@ class FTPDataChannel {
   int lastUnacknowledged_ = 0;
   bool blocked_ = false;
   bool closed_ = false;
+  bool peerEnded_ = false;
+  int error_ = 0;  // errno value of a connection that was broken off after close()
 };

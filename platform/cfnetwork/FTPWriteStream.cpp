@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <exception>
 #include <utility>
+#include <vector>
 
 #include "cfnetwork/CFFTPStream.h"
 #include "cfnetwork/CFNetworkErrors.h"
@@ -25,9 +27,12 @@ constexpr std::size_t keptLimit = 512000;
 // A writer that is never out of room gives the run loop its turn after so many bytes.
 constexpr std::size_t turnLimit = 8 << 20;
 
+// What is taken from a writer at least, when there is no room at all.
+constexpr std::size_t smallestTake = 65536;
+
 constexpr NSTimeInterval longestTurn = 0.1;
 constexpr NSTimeInterval longestReasonWait = 2;
-constexpr NSTimeInterval momentForOvertaking = 0.1;
+constexpr NSTimeInterval longestEndWait = 0.25;
 
 int hexadecimalValue(char digit) {
   if (digit >= '0' && digit <= '9') return digit - '0';
@@ -58,11 +63,15 @@ bool breaksLine(std::string_view text) {
 
 // The name that the server gets: what follows the host and one slash (RFC 1738, section 3.2), so that
 // "ftp://host//name" is "/name". "?" and "#" mean nothing in FTP and belong to the name.
-std::string remotePath(const NSURL& url) {
-  std::string text = url.absoluteString()->UTF8String();
-  text.erase(0, text.find("//") + 2);
-  text.erase(0, std::min(text.find('/'), text.size() - 1) + 1);
-  return withoutEscapes(text);
+std::string remotePath(std::string_view url) {
+  url.remove_prefix(url.find("//") + 2);
+  url.remove_prefix(std::min(url.find('/'), url.size() - 1) + 1);
+  return withoutEscapes(url);
+}
+
+Ref<NSError> cutShortError() {
+  return cfnetwork::errorWithCode(kCFURLErrorNetworkConnectionLost,
+                                  "The server ended the transfer before it had taken all data.");
 }
 
 std::string bytesOf(const Ref<NSString>& text) { return text ? text->UTF8String() : std::string(); }
@@ -145,9 +154,11 @@ Ref<NSError> FTPWriteStream::prepareEndpoint() {
   }
   endpoint_.route = routeFrom(proxies_);
   endpoint_.passive = passive_;
-  path_ = remotePath(*url_);
-  isFolder_ = path_.ends_with('/');
+  const std::string text = url_->absoluteString()->UTF8String();
+  path_ = remotePath(text);
+  isFolder_ = text.ends_with('/');
   if (isFolder_) path_.pop_back();
+  if (path_.empty()) return cfnetwork::errorWithCode(kCFURLErrorBadURL, "The URL names neither a file nor a folder.");
   if (breaksLine(path_) || breaksLine(endpoint_.user) || breaksLine(endpoint_.password) || breaksLine(endpoint_.host)) {
     return cfnetwork::errorWithCode(kCFURLErrorBadURL, "A carriage return, line feed or NUL cannot be sent over FTP.");
   }
@@ -178,13 +189,11 @@ void FTPWriteStream::connectionDidLogIn() {
 // One attempt at the item on the connection in use; a second one begins with the data that was taken already.
 void FTPWriteStream::transfer() {
   phase_ = Phase::Transferring;
-  acceptTimer_.reset();
-  accepted_ = false;
+  store_ = Store::NotAsked;
   dataEnded_ = false;
   pending_ = kept_;
   channel_.reset();
   if (isFolder_) {
-    storeSent_ = true;
     connection_->makeFolder(path_, [this](const FTPReply& reply) { folderReply(reply); });
   } else if (passive_ || connection_->isThroughProxy()) {
     connectPassively();
@@ -194,7 +203,6 @@ void FTPWriteStream::transfer() {
 }
 
 void FTPWriteStream::folderReply(const FTPReply& reply) {
-  storeSent_ = false;
   if (!reply.isCompletion()) return failWith(cfnetwork::errorWithReply(reply));
   opened_ = true;
   setStatus(NSStreamStatusOpen);
@@ -213,8 +221,15 @@ void FTPWriteStream::connectPassively() {
     if (port == 0) return failWith(error);
     channel_ = makeChannel();
     channel_->connect(*connection_, port);
-    // Without waiting for the data connection: both take the same round trip.
-    sendStore();
+    // A server that has not shown yet that it waits with the next port is asked for it only along with a file of
+    // which all data is at hand: should it break the transfer off, everything is sent once more.
+    const bool isTrial = connection_->order() == FTPConnection::Order::Likely;
+    if (isTrial && !ending_) {
+      store_ = Store::Held;
+    } else {
+      // Without waiting for the data connection: both take the same round trip.
+      sendStore(ending_);
+    }
   });
 }
 
@@ -224,53 +239,58 @@ void FTPWriteStream::listenActively() {
   if (!address) return failWith(NSError::errorWithPOSIXCode(errno));
   connection_->requestActiveMode(*address, [this](const FTPReply& reply) {
     if (!reply.isCompletion()) return failWith(cfnetwork::errorWithReply(reply));
-    sendStore();
+    sendStore(false);
   });
 }
 
-void FTPWriteStream::sendStore() {
-  storeSent_ = true;
-  connection_->store(path_, [this](const FTPReply& reply) { storeReply(reply); });
-}
-
-// A server that is asked for the next port behind its first transfer, and does not wait for its turn, answers at once.
-// Until that has not happened for a moment, no data leaves that could not be sent once more.
-void FTPWriteStream::transferAccepted() {
-  const auto accept = [this] {
-    const Ref<NSStream> keptAlive(this);
-    accepted_ = true;
-    proceed();
-  };
-  if (connection_->order() != FTPConnection::Order::Kept || connection_->isOrderProven()) return accept();
-  acceptTimer_ = std::make_unique<foundation::TimerSource>(loop(), accept);
-  acceptTimer_->fireAfter(momentForOvertaking);
+void FTPWriteStream::sendStore(bool isRepeatable) {
+  store_ = Store::Asked;
+  connection_->store(path_, isRepeatable, [this](const FTPReply& reply) { storeReply(reply); });
 }
 
 void FTPWriteStream::storeReply(const FTPReply& reply) {
   if (reply.isPreliminary()) {
-    return transferAccepted();
+    store_ = Store::Accepted;
+    return proceed();
   }
-  storeSent_ = false;
   if (!reply.isCompletion()) return failWith(cfnetwork::errorWithReply(reply));
+  store_ = Store::Confirmed;
   if (failure_) return failWith(failure_);
-  if (!dataEnded_) {
-    return failWith(cfnetwork::errorWithCode(kCFURLErrorNetworkConnectionLost,
-                                             "The server ended the transfer before all data was sent."));
-  }
-  finish();
+  if (!dataEnded_) return failWith(cutShortError());
+  confirm();
 }
 
-// The server has given the next port in the middle of the transfer. All data is sent once more on a connection of its
-// own, since this transfer's reply may be owed for ever.
+// A confirmation counts once the server has ended the data connection in good order: with data left unread it cannot.
+void FTPWriteStream::confirm() {
+  // The end of a proxy's connection says nothing about the server's.
+  if (connection_->isThroughProxy()) return finish();
+  switch (channel_->ending()) {
+    case FTPDataChannel::Ending::Good:
+      return finish();
+    case FTPDataChannel::Ending::Broken:
+      return failWith(cutShortError());
+    case FTPDataChannel::Ending::None:
+      return after(longestEndWait, &FTPWriteStream::confirmWithoutEnd);
+  }
+}
+
+// Some servers leave the data connection open, and some confirm while data is still on its way.
+void FTPWriteStream::confirmWithoutEnd() {
+  if (channel_->isDrained()) return finish();
+  after(longestEndWait, &FTPWriteStream::confirmWithoutEnd);
+}
+
+// The server has given the next port in the middle of the transfer.
 void FTPWriteStream::connectionDidOvertakeTransfer() {
   const Ref<NSStream> keptAlive(this);
-  FTPConnectionPool::ofThread().rememberOrder(endpoint_, FTPConnection::Order::Broken);
-  if (canRepeat()) return replaceConnection();
-  failWith(cfnetwork::errorWithCode(kCFURLErrorBadServerResponse, "The server answered out of turn."));
+  // On a connection of its own, since this transfer's reply may be owed for ever. When some of the data is no longer
+  // here, the transfer goes on: if it was harmed, it ends in an error like any other.
+  if (canRepeat()) replaceConnection();
 }
 
 void FTPWriteStream::connectionDidFail(const Ref<NSError>& error) {
   const Ref<NSStream> keptAlive(this);
+  if (store_ == Store::Confirmed) return;
   if (mayStartOver()) return startOver();
   failWith(failure_ ? failure_ : error);
 }
@@ -278,7 +298,7 @@ void FTPWriteStream::connectionDidFail(const Ref<NSError>& error) {
 // A kept connection that has died since, or a port asked for ahead of time that is no longer open, is replaced unseen:
 // once, and only while the server has stored nothing and all data so far is still here.
 bool FTPWriteStream::mayStartOver() const {
-  return fromPool_ && !startedOver_ && !accepted_ && !failure_ && canRepeat();
+  return fromPool_ && !startedOver_ && store_ < Store::Accepted && !failure_ && canRepeat();
 }
 
 void FTPWriteStream::startOver() {
@@ -287,11 +307,11 @@ void FTPWriteStream::startOver() {
 }
 
 void FTPWriteStream::replaceConnection() {
-  storeSent_ = false;
-  acceptTimer_.reset();
+  store_ = Store::NotAsked;
   cancel(NSStreamEventHasSpaceAvailable);
   channel_.reset();
   connection_->close();
+  FTPConnectionPool::ofThread().give(connection_);
   openConnection();
 }
 
@@ -309,10 +329,17 @@ void FTPWriteStream::dataChannelHasSpace() {
   proceed();
 }
 
-void FTPWriteStream::dataChannelDidDrain() { connection_->transferProgressed(); }
+void FTPWriteStream::dataChannelDidDrain() { connection_->transferDrained(); }
+
+void FTPWriteStream::dataChannelDidEnd() {
+  const Ref<NSStream> keptAlive(this);
+  if (store_ == Store::Confirmed) return finish();
+  connection_->transferDrained();
+}
 
 void FTPWriteStream::dataChannelDidFail(const Ref<NSError>& error) {
   const Ref<NSStream> keptAlive(this);
+  if (store_ == Store::Confirmed) return failWith(cutShortError());
   channel_.reset();
   if (connection_->isPortFromAhead() && mayStartOver()) return startOver();
   waitForReason(error);
@@ -322,66 +349,73 @@ void FTPWriteStream::dataChannelDidFail(const Ref<NSError>& error) {
 // the writer has, and otherwise asks the writer for more.
 void FTPWriteStream::proceed() {
   if (!channel_ || !channel_->hasSpace() || failure_) return;
-  while (!pending_.empty() && channel_->hasSpace()) {
-    const auto* bytes = reinterpret_cast<const std::uint8_t*>(pending_.data());
-    const std::int64_t sent = channel_->send(bytes, pending_.size());
-    if (sent < 0) {
-      const Ref<NSError> error = NSError::errorWithPOSIXCode(errno);
-      channel_.reset();
-      return mayStartOver() ? startOver() : waitForReason(error);
-    }
-    pending_.erase(0, static_cast<std::size_t>(sent));
-  }
-  if (!pending_.empty()) return;
+  if (store_ == Store::Held && ending_) sendStore(true);
+  if (store_ != Store::Held && !sendPending()) return;
   if (ending_) return endData();
   sinceEvent_ = 0;
   if (room() > 0) signal(NSStreamEventHasSpaceAvailable);
 }
 
+// False when something is left, or when the data connection has failed.
+bool FTPWriteStream::sendPending() {
+  while (!pending_.empty() && channel_->hasSpace()) {
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(pending_.data());
+    const std::int64_t sent = channel_->send(bytes, pending_.size());
+    if (sent < 0) {
+      loseChannel(errno);
+      return false;
+    }
+    pending_.erase(0, static_cast<std::size_t>(sent));
+  }
+  return pending_.empty();
+}
+
+void FTPWriteStream::loseChannel(int code) {
+  channel_.reset();
+  if (mayStartOver()) return startOver();
+  waitForReason(NSError::errorWithPOSIXCode(code));
+}
+
 // How many bytes may be taken from the writer: nothing that could not be sent once more leaves before the server has
 // begun to store.
 std::size_t FTPWriteStream::room() const {
-  if (accepted_) return turnLimit;
+  if (store_ >= Store::Accepted) return turnLimit;
   return written_ < keptLimit ? keptLimit - static_cast<std::size_t>(written_) : 0;
 }
 
 bool FTPWriteStream::hasSpaceAvailable() const {
-  if (phase_ != Phase::Transferring || !opened_ || ending_ || failure_) return false;
+  if (!takesData()) return false;
   if (isFolder_) return true;
-  return channel_ && channel_->hasSpace() && pending_.empty() && room() > 0 && sinceEvent_ < turnLimit;
+  const bool isReady = pending_.empty() || store_ == Store::Held;
+  return channel_ && channel_->hasSpace() && isReady && room() > 0 && sinceEvent_ < turnLimit;
 }
 
 NSInteger FTPWriteStream::write_maxLength(const std::uint8_t* bytes, NSUInteger length) {
-  if (phase_ != Phase::Transferring || !opened_ || ending_ || failure_ || isFolder_) {
-    return length == 0 && phase_ == Phase::Transferring ? 0 : -1;
-  }
-  if (length == 0) return 0;
+  if (length == 0) return phase_ == Phase::Transferring ? 0 : -1;
+  if (!takesData() || isFolder_) return -1;
   // What is offered is never refused for want of room: a writer that was told of room has read its data already. At
   // least a part of it is taken, to be sent later.
-  constexpr std::size_t smallest = 65536;
-  std::size_t size = std::min<std::size_t>(length, std::max(room(), smallest));
-  bool connectionDied = false;
+  std::size_t size = std::min<std::size_t>(length, std::max(room(), smallestTake));
   std::int64_t sent = 0;
-  if (pending_.empty() && channel_ && channel_->hasSpace()) sent = channel_->send(bytes, size);
-  if (sent < 0) {
-    connectionDied = mayStartOver();
-    if (!connectionDied) {
-      const Ref<NSError> error = NSError::errorWithPOSIXCode(errno);
-      channel_.reset();
-      waitForReason(error);
-      return -1;
-    }
+  if (store_ != Store::Held && pending_.empty() && channel_ && channel_->hasSpace()) sent = channel_->send(bytes, size);
+  const int error = sent < 0 ? errno : 0;
+  if (error != 0 && !mayStartOver()) {
+    loseChannel(error);
+    return -1;
   }
   if (sent > 0) {
     size = static_cast<std::size_t>(sent);
   } else {
-    size = std::min(size, smallest);
+    if (store_ != Store::Held) size = std::min(size, smallestTake);
     pending_.append(reinterpret_cast<const char*>(bytes), size);
   }
   keep(bytes, size);
   sinceEvent_ += size;
-  if (connectionDied) {
-    startOver();
+  if (error != 0) {
+    loseChannel(error);
+  } else if (store_ == Store::Held && room() == 0) {
+    sendStore(false);
+    proceed();
   } else if (sinceEvent_ >= turnLimit && channel_ && channel_->hasSpace()) {
     channel_->askForSpace();
   }
@@ -426,30 +460,38 @@ void FTPWriteStream::waitForEnd() {
   ending_ = true;
   cancel(NSStreamEventHasSpaceAvailable);
   proceed();
-  try {
-    const Ref<NSRunLoop> runLoop = loop();
-    while (phase_ != Phase::Over && !isInterrupted()) {
+  const Ref<NSRunLoop> runLoop = loop();
+  std::vector<std::exception_ptr> exceptions;
+  while (phase_ != Phase::Over && !isInterrupted()) {
+    try {
       runLoop->runMode_beforeDate(NSDefaultRunLoopMode(), NSDate::dateWithTimeIntervalSinceNow(longestTurn));
+    } catch (...) {
+      exceptions.push_back(std::current_exception());
     }
-  } catch (...) {
-    waiting_ = false;
-    letGo();
-    throw;
   }
   waiting_ = false;
+  // An exception of something else that the loop serves neither ends the file nor gets lost: it goes on from a turn
+  // after this one.
+  for (const std::exception_ptr& exception : exceptions) {
+    runLoop->performBlock([exception] { std::rethrow_exception(exception); });
+  }
   if (streamStatus() == NSStreamStatusError) deliverIfWaiting(NSStreamEventErrorOccurred);
 }
 
 // The data connection is gone. The server usually says why; when it does not in a short while, the error is told.
 void FTPWriteStream::waitForReason(const Ref<NSError>& error) {
-  if (!storeSent_) return failWith(error);
+  if (store_ < Store::Asked) return failWith(error);
   failure_ = error;
   cancel(NSStreamEventHasSpaceAvailable);
-  reasonTimer_ = std::make_unique<foundation::TimerSource>(loop(), [this] {
+  after(std::min(longestReasonWait, limits_.reply), &FTPWriteStream::failWithFailure);
+}
+
+void FTPWriteStream::after(NSTimeInterval seconds, void (FTPWriteStream::*action)()) {
+  patience_ = std::make_unique<foundation::TimerSource>(loop(), [this, action] {
     const Ref<NSStream> keptAlive(this);
-    failWith(failure_);
+    (this->*action)();
   });
-  reasonTimer_->fireAfter(std::min(longestReasonWait, limits_.reply));
+  patience_->fireAfter(seconds);
 }
 
 void FTPWriteStream::finish() {
@@ -468,15 +510,10 @@ void FTPWriteStream::failWith(const Ref<NSError>& error) {
 void FTPWriteStream::letGo() {
   phase_ = Phase::Over;
   starter_.reset();
-  acceptTimer_.reset();
-  reasonTimer_.reset();
+  patience_.reset();
   channel_.reset();
   const auto connection = std::exchange(connection_, nullptr);
   if (!connection) return;
   connection->setDelegate(nullptr);
-  if (storeSent_) {
-    connection->close();
-  } else {
-    FTPConnectionPool::ofThread().give(connection);
-  }
+  FTPConnectionPool::ofThread().give(connection);
 }

@@ -49,12 +49,22 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
  private:
   enum class Phase { Idle, Preparing, Transferring, Over };
 
+  // How far the server has got with the file, in this order.
+  enum class Store {
+    NotAsked,
+    Held,       // asked for as soon as it is known whether all of the file can be kept
+    Asked,      // not answered yet
+    Accepted,   // the server has begun to store
+    Confirmed,  // the server says that it has stored everything
+  };
+
   void connectionDidLogIn() override;
   void connectionDidFail(const Ref<NSError>& error) override;
   void connectionDidOvertakeTransfer() override;
   void dataChannelDidConnect() override;
   void dataChannelHasSpace() override;
   void dataChannelDidDrain() override;
+  void dataChannelDidEnd() override;
   void dataChannelDidFail(const Ref<NSError>& error) override;
 
   void start();
@@ -67,20 +77,26 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
   std::unique_ptr<FTPDataChannel> makeChannel();
   void connectPassively();
   void listenActively();
-  void sendStore();
-  void transferAccepted();
+  void sendStore(bool isRepeatable);
   void storeReply(const FTPReply& reply);
+  void confirm();
+  void confirmWithoutEnd();
   bool mayStartOver() const;
   void startOver();
   void replaceConnection();
   void proceed();
+  bool sendPending();
+  void loseChannel(int code);
   void keep(const std::uint8_t* bytes, std::size_t length);
   std::size_t room() const;
+  bool takesData() const { return phase_ == Phase::Transferring && opened_ && !ending_ && !failure_; }
   bool canRepeat() const { return written_ == kept_.size(); }
   bool isInterrupted() const { return closedAgain_ || (interruption_ && interruption_()); }
   void endData();
   void waitForEnd();
   void waitForReason(const Ref<NSError>& error);
+  void after(NSTimeInterval seconds, void (FTPWriteStream::*action)());
+  void failWithFailure() { failWith(failure_); }
   void finish();
   void failWith(const Ref<NSError>& error);
   void letGo();
@@ -103,16 +119,14 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
 
   bool fromPool_ = false;  // the connection was used before, so it may have died unnoticed
   bool startedOver_ = false;
-  bool storeSent_ = false;  // and not answered in full yet
-  bool accepted_ = false;   // the server has begun to store
+  Store store_ = Store::NotAsked;
   bool dataEnded_ = false;  // everything is on its way and the data connection closed on this side
   bool opened_ = false;
   bool ending_ = false;   // the writer has no more data
   bool waiting_ = false;  // inside close()
   bool closedAgain_ = false;
   Ref<NSError> failure_;  // that ended the data connection, while the server may still tell why
-  std::unique_ptr<foundation::TimerSource> reasonTimer_;
-  std::unique_ptr<foundation::TimerSource> acceptTimer_;
+  std::unique_ptr<foundation::TimerSource> patience_;  // with a server that owes a reason or an end
   std::uint64_t written_ = 0;
   std::string kept_;            // all data written so far, while it is short enough to be sent once more
   std::string pending_;         // data taken from the writer that the present data connection has not got yet
