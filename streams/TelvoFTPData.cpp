@@ -1,10 +1,9 @@
 #include "streams/TelvoFTPData.h"
 
-#include <unordered_map>
+#include <algorithm>
 #include <vector>
 
 #include "categories/NSFileManager+Telvo.h"
-#include "categories/NSObject+Telvo.h"
 #include "foundation/Foundation.h"
 #include "foundation/NSNotificationCenter.h"
 #include "streams/TelvoFTPStreamData.h"
@@ -18,26 +17,51 @@ Ref<NSString> textOrEmpty(const Ref<NSString>& text) { return text ? text : ""_n
 
 bool isEmpty(const Ref<NSString>& text) { return !text || text->length() == 0; }
 
-// Finds equivalent objects without comparing each with each: equivalence is equality of the folded descriptions.
+// Finds equivalent objects (telvo_isEquivalentTo) without comparing each with each: two are equivalent when their
+// folded descriptions are equal. The descriptions of a large cache are not kept, only their hashes.
 class EquivalenceIndex {
  public:
-  explicit EquivalenceIndex(const Ref<NSArray>& objects) {
-    objects_.reserve(objects->count());
-    for (const id& object : *objects) objects_.emplace(hash(object), object.get());
-  }
+  explicit EquivalenceIndex(const Ref<NSArray>& objects) : objects_(objects) {}
 
-  bool containsObjectEquivalentTo(const id& object) const {
-    const auto [first, last] = objects_.equal_range(hash(object));
-    for (auto each = first; each != last; ++each) {
-      if (telvo_isEquivalentTo(each->second->self(), object)) return true;
+  bool containsObjectEquivalentTo(const id& object) {
+    const Ref<NSString> text = foldedDescription(object);
+    // A tree is mostly listed in the same order again, so the one behind the last that was found comes first.
+    if (next_ < objects_->count() && matches(next_, text)) {
+      ++next_;
+      return true;
     }
-    return false;
+    if (positions_.empty()) hashAll();
+    const auto [first, last] = std::ranges::equal_range(positions_, text->hash(), {}, &Position::hash);
+    const auto found = std::find_if(first, last, [&](const Position& each) { return matches(each.index, text); });
+    if (found == last) return false;
+    next_ = found->index + 1;
+    return true;
   }
 
  private:
-  static NSUInteger hash(const id& object) { return object->description()->foldedString()->hash(); }
+  struct Position {
+    NSUInteger hash = 0;
+    NSUInteger index = 0;
+  };
 
-  std::unordered_multimap<NSUInteger, NSObject*> objects_;
+  static Ref<NSString> foldedDescription(const id& object) { return object->description()->foldedString(); }
+
+  bool matches(NSUInteger index, const Ref<NSString>& text) const {
+    return foldedDescription(objects_->objectAtIndex(index))->isEqualToString(text);
+  }
+
+  // Put off until the order has changed for the first time.
+  void hashAll() {
+    positions_.reserve(objects_->count());
+    for (NSUInteger index = 0; index < objects_->count(); ++index) {
+      positions_.push_back({foldedDescription(objects_->objectAtIndex(index))->hash(), index});
+    }
+    std::ranges::sort(positions_, {}, &Position::hash);
+  }
+
+  const Ref<NSArray> objects_;
+  NSUInteger next_ = 0;
+  std::vector<Position> positions_;  // by hash
 };
 
 }  // namespace
@@ -161,7 +185,8 @@ void TelvoFTPData::recursivelyScanLocalPath_forRemoteDirectory(const Ref<NSStrin
     if (!appendRecord(path, remote)) return;
     const auto entries = NSFileManager::defaultManager()->contentsOfDirectoryAtPath_error(path, nullptr);
     if (!entries) return;
-    folders.push_back({path, remote->stringByAppendingPathComponent(path->lastPathComponent()), entries});
+    const Ref<NSString> below = remote ? remote : ""_ns;
+    folders.push_back({path, below->stringByAppendingPathComponent(path->lastPathComponent()), entries});
   };
   visit(localPath, remoteDirectory);
   while (!folders.empty()) {
@@ -182,7 +207,8 @@ void TelvoFTPData::recursivelyScanLocalPath_forRemoteDirectory(const Ref<NSStrin
 bool TelvoFTPData::appendRecord(const Ref<NSString>& localPath, const Ref<NSString>& remoteDirectory) {
   const auto& files = NSFileManager::defaultManager();
   const bool isDirectory = telvo_isDirectoryAtPath(files, localPath);
-  const auto record = NSMutableDictionary::dictionary();
+  constexpr NSUInteger keys = 4;
+  const auto record = NSMutableDictionary::dictionaryWithCapacity(keys);
   if (localPath) record->setObject_forKey(localPath, "LocalPath"_ns);
   if (remoteDirectory) record->setObject_forKey(remoteDirectory, "RemoteDirectory"_ns);
   record->setObject_forKey(NSNumber::numberWithBool(isDirectory), "IsDirectory"_ns);
@@ -197,7 +223,7 @@ void TelvoFTPData::filterUploadInfoUsingCachedInfo() {
   Ref<NSMutableArray> kept;
   if (_cachedInfo) {
     kept = NSMutableArray::array();
-    const EquivalenceIndex cache(_cachedInfo);
+    EquivalenceIndex cache(_cachedInfo);
     for (const id& record : *plan) {
       if (!cache.containsObjectEquivalentTo(record)) kept->addObject(record);
     }

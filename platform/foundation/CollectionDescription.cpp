@@ -26,25 +26,35 @@ void appendOctal(std::u16string& output, char16_t unit) {
   for (int shift = 6; shift >= 0; shift -= 3) output.push_back(static_cast<char16_t>(u'0' + ((unit >> shift) & 7)));
 }
 
+bool standsForItself(char16_t unit) { return unit >= 0x20 && unit != u'"' && unit != u'\\' && unit != 0x7F; }
+
 void appendText(std::u16string& output, std::u16string_view text) {
   if (isPlainWord(text)) {
     output.append(text);
     return;
   }
   output.push_back(u'"');
-  for (const char16_t unit : text) {
-    if (unit == u'"' || unit == u'\\') {
+  while (!text.empty()) {
+    const auto special = std::ranges::find_if_not(text, standsForItself);
+    output.append(text.begin(), special);
+    if (special == text.end()) break;
+    if (*special == u'"' || *special == u'\\') {
       output.push_back(u'\\');
-      output.push_back(unit);
-    } else if (unit == u'\n') {
+      output.push_back(*special);
+    } else if (*special == u'\n') {
       output.append(u"\\n");
-    } else if (unit < 0x20 || unit == 0x7F) {
-      appendOctal(output, unit);
     } else {
-      output.push_back(unit);
+      appendOctal(output, *special);
     }
+    text.remove_prefix(static_cast<std::size_t>(special - text.begin()) + 1);
   }
   output.push_back(u'"');
+}
+
+// As a conversion without the cost of a dynamic one, for the objects of large trees.
+template <class T>
+const T* castTo(const id& object, Class kind) {
+  return kind->isSubclassOfClass(T::classObject()) ? static_cast<const T*>(object.get()) : nullptr;
 }
 
 void append(std::u16string& output, const id& object, std::size_t depth);
@@ -98,13 +108,14 @@ void appendSet(std::u16string& output, const NSSet& set, std::size_t depth) {
 }
 
 void append(std::u16string& output, const id& object, std::size_t depth) {
+  const Class kind = object->isa();
   if (depth >= maximumDepth) {
     output.append(u"...");
-  } else if (const auto* array = dynamic_cast<const NSArray*>(object.get())) {
+  } else if (const auto* array = castTo<NSArray>(object, kind)) {
     appendArray(output, *array, depth);
-  } else if (const auto* dictionary = dynamic_cast<const NSDictionary*>(object.get())) {
+  } else if (const auto* dictionary = castTo<NSDictionary>(object, kind)) {
     appendDictionary(output, *dictionary, depth);
-  } else if (const auto* set = dynamic_cast<const NSSet*>(object.get())) {
+  } else if (const auto* set = castTo<NSSet>(object, kind)) {
     appendSet(output, *set, depth);
   } else {
     appendText(output, object->description()->units());

@@ -82,6 +82,7 @@ double NSNumber::doubleValue() const {
 float NSNumber::floatValue() const { return static_cast<float>(doubleValue()); }
 
 Ref<NSString> NSNumber::stringValue() const {
+  if (isBool()) return boolValue() ? "1"_ns : "0"_ns;
   std::array<char, 32> digits;
   char* const last = digits.data() + digits.size();
   const char* end = digits.data();

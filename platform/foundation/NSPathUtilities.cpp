@@ -80,7 +80,12 @@ Ref<NSString> NSString::stringByDeletingLastPathComponent() const {
 Ref<NSString> NSString::stringByAppendingPathComponent(const Ref<NSString>& component) const {
   if (!component) NSException::raise_format(NSInvalidArgumentException(), "nil path component"_ns);
   if (units_.empty()) return stringWithUnits(collapsed(component->units_));
-  return stringWithUnits(collapsed(units_ + slash + component->units_));
+  std::u16string joined;
+  joined.reserve(units_.size() + 1 + component->units_.size());
+  joined.append(units_).append(1, slash).append(component->units_);
+  // Nothing to collapse is the usual case, and trees are walked by this.
+  if (joined.find(u"//") == std::u16string::npos && joined.back() != slash) return stringWithUnits(std::move(joined));
+  return stringWithUnits(collapsed(joined));
 }
 
 Ref<NSString> NSString::pathExtension() const {

@@ -309,8 +309,7 @@ bool NSString::boolValue() const {
 Ref<NSString> NSString::description() const { return Ref<NSString>(const_cast<NSString*>(this)); }
 
 bool NSString::isEqual(const id& other) const {
-  const auto* text = dynamic_cast<const NSString*>(other.get());
-  return text && units_ == text->units_;
+  return other && other->isKindOfClass(classObject()) && units_ == static_cast<const NSString&>(*other).units_;
 }
 
 NSUInteger NSString::hash() const { return std::hash<std::u16string>()(units_); }

@@ -31,6 +31,12 @@ std::size_t lengthOfASCII(std::string_view bytes) {
   return length;
 }
 
+void appendASCII(std::u16string& units, std::string_view text) {
+  const std::size_t length = units.size();
+  units.resize(length + text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) units[length + i] = static_cast<unsigned char>(text[i]);
+}
+
 Sequence sequenceAt(std::string_view bytes, std::size_t at) {
   const auto byte = [&](std::size_t offset) {
     return static_cast<char32_t>(static_cast<unsigned char>(bytes[at + offset]));
@@ -80,8 +86,7 @@ std::u16string foundation::unitsFromUTF8(std::string_view utf8) {
   units.reserve(utf8.size());
   for (std::size_t at = 0; at < utf8.size();) {
     if (const std::size_t run = lengthOfASCII(utf8.substr(at)); run > 0) {
-      units.append(utf8.begin() + static_cast<std::ptrdiff_t>(at),
-                   utf8.begin() + static_cast<std::ptrdiff_t>(at + run));
+      appendASCII(units, utf8.substr(at, run));
       at += run;
       continue;
     }

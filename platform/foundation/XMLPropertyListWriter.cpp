@@ -37,21 +37,23 @@ class XMLWriter {
 
  private:
   void writeObject(const id& object, std::size_t depth) {
-    const NSObject* item = object.get();
-    if (const auto* text = dynamic_cast<const NSString*>(item)) {
-      writeText("string", text->units(), depth);
-    } else if (const auto* dictionary = dynamic_cast<const NSDictionary*>(item)) {
-      writeDictionary(*dictionary, depth);
-    } else if (const auto* number = dynamic_cast<const NSNumber*>(item)) {
-      writeNumber(*number, depth);
-    } else if (const auto* date = dynamic_cast<const NSDate*>(item)) {
-      writeDate(*date, depth);
-    } else if (const auto* array = dynamic_cast<const NSArray*>(item)) {
-      writeArray(*array, depth);
-    } else if (const auto* data = dynamic_cast<const NSData*>(item)) {
-      writeData(*data, depth);
-    } else if (const auto* uid = dynamic_cast<const NSPropertyListUID*>(item)) {
-      writeUID(*uid, depth);
+    if (!object) throw PropertyListFailure("an object is missing");
+    const Class kind = object->isa();
+    const NSObject& item = *object;
+    if (kind->isSubclassOfClass(NSString::classObject())) {
+      writeText("string", static_cast<const NSString&>(item).units(), depth);
+    } else if (kind->isSubclassOfClass(NSDictionary::classObject())) {
+      writeDictionary(static_cast<const NSDictionary&>(item), depth);
+    } else if (kind->isSubclassOfClass(NSNumber::classObject())) {
+      writeNumber(static_cast<const NSNumber&>(item), depth);
+    } else if (kind->isSubclassOfClass(NSDate::classObject())) {
+      writeDate(static_cast<const NSDate&>(item), depth);
+    } else if (kind->isSubclassOfClass(NSArray::classObject())) {
+      writeArray(static_cast<const NSArray&>(item), depth);
+    } else if (kind->isSubclassOfClass(NSData::classObject())) {
+      writeData(static_cast<const NSData&>(item), depth);
+    } else if (kind->isSubclassOfClass(NSPropertyListUID::classObject())) {
+      writeUID(static_cast<const NSPropertyListUID&>(item), depth);
     } else {
       throw PropertyListFailure("an object is of no property-list type");
     }
@@ -125,15 +127,31 @@ class XMLWriter {
   }
 
   void appendEscaped(std::u16string_view units) {
-    for (std::size_t at = 0; at < units.size();) {
-      const char16_t unit = units[at];
-      if (unit < 0x80) {
-        appendASCII(static_cast<char>(unit));
-        ++at;
+    while (!units.empty()) {
+      const auto special = std::ranges::find_if_not(units, isPlain);
+      const auto plain = static_cast<std::size_t>(special - units.begin());
+      appendPlain(units.substr(0, plain));
+      units.remove_prefix(plain);
+      if (units.empty()) return;
+      if (units.front() < 0x80) {
+        appendASCII(static_cast<char>(units.front()));
+        units.remove_prefix(1);
       } else {
-        at += appendCharacter(units.substr(at));
+        units.remove_prefix(appendCharacter(units));
       }
     }
+  }
+
+  // ASCII that stands for itself.
+  static bool isPlain(char16_t unit) {
+    return unit >= u' ' && unit < 0x80 && unit != u'&' && unit != u'<' && unit != u'>';
+  }
+
+  void appendPlain(std::u16string_view units) {
+    const std::size_t length = output_.size();
+    output_.resize(length + units.size());
+    std::ranges::transform(units, output_.begin() + static_cast<std::ptrdiff_t>(length),
+                           [](char16_t unit) { return static_cast<char>(unit); });
   }
 
   void appendASCII(char character) {
