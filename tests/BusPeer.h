@@ -46,6 +46,8 @@ class BusPeer {
   }
 
   void own(const char* name) { call("RequestName", g_variant_new("(su)", name, 4)); }
+  // The name is this program's once its present owner gives it up.
+  void waitForName(const char* name) { call("RequestName", g_variant_new("(su)", name, 0)); }
   void disown(const char* name) { call("ReleaseName", g_variant_new("(s)", name)); }
   // Returns when the bus has handled everything that was sent before.
   void synchronize() { call("GetId", nullptr); }

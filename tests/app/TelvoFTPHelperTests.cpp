@@ -1,0 +1,421 @@
+#include <array>
+#include <csignal>
+#include <cstdio>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include "app/TelvoFTPHelper.h"
+#include "appkit/NSApplication.h"
+#include "foundation/Foundation.h"
+#include "foundation/NSUserDefaults.h"
+#include "streams/TelvoFTPData.h"
+#include "tests/BusPeer.h"
+#include "tests/LogLines.h"
+#include "tests/PrivateBus.h"
+#include "tests/TemporaryDirectory.h"
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+// A helper ends the process 30 seconds after its last record. Tests that last so long must not pass for it.
+class EndWatch : public testing::Environment {
+ public:
+  EndWatch() {
+    std::atexit([] {
+      if (over || testing::internal::InDeathTestChild()) return;
+      std::fputs("a helper has ended the test program\n", stderr);
+      _exit(1);
+    });
+  }
+  void TearDown() override { over = true; }
+
+ private:
+  static inline bool over = false;
+};
+
+[[maybe_unused]] testing::Environment* const endWatch = testing::AddGlobalTestEnvironment(new EndWatch);
+
+// A server that takes connections and never says a word.
+class SilentServer {
+ public:
+  SilentServer() : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t size = sizeof address;
+    if (bind(socket_, reinterpret_cast<sockaddr*>(&address), size) != 0 || listen(socket_, 16) != 0) std::abort();
+    getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size);
+    host_ = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+  }
+  ~SilentServer() { close(socket_); }
+  SilentServer(const SilentServer&) = delete;
+  SilentServer& operator=(const SilentServer&) = delete;
+  const std::string& host() const { return host_; }
+
+ private:
+  int socket_;
+  std::string host_;
+};
+
+// Where nothing listens: every item fails at once, which no record tells apart from success.
+const char* const refusingHost = "127.0.0.1:1";
+
+Ref<NSString> text(const std::string& utf8) { return NSString::stringWithUTF8String(utf8); }
+
+void afterSeconds(double seconds, std::function<void()> action) {
+  NSTimer::scheduledTimerWithTimeInterval_repeats_block(
+      seconds, false, [action = std::move(action)](const Ref<NSTimer>&) { action(); });
+}
+
+void turn() {
+  NSRunLoop::currentRunLoop()->runMode_beforeDate(NSDefaultRunLoopMode(), NSDate::dateWithTimeIntervalSinceNow(0.05));
+}
+
+class TelvoFTPHelperTest : public testing::Test {
+ protected:
+  TelvoFTPHelperTest() {
+    helper->setDebugMode(true);
+    helper->setNotificationIdentifier("token"_ns);
+    helper->setOwnerBundleIdentifier("com.example.Owner"_ns);
+  }
+
+  void upload(const std::string& path, const std::string& host, const Ref<NSString>& cachedInfoPath = nil) {
+    helper->uploadPath_toHost_username_password_cachedInfoPath(text(path), text(host), "ann"_ns, "secret"_ns,
+                                                               cachedInfoPath);
+  }
+  // What the function makes the process log.
+  static Lines linesOf(const std::function<void()>& function) {
+    testing::internal::CaptureStderr();
+    function();
+    return logTexts(testing::internal::GetCapturedStderr());
+  }
+  // What the owner has heard, once everything that was posted before has reached it.
+  const std::vector<std::string>& heard() {
+    NSDistributedNotificationCenter::defaultCenter()->postNotificationName_object("Last"_ns, nil);
+    for (int turns = 0; turns < 200 && (owner.heard.empty() || !owner.heard.back().starts_with("('Last'")); ++turns) {
+      turn();
+    }
+    if (!owner.heard.empty()) owner.heard.pop_back();
+    return owner.heard;
+  }
+  void postStop(const std::string& object, bool hasObject = true) {
+    owner.emit("('TelvoFTPHelperStopDistributedNotification', '" + object + "', {'HasObject': <" +
+               (hasObject ? "true" : "false") + ">})");
+  }
+  static Ref<NSNotification> quitOf(const Ref<NSString>& identifier) {
+    return NSNotification::notificationWithName_object_userInfo(
+        "NSWorkspaceDidTerminateApplicationNotification"_ns, nil,
+        identifier ? NSDictionary::dictionaryWithObject_forKey(identifier, "NSApplicationBundleIdentifier"_ns) : nil);
+  }
+
+  PrivateBus& bus = PrivateBus::shared();
+  BusPeer owner{bus.address()};
+  const TemporaryDirectory folder;
+  Ref<TelvoFTPHelper> helper = make<TelvoFTPHelper>();
+};
+
+std::string progressPost(const std::string& object, const std::string& userInfo) {
+  return "('TelvoFTPHelperProgressDistributedNotification', " + object + ", {" +
+         (userInfo.empty() ? "" : "'UserInfo': <{" + userInfo + "}>, ") + "'HasObject': <" +
+         (object == "''" ? "false" : "true") + ">, 'DeliverImmediately': <true>})";
+}
+
+TEST_F(TelvoFTPHelperTest, RelaysEachRecordOfTheJobToItsOwner) {
+  folder.write("Site/a.txt", "a");
+  folder.write("Site/b.txt", "b");
+  const Lines lines = linesOf([&] { upload(folder / "Site", refusingHost); });
+  EXPECT_EQ(lines,
+            (Lines{"starting upload of " + (folder / "Site"), "progress: 33%", "progress: 66%", "progress: 100%"}));
+  const auto& posts = heard();
+  ASSERT_EQ(posts.size(), 3U);
+  EXPECT_EQ(posts[0], progressPost("'token'", "'LocalPath': <'" + (folder / "Site") +
+                                                  "'>, 'RemoteDirectory': <'/'>, 'Nth': <uint64 1>, 'Total': "
+                                                  "<uint64 3>, 'Percent': <uint64 33>, 'IsMore': <true>"));
+  EXPECT_NE(posts[1].find("'RemoteDirectory': <'/Site'>, 'Nth': <uint64 2>, 'Total': <uint64 3>, 'Percent': "
+                          "<uint64 66>, 'IsMore': <true>"),
+            std::string::npos);
+  EXPECT_NE(posts[2].find("'Nth': <uint64 3>, 'Total': <uint64 3>, 'Percent': <uint64 100>, 'IsMore': <false>"),
+            std::string::npos);
+}
+
+TEST_F(TelvoFTPHelperTest, WithNothingToSendPostsOnceWithoutUserInformation) {
+  folder.write("a.txt", "a");
+  upload(folder / "a.txt", refusingHost, folder.text("cache"));
+  heard();
+  owner.heard.clear();
+  const auto second = make<TelvoFTPHelper>();
+  second->setDebugMode(true);
+  second->setNotificationIdentifier("other"_ns);
+  const Lines lines = linesOf([&] {
+    second->uploadPath_toHost_username_password_cachedInfoPath(folder.text("a.txt"), text(refusingHost), nil, nil,
+                                                               folder.text("cache"));
+  });
+  EXPECT_EQ(lines, (Lines{"starting upload of " + (folder / "a.txt"), "progress: 0%"}));
+  EXPECT_EQ(heard(), Lines{progressPost("'other'", "")});
+}
+
+TEST_F(TelvoFTPHelperTest, WithoutATokenPostsWithNoObject) {
+  helper->setNotificationIdentifier(nil);
+  folder.write("a.txt", "a");
+  upload(folder / "a.txt", refusingHost);
+  ASSERT_EQ(heard().size(), 1U);
+  EXPECT_TRUE(owner.heard[0].starts_with("('TelvoFTPHelperProgressDistributedNotification', '', "));
+  EXPECT_NE(owner.heard[0].find("'HasObject': <false>"), std::string::npos);
+}
+
+TEST_F(TelvoFTPHelperTest, ObeysItsOwnersStopRequestAndNoOther) {
+  const SilentServer server;
+  for (const char* name : {"1", "2", "3", "4"}) folder.write(std::string("Site/") + name, "x");
+  afterSeconds(0.1, [&] { postStop("another token"); });
+  afterSeconds(0.3, [&] { postStop("token"); });
+  const Lines lines = linesOf([&] { upload(folder / "Site", server.host()); });
+  EXPECT_EQ(lines, (Lines{"starting upload of " + (folder / "Site"), "shouldStop received", "stop", "progress: 20%"}));
+  int records = 0;
+  for (const std::string& post : heard()) {
+    if (!post.starts_with("('TelvoFTPHelperProgress")) continue;
+    ++records;
+    EXPECT_NE(post.find("'Nth': <uint64 1>, 'Total': <uint64 5>, 'Percent': <uint64 20>, 'IsMore': <false>"),
+              std::string::npos)
+        << post;
+  }
+  EXPECT_EQ(records, 1);
+}
+
+TEST_F(TelvoFTPHelperTest, WithoutATokenObeysEveryStopRequest) {
+  const SilentServer server;
+  helper->setNotificationIdentifier(nil);
+  folder.write("a.txt", "a");
+  afterSeconds(0.1, [&] { postStop("anybody"); });
+  const Lines lines = linesOf([&] { upload(folder / "a.txt", server.host()); });
+  EXPECT_EQ(lines,
+            (Lines{"starting upload of " + (folder / "a.txt"), "shouldStop received", "stop", "progress: 100%"}));
+}
+
+TEST_F(TelvoFTPHelperTest, AStopRequestAfterTheLastRecordChangesNothing) {
+  folder.write("a.txt", "a");
+  upload(folder / "a.txt", refusingHost);
+  const Lines lines = linesOf([&] {
+    postStop("token");
+    for (int turns = 0; turns < 5; ++turns) turn();
+  });
+  EXPECT_EQ(lines, (Lines{"shouldStop received", "stop"}));
+  int records = 0;
+  for (const std::string& post : heard()) records += post.starts_with("('TelvoFTPHelperProgress") ? 1 : 0;
+  EXPECT_EQ(records, 1);
+}
+
+TEST_F(TelvoFTPHelperTest, WithAnEmptyHostNothingIsPostedAndAStopDoesNotEndIt) {
+  folder.write("a.txt", "a");
+  const Lines lines = linesOf([&] {
+    upload(folder / "a.txt", "");
+    EXPECT_TRUE(helper->ftpData()->isWorking());
+    postStop("token");
+    for (int turns = 0; turns < 5; ++turns) turn();
+  });
+  EXPECT_EQ(lines, (Lines{"starting upload of " + (folder / "a.txt"), "shouldStop received", "stop"}));
+  for (const std::string& post : heard()) EXPECT_FALSE(post.starts_with("('TelvoFTPHelperProgress")) << post;
+}
+
+TEST_F(TelvoFTPHelperTest, ListensToItsOwnJobOnly) {
+  const auto otherJob = TelvoFTPData::ftpData();
+  folder.write("a.txt", "a");
+  upload(folder / "a.txt", refusingHost);
+  const Lines lines = linesOf([&] {
+    NSNotificationCenter::defaultCenter()->postNotificationName_object("TelvoFTPDataProgressNotification"_ns, otherJob);
+  });
+  EXPECT_EQ(lines, Lines{});
+}
+
+TEST_F(TelvoFTPHelperTest, NeverRefusesToTerminateAndStopsTheJobFirst) {
+  const SilentServer server;
+  folder.write("a.txt", "a");
+  NSUInteger answer = 0;
+  afterSeconds(0.1, [&] { answer = helper->applicationShouldTerminate(nil); });
+  const Lines lines = linesOf([&] { upload(folder / "a.txt", server.host()); });
+  EXPECT_EQ(answer, 1U);
+  EXPECT_EQ(lines, (Lines{"starting upload of " + (folder / "a.txt"), "receieved should terminate", "stop",
+                          "progress: 100%"}));
+  EXPECT_FALSE(helper->ftpData()->isWorking());
+}
+
+TEST_F(TelvoFTPHelperTest, StoppingWithoutAJobIsHarmless) {
+  EXPECT_EQ(linesOf([&] { helper->stop(); }), Lines{"stop"});
+}
+
+TEST_F(TelvoFTPHelperTest, UnrelatedApplicationsThatQuitAreOnlyLogged) {
+  const Lines lines = linesOf([&] {
+    helper->someAppTerminated(quitOf("com.example.Other"_ns));
+    helper->someAppTerminated(quitOf("com.example.owner"_ns));
+    helper->someAppTerminated(quitOf(nil));
+  });
+  EXPECT_EQ(lines, (Lines{"com.example.Other has quit", "com.example.owner has quit", "(null) has quit"}));
+}
+
+TEST_F(TelvoFTPHelperTest, LogsNothingWithoutDebugMode) {
+  helper->setDebugMode(false);
+  folder.write("a.txt", "a");
+  const Lines lines = linesOf([&] {
+    upload(folder / "a.txt", refusingHost);
+    helper->someAppTerminated(quitOf("com.example.Other"_ns));
+    helper->shouldStop(nil);
+    helper->applicationShouldTerminate(nil);
+    make<TelvoFTPHelper>();
+  });
+  EXPECT_EQ(lines, Lines{});
+}
+
+TEST_F(TelvoFTPHelperTest, ItsReleaseIsLoggedAndLeavesNothingThatCouldBeCalled) {
+  const auto job = TelvoFTPData::ftpData();
+  helper->setFtpData(job);
+  NSNotificationCenter::defaultCenter()->addObserver_selector_name_object(helper, "uploadProgress:"_sel,
+                                                                          "TelvoFTPDataProgressNotification"_ns, job);
+  NSDistributedNotificationCenter::defaultCenter()->addObserver_selector_name_object(
+      helper, "shouldStop:"_sel, "TelvoFTPHelperStopDistributedNotification"_ns, "token"_ns);
+  const Lines lines = linesOf([&] {
+    helper = nil;
+    NSNotificationCenter::defaultCenter()->postNotificationName_object("TelvoFTPDataProgressNotification"_ns, job);
+    postStop("token");
+    turn();
+  });
+  EXPECT_EQ(lines, Lines{"dealloc"});
+}
+
+TEST_F(TelvoFTPHelperTest, RespondsToTheSelectorsOfItsProtocols) {
+  for (const SEL selector :
+       {"awakeFromNib"_sel, "applicationDidFinishLaunching:"_sel, "applicationShouldTerminate:"_sel,
+        "uploadProgress:"_sel, "shouldStop:"_sel, "someAppTerminated:"_sel, "terminateApp"_sel, "stop"_sel}) {
+    EXPECT_TRUE(helper->respondsToSelector(selector)) << selector.text();
+  }
+}
+
+// The whole application, in a process of its own that ends with it.
+class TelvoFTPHelperApplicationDeathTest : public testing::Test {
+ protected:
+  TelvoFTPHelperApplicationDeathTest() {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    folder.write("a.txt", "a");
+    std::filesystem::remove_all(source);
+    std::filesystem::create_directories(source);
+  }
+
+  [[noreturn]] static void launch(std::vector<std::string> arguments) {
+    const NSMainInterface interface([] { return make<TelvoFTPHelper>(); });
+    arguments.insert(arguments.begin(), "TelvoFTPHelper");
+    std::vector<char*> pointers;
+    for (std::string& argument : arguments) pointers.push_back(argument.data());
+    pointers.push_back(nullptr);
+    NSApplicationMain(static_cast<int>(arguments.size()), pointers.data());
+    exit(1);
+  }
+
+  // Parent and child of a death test see different temporary folders, so the path of the source is a fixed one.
+  const std::string source = "/tmp/telvo-helper-test-source-" + std::to_string(getuid());
+  const TemporaryDirectory folder;
+};
+
+TEST_F(TelvoFTPHelperApplicationDeathTest, WithoutAnOwnerItEndsAtOnceAndUploadsNothing) {
+  const Lines lines = {"helper launched for " + source, "receieved should terminate", "stop"};
+  const auto run = [&](const std::vector<std::string>& more) {
+    PrivateBus bus;
+    std::vector<std::string> arguments = {"-debug", "YES", "-sourcePath", source, "-host", refusingHost};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    launch(arguments);
+  };
+  EXPECT_EXIT(run({}), testing::ExitedWithCode(0), HasLogged::lines(lines));
+  EXPECT_EXIT(run({"-bundleIdentifier", ""}), testing::ExitedWithCode(0), HasLogged::lines(lines));
+}
+
+TEST_F(TelvoFTPHelperApplicationDeathTest, WithoutASourceItSaysSo) {
+  EXPECT_EXIT(launch({"-debug", "YES"}), testing::ExitedWithCode(0),
+              HasLogged::lines({"helper launched for (null)", "receieved should terminate", "stop"}));
+}
+
+TEST_F(TelvoFTPHelperApplicationDeathTest, WithoutDebugItSaysNothing) {
+  EXPECT_EXIT(launch({"-sourcePath", source}), testing::ExitedWithCode(0), HasLogged::lines({}));
+}
+
+TEST_F(TelvoFTPHelperApplicationDeathTest, FollowsItsOwnersQuitInTheMiddleOfAnItem) {
+  EXPECT_EXIT(
+      {
+        PrivateBus bus;
+        SilentServer server;
+        BusPeer owner(bus.address());
+        owner.own("com.example.Owner");
+        owner.own("com.example.Other");
+        afterSeconds(0.3, [&] {
+          owner.disown("com.example.Other");
+          owner.disown("com.example.Owner");
+        });
+        launch(
+            {"-debug", "YES", "-bundleIdentifier", "com.example.Owner", "-sourcePath", source, "-host", server.host()});
+      },
+      testing::ExitedWithCode(0),
+      HasLogged::lines({"helper launched for " + source, "starting upload of " + source, "com.example.Other has quit",
+                        "com.example.Owner has quit", "... it's our owner!", "receieved should terminate", "stop"}));
+}
+
+TEST_F(TelvoFTPHelperApplicationDeathTest, FollowsItsOwnersQuitAfterTheLastRecord) {
+  EXPECT_EXIT(
+      {
+        PrivateBus bus;
+        BusPeer owner(bus.address());
+        owner.own("com.example.Owner");
+        afterSeconds(1, [&] { owner.disown("com.example.Owner"); });
+        launch(
+            {"-debug", "YES", "-bundleIdentifier", "com.example.Owner", "-sourcePath", source, "-host", refusingHost});
+      },
+      testing::ExitedWithCode(0),
+      HasLogged::lines({"helper launched for " + source, "starting upload of " + source, "progress: 100%",
+                        "finished; terminating the helper", "com.example.Owner has quit", "... it's our owner!",
+                        "receieved should terminate", "stop"}));
+}
+
+TEST_F(TelvoFTPHelperApplicationDeathTest, TermSignalEndsItInTheMiddleOfAnItem) {
+  for (const int number : {SIGTERM, SIGINT}) {
+    EXPECT_EXIT(
+        {
+          PrivateBus bus;
+          SilentServer server;
+          afterSeconds(0.2, [number] { std::raise(number); });
+          launch({"-debug", "YES", "-bundleIdentifier", "com.example.Owner", "-sourcePath", source, "-host",
+                  server.host()});
+        },
+        testing::ExitedWithCode(0),
+        HasLogged::lines(
+            {"helper launched for " + source, "starting upload of " + source, "receieved should terminate", "stop"}));
+  }
+}
+
+TEST_F(TelvoFTPHelperApplicationDeathTest, WithoutASessionBusItStillUploads) {
+  EXPECT_EXIT(
+      {
+        setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
+        afterSeconds(1, [] { std::raise(SIGTERM); });
+        launch(
+            {"-debug", "YES", "-bundleIdentifier", "com.example.Owner", "-sourcePath", source, "-host", refusingHost});
+      },
+      testing::ExitedWithCode(0),
+      HasLogged::lines({"helper launched for " + source, "starting upload of " + source, "progress: 100%",
+                        "finished; terminating the helper", "receieved should terminate", "stop"}));
+}
+
+TEST_F(TelvoFTPHelperApplicationDeathTest, TheDelayedEndIsLoggedToo) {
+  EXPECT_EXIT(
+      {
+        const auto helper = make<TelvoFTPHelper>();
+        helper->setDebugMode(true);
+        NSApplication::sharedApplication()->setDelegate(helper);
+        helper->terminateApp();
+      },
+      testing::ExitedWithCode(0), HasLogged::lines({"terminating the helper", "receieved should terminate", "stop"}));
+}
+
+}  // namespace
