@@ -57,6 +57,14 @@ Ref<NSArray> NSCoder::decodeArrayOfObjectsForKey(const Ref<NSString>&) {
   raiseWrongDirection(*this, "decodeArrayOfObjectsForKey:");
 }
 
+Ref<NSArray> NSCoder::decodeArrayOfDistinctObjectsForKey(const Ref<NSString>&) {
+  raiseWrongDirection(*this, "decodeArrayOfDistinctObjectsForKey:");
+}
+
+Ref<NSArray> NSCoder::decodeArrayOfKeysForKey(const Ref<NSString>&) {
+  raiseWrongDirection(*this, "decodeArrayOfKeysForKey:");
+}
+
 id NSCoder::decodePropertyListForKey(const Ref<NSString>&) { raiseWrongDirection(*this, "decodePropertyListForKey:"); }
 
 void NSCoder::failWithError(const Ref<NSError>& error) {

@@ -51,6 +51,11 @@ class NSCoder : public NSObject {
   }
   // Nil unless every one of the objects could be made; classes as with decodeObjectForKey().
   virtual Ref<NSArray> decodeArrayOfObjectsForKey(const Ref<NSString>& key);
+  // The same for objects that will be compared with each other, as keys and members of sets are; an error when that
+  // would take time out of proportion.
+  virtual Ref<NSArray> decodeArrayOfDistinctObjectsForKey(const Ref<NSString>& key);
+  // The same for keys of a dictionary: copies, and nil when there is one that cannot be copied.
+  virtual Ref<NSArray> decodeArrayOfKeysForKey(const Ref<NSString>& key);
   virtual id decodePropertyListForKey(const Ref<NSString>& key);
 
   // The first error stands and makes the whole archive fail: reading gives nil from then on.
