@@ -153,9 +153,10 @@ class Formatter {
 
   template <class Number>
   void appendNumber(const Conversion& conversion, const std::string& type, Number number) {
-    std::string format = "%" + conversion.flags;
+    std::string format = "%";
+    format += conversion.flags;
     if (conversion.width) format += std::to_string(*conversion.width);
-    if (conversion.precision) format += "." + std::to_string(*conversion.precision);
+    if (conversion.precision) format.append(".").append(std::to_string(*conversion.precision));
     format += type;
     const int size = std::snprintf(nullptr, 0, format.c_str(), number);
     if (size < 0) return;

@@ -29,7 +29,7 @@ void NSLogv(const Ref<NSString>& format, const std::vector<NSFormatArgument>& ar
   std::snprintf(origin.data(), origin.size(), ".%03d ", static_cast<int>(milliseconds));
   output += origin.data();
   output += program_invocation_short_name;
-  output += "[" + std::to_string(getpid()) + "] " + line + "\n";
+  output.append("[").append(std::to_string(getpid())).append("] ").append(line).append("\n");
   // One write per line, so that lines of several threads do not mix.
   [[maybe_unused]] const ssize_t written = write(STDERR_FILENO, output.data(), output.size());
 }

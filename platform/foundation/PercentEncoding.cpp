@@ -45,16 +45,15 @@ bool foundation::isURLCharacter(char byte, unsigned classes) {
 std::string foundation::percentEncoded(std::string_view bytes, unsigned allowedClasses) {
   static constexpr std::string_view digits = "0123456789ABCDEF";
   std::string text;
-  text.reserve(bytes.size());
+  text.reserve(bytes.size() * 3 / 2);
   for (const char byte : bytes) {
     if (isURLCharacter(byte, allowedClasses)) {
       text.push_back(byte);
       continue;
     }
     const auto value = static_cast<unsigned char>(byte);
-    text.push_back('%');
-    text.push_back(digits[value >> 4U]);
-    text.push_back(digits[value & 15U]);
+    const char escape[] = {'%', digits[value >> 4U], digits[value & 15U]};
+    text.append(escape, sizeof escape);
   }
   return text;
 }
