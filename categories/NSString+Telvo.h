@@ -3,6 +3,8 @@
 #include "foundation/NSRange.h"
 #include "foundation/NSString.h"
 
+class NSMutableDictionary;
+
 // Extensions of text: NSString(Telvo), NSString(TelvoInternet), NSString(TelvoFilePath), NSString(TelvoPropertyList)
 // and NSMutableString(Telvo). Any thread that may use the receiver. Positions and lengths count UTF-16 units; sets hold
 // Unicode characters, so a filter keeps or drops a surrogate pair as a whole unless it says otherwise. An optional text
@@ -130,6 +132,70 @@ Ref<NSString> telvo_validatedFilePath(const Ref<NSString>& path);
 // are resolved.
 Ref<NSString> telvo_expandedPath(const Ref<NSString>& path);
 Ref<NSString> telvo_abbreviatedPath(const Ref<NSString>& path);
+
+// ---- Numbers as texts (NSString+TelvoFormatting.cpp)
+// Numbers have a decimal point and no grouping in every language.
+
+Ref<NSString> telvo_stringWithIntegerValue(NSInteger value);
+// With that many decimal places; fewer than none count as none.
+Ref<NSString> telvo_stringWithFloatValue_places(double value, NSInteger places);
+// With up to six decimal places, zeroes at the end left out: "2.5", "3".
+Ref<NSString> telvo_stringWithTruncatedFloatValue(double value);
+// The word for a number, without the number: `zero` (unless nil) for exactly 0, `singular` (unless nil) for exactly 1
+// and -1, else `plural`, which may be nil.
+Ref<NSString> telvo_stringWithIntegerValue_zero_singular_plural(NSInteger value, const Ref<NSString>& zero,
+                                                                const Ref<NSString>& singular,
+                                                                const Ref<NSString>& plural);
+Ref<NSString> telvo_stringWithFloatValue_zero_singular_plural(double value, const Ref<NSString>& zero,
+                                                              const Ref<NSString>& singular,
+                                                              const Ref<NSString>& plural);
+// Padded as telvo_stringWithMinimumLength_paddedWith_padLeft says.
+Ref<NSString> telvo_stringWithIntegerValue_minimumLength_paddedWith_padLeft(NSInteger value, NSInteger minimumLength,
+                                                                            const Ref<NSString>& padding, bool padLeft);
+// The last digits of the number filled up with zeroes to ten: 42 with 4 digits gives "0042". More than ten are not to
+// be had, and a number that has more is cut.
+Ref<NSString> telvo_stringWithLeadingZeroesForIntegerValue_digits(NSInteger value, NSInteger digits);
+// The number of characters of the number in decimal, its sign included.
+NSInteger telvo_lengthOfInteger(NSInteger value);
+
+// A span of time in the largest unit of which there is at least one, in English: "1.5 hours". Months have 31 days and
+// years 372. Negative spans are told in seconds. A suffix that is not empty follows behind a space.
+Ref<NSString> telvo_stringWithTimeInterval(NSTimeInterval seconds);
+Ref<NSString> telvo_stringWithTimeInterval_suffix(NSTimeInterval seconds, const Ref<NSString>& suffix);
+// Rounded to whole units, halves to the even number: 2.5 days give "2 days", 59.6 seconds "60 seconds".
+Ref<NSString> telvo_stringWithRoundedTimeInterval_suffix(NSTimeInterval seconds, const Ref<NSString>& suffix);
+// "2 minutes 5 seconds". Minutes or seconds are told when both their words are given. Without words for minutes, a
+// minute or more gives nil.
+Ref<NSString> telvo_stringWithSeconds_minuteSingular_minutesPlural_secondSingular_secondsPlural(
+    NSInteger seconds, const Ref<NSString>& minuteSingular, const Ref<NSString>& minutesPlural,
+    const Ref<NSString>& secondSingular, const Ref<NSString>& secondsPlural);
+
+// "Zero KB", "512 bytes", "1.5 KB" and so on in binary multiples, in the user's language (the main bundle's table
+// "TelvoOpen").
+Ref<NSString> telvo_stringAsBytesWithInteger(NSInteger bytes);
+
+// ---- Versions
+
+// The parts of a version such as "1.10b2": "Version" (the whole), "General" ("1.10", all in front of the first letter),
+// "IsGeneral" (the number 1 when there is no letter, else 0), "Major", "Minor" and "Bug" (as texts, those that there
+// are), and with a letter "Kind" ("b") and "Stage" ("2", all behind it).
+Ref<NSMutableDictionary> telvo_dictionaryWithVersionComponents(const Ref<NSString>& text);
+// The "Version" of such a dictionary unless it is empty; else made from the other parts.
+Ref<NSString> telvo_versionWithDictionary(const Ref<NSDictionary>& components);
+// "1.2b3" or "2.0.1": the bug number unless it is 0; the stage only behind a kind that is not empty.
+Ref<NSString> telvo_versionWithMajor_minor_bug_kind_stage(NSInteger major, NSInteger minor, NSInteger bug,
+                                                          const Ref<NSString>& kind, NSInteger stage);
+
+// ---- Value maps
+// Pairs in a text, "0=none;1=daily;2=weekly". A piece without "=" has itself on both sides.
+
+// The other side of the pair with a side that equals the value's description; of several such pairs the last one's.
+// Without any, the default's description, or nil.
+Ref<NSString> telvo_mappedFromValue_withDefault(const Ref<NSString>& map, const id& value, const id& defaultValue);
+NSInteger telvo_integerMappedFromString_withDefault(const Ref<NSString>& map, const Ref<NSString>& value,
+                                                    NSInteger defaultValue);
+Ref<NSString> telvo_stringMappedFromInteger_withDefault(const Ref<NSString>& map, NSInteger value,
+                                                        const Ref<NSString>& defaultValue);
 
 // ---- Property lists
 
