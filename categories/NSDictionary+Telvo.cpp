@@ -1,7 +1,10 @@
 #include "categories/DeepCopy.h"
+#include "categories/NSDate+Telvo.h"
 #include "categories/NSDictionary+Telvo.h"
 #include "foundation/NSArray.h"
+#include "foundation/NSDate.h"
 #include "foundation/NSFastEnumeration.h"
+#include "foundation/NSLog.h"
 #include "foundation/NSNull.h"
 #include "foundation/NSNumber.h"
 #include "foundation/NSString.h"
@@ -10,6 +13,12 @@ namespace {
 
 id objectFor(const Ref<NSDictionary>& dictionary, const id& key) {
   return dictionary ? dictionary->objectForKey(key) : id();
+}
+
+Ref<NSDate> dateFrom(const Ref<NSDictionary>& dictionary, const id& key, bool allowPlaceholder) {
+  const id value = telvo_nilOrObjectForKey(dictionary, key);
+  if (const auto text = as<NSString>(value)) return telvo_dateWithJSONString_allowPlaceholder(text, allowPlaceholder);
+  return as<NSDate>(value);
 }
 
 Ref<NSMutableDictionary> copyWithValues(const Ref<NSDictionary>& dictionary, id (*copyOfValue)(const id&)) {
@@ -30,6 +39,8 @@ const NSCategory dictionaryCategory(
                                      method("telvo_integerForKey:"_sel, &telvo_integerForKey),
                                      method("telvo_floatForKey:"_sel, &telvo_floatForKey),
                                      method("telvo_timeIntervalForKey:"_sel, &telvo_timeIntervalForKey),
+                                     method("telvo_dateForKey:"_sel, &telvo_dateForKey),
+                                     method("telvo_timeForKey:"_sel, &telvo_timeForKey),
                                      method("telvo_descriptionForKey:"_sel, &telvo_descriptionForKey),
                                      method("telvo_stringLengthForKey:"_sel, &telvo_stringLengthForKey),
                                      method("telvo_containsSomethingForKey:"_sel, &telvo_containsSomethingForKey),
@@ -46,6 +57,7 @@ const NSCategory mutableDictionaryCategory(
         method("telvo_setInteger:forKey:"_sel, &telvo_setInteger_forKey),
         method("telvo_setFloat:forKey:"_sel, &telvo_setFloat_forKey),
         method("telvo_setTimeInterval:forKey:"_sel, &telvo_setTimeInterval_forKey),
+        method("telvo_setJSONDate:forKey:removeIfNil:"_sel, &telvo_setJSONDate_forKey_removeIfNil),
         method("telvo_setDefaultValue:forKey:"_sel, &telvo_setDefaultValue_forKey),
         method("telvo_setObject:forKey:defaultValue:"_sel, &telvo_setObject_forKey_defaultValue),
         method("telvo_setObject:forKey:removeIfNil:"_sel, &telvo_setObject_forKey_removeIfNil),
@@ -110,6 +122,14 @@ NSTimeInterval telvo_timeIntervalForKey(const Ref<NSDictionary>& dictionary, con
   return text ? text->doubleValue() : 0.0;
 }
 
+Ref<NSDate> telvo_dateForKey(const Ref<NSDictionary>& dictionary, const id& key) {
+  return dateFrom(dictionary, key, false);
+}
+
+Ref<NSDate> telvo_timeForKey(const Ref<NSDictionary>& dictionary, const id& key) {
+  return dateFrom(dictionary, key, true);
+}
+
 Ref<NSString> telvo_descriptionForKey(const Ref<NSDictionary>& dictionary, const id& key) {
   return NSDescription(objectFor(dictionary, key));
 }
@@ -160,6 +180,14 @@ void telvo_setFloat_forKey(const Ref<NSMutableDictionary>& dictionary, double va
 
 void telvo_setTimeInterval_forKey(const Ref<NSMutableDictionary>& dictionary, NSTimeInterval value, const id& key) {
   telvo_setObject_forKey_removeIfNil(dictionary, NSNumber::numberWithDouble(value), key, false);
+}
+
+void telvo_setJSONDate_forKey_removeIfNil(const Ref<NSMutableDictionary>& dictionary, const id& date, const id& key,
+                                          bool removeIfNil) {
+  if (!dictionary) return;
+  if (date && !as<NSDate>(date)) NSLog("Detected non-date value: %@; this will crash"_ns, date);
+  const id text = date ? date->performSelector("telvo_JSONStringValue"_sel) : id();
+  telvo_setObject_forKey_removeIfNil(dictionary, text, key, removeIfNil);
 }
 
 void telvo_setDefaultValue_forKey(const Ref<NSMutableDictionary>& dictionary, const id& value, const id& key) {

@@ -2,6 +2,8 @@
 
 #include "foundation/NSDictionary.h"
 
+class NSDate;
+
 // Extensions of dictionaries. A nil dictionary answers nil, 0 and false, and nothing is stored in it. Threads: those of
 // the dictionaries themselves.
 
@@ -30,6 +32,10 @@ bool telvo_boolForKey(const Ref<NSDictionary>& dictionary, const id& key);
 NSInteger telvo_integerForKey(const Ref<NSDictionary>& dictionary, const id& key);
 double telvo_floatForKey(const Ref<NSDictionary>& dictionary, const id& key);
 NSTimeInterval telvo_timeIntervalForKey(const Ref<NSDictionary>& dictionary, const id& key);
+// A date as it is, a text as a JSON date (telvo_dateWithJSONString_allowPlaceholder), anything else as nil. Placeholder
+// dates read as nil, except for telvo_timeForKey.
+Ref<NSDate> telvo_dateForKey(const Ref<NSDictionary>& dictionary, const id& key);
+Ref<NSDate> telvo_timeForKey(const Ref<NSDictionary>& dictionary, const id& key);
 
 // The value's description; nil when it is missing.
 Ref<NSString> telvo_descriptionForKey(const Ref<NSDictionary>& dictionary, const id& key);
@@ -53,6 +59,10 @@ void telvo_setBool_forKey(const Ref<NSMutableDictionary>& dictionary, bool value
 void telvo_setInteger_forKey(const Ref<NSMutableDictionary>& dictionary, NSInteger value, const id& key);
 void telvo_setFloat_forKey(const Ref<NSMutableDictionary>& dictionary, double value, const id& key);
 void telvo_setTimeInterval_forKey(const Ref<NSMutableDictionary>& dictionary, NSTimeInterval value, const id& key);
+// Stores the date's JSON text. For nil the dictionary is left alone, or with removeIfNil loses the key. A value that is
+// no date is logged and then, when it has no "telvo_JSONStringValue", raises NSInvalidArgumentException.
+void telvo_setJSONDate_forKey_removeIfNil(const Ref<NSMutableDictionary>& dictionary, const id& date, const id& key,
+                                          bool removeIfNil);
 
 // Stores the value only when there is none for the key. Nil is not stored.
 void telvo_setDefaultValue_forKey(const Ref<NSMutableDictionary>& dictionary, const id& value, const id& key);

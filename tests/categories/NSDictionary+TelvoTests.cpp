@@ -229,6 +229,53 @@ TEST(NSMutableDictionaryTelvo, OnlyTheFirstKeyOfAnObjectIsReplaced) {
   EXPECT_TRUE(dictionary->isEqual(NSDictionary::dictionary({{"a"_ns, "z"_ns}, {"b"_ns, "x"_ns}})));
 }
 
+Ref<NSDictionary> holding(const id& value) { return NSDictionary::dictionary({{"k"_ns, value}}); }
+
+TEST(NSDictionaryTelvo, DatesAreReadAsTheyAreAndFromTexts) {
+  const auto date = NSDate::dateWithTimeIntervalSince1970(86400);
+  for (auto* read : {&telvo_dateForKey, &telvo_timeForKey}) {
+    EXPECT_EQ(read(holding(date), "k"_ns), date);
+    EXPECT_TRUE(NSEqualObjects(read(holding("1970-01-02T00:00:00Z"_ns), "k"_ns), date));
+    EXPECT_TRUE(NSEqualObjects(read(holding("/Date(86400000)/"_ns), "k"_ns), date));
+  }
+}
+
+TEST(NSDictionaryTelvo, PlaceholderDatesAreTimesButNoDates) {
+  for (const auto& placeholder : {"0001-01-01T00:00:00Z"_ns, "1899-12-30T08:30:00Z"_ns}) {
+    EXPECT_EQ(telvo_dateForKey(holding(placeholder), "k"_ns), nil);
+    EXPECT_NE(telvo_timeForKey(holding(placeholder), "k"_ns), nil);
+  }
+}
+
+TEST(NSDictionaryTelvo, AnythingElseIsNoDate) {
+  for (auto* read : {&telvo_dateForKey, &telvo_timeForKey}) {
+    EXPECT_EQ(read(holding(number(86400)), "k"_ns), nil);
+    EXPECT_EQ(read(holding(NSNull::null()), "k"_ns), nil);
+    EXPECT_EQ(read(holding("tomorrow"_ns), "k"_ns), nil);
+    EXPECT_EQ(read(NSDictionary::dictionary(), "k"_ns), nil);
+    EXPECT_EQ(read(nil, "k"_ns), nil);
+  }
+}
+
+TEST(NSMutableDictionaryTelvo, JSONDatesAreStoredAsTexts) {
+  const auto dictionary = NSMutableDictionary::dictionary();
+  telvo_setJSONDate_forKey_removeIfNil(dictionary, NSDate::dateWithTimeIntervalSince1970(86400), "k"_ns, false);
+  EXPECT_TRUE(NSEqualObjects(dictionary->objectForKey("k"_ns), "1970-01-02T00:00:00Z"_ns));
+  telvo_setJSONDate_forKey_removeIfNil(dictionary, nil, "k"_ns, false);
+  EXPECT_EQ(dictionary->count(), 1U);
+  telvo_setJSONDate_forKey_removeIfNil(dictionary, nil, "k"_ns, true);
+  EXPECT_EQ(dictionary->count(), 0U);
+}
+
+TEST(NSMutableDictionaryTelvo, AValueThatIsNoDateIsLoggedAndThenFails) {
+  const auto dictionary = NSMutableDictionary::dictionary({{"k"_ns, "old"_ns}});
+  testing::internal::CaptureStderr();
+  EXPECT_THROW(telvo_setJSONDate_forKey_removeIfNil(dictionary, "today"_ns, "k"_ns, true), Ref<NSException>);
+  EXPECT_NE(testing::internal::GetCapturedStderr().find("Detected non-date value: today; this will crash"),
+            std::string::npos);
+  EXPECT_TRUE(NSEqualObjects(dictionary->objectForKey("k"_ns), "old"_ns));
+}
+
 TEST(NSMutableDictionaryTelvo, ANilDictionaryAnswersNothingAndIsLeftAlone) {
   const Ref<NSMutableDictionary> none;
   EXPECT_EQ(telvo_integerForKey(none, "k"_ns), 0);
