@@ -19,23 +19,36 @@ namespace {
 
 constexpr double farthestMilliseconds = 3e16;  // about a million years
 
+constexpr std::size_t longestText = std::numeric_limits<std::int32_t>::max();
+
 icu::UnicodeString unicodeString(const Ref<NSString>& text) {
   const std::u16string_view units = text->units();
-  constexpr std::size_t longest = std::numeric_limits<std::int32_t>::max();
-  return {units.data(), static_cast<std::int32_t>(std::min(units.size(), longest))};
+  return {units.data(), static_cast<std::int32_t>(std::min(units.size(), longestText))};
 }
 
-// Whether the text can be a date at all: the engine takes time by the square of a number's digits.
-bool isPlausible(const icu::UnicodeString& text) {
-  constexpr std::int32_t longestText = 300;
-  constexpr std::int32_t mostDigits = 34;
-  if (text.length() > longestText) return false;
-  std::int32_t digits = 0;
-  for (std::int32_t index = 0; index < text.length(); index = text.moveIndex32(index, 1)) {
-    if (u_isdigit(text.char32At(index)) != 0) ++digits;
+// Reads no number of more than nine digits and no exponents. The engine takes time by the square of the digits, and its
+// arithmetic on fractions of a second overflows, down to a division by zero.
+class NumbersOfDates : public icu::DecimalFormat {
+ public:
+  explicit NumbersOfDates(const icu::DecimalFormat& numbers) : DecimalFormat(numbers) { setParseNoExponent(true); }
+  NumbersOfDates* clone() const override { return new NumbersOfDates(*this); }
+
+  using DecimalFormat::parse;
+  void parse(const icu::UnicodeString& text, icu::Formattable& result, icu::ParsePosition& position) const override {
+    constexpr std::int32_t farEnough = 64;  // for nine digits and the marks between them
+    constexpr std::int32_t mostDigits = 9;
+    const std::int32_t start = position.getIndex();
+    const std::int32_t end = text.length() - start < farEnough ? text.length() : start + farEnough;
+    DecimalFormat::parse(text.tempSubStringBetween(0, end), result, position);
+    std::int32_t digits = 0;
+    for (std::int32_t index = start; index < position.getIndex(); index = text.moveIndex32(index, 1)) {
+      if (u_isdigit(text.char32At(index)) != 0) ++digits;
+    }
+    if (digits <= mostDigits) return;
+    position.setIndex(start);
+    position.setErrorIndex(start);
   }
-  return digits <= mostDigits;
-}
+};
 
 icu::DateFormat::EStyle engineStyle(NSDateFormatterStyle style) {
   switch (style) {
@@ -53,16 +66,14 @@ icu::DateFormat::EStyle engineStyle(NSDateFormatterStyle style) {
   return icu::DateFormat::kNone;
 }
 
-// The engine's own strictness still lets month names pass for "MM" and exponents for numbers.
+// The engine's own strictness still lets month names pass for "MM".
 void makeStrict(icu::SimpleDateFormat& format) {
   UErrorCode status = U_ZERO_ERROR;
   format.setBooleanAttribute(UDAT_PARSE_PARTIAL_LITERAL_MATCH, false, status);
   format.setBooleanAttribute(UDAT_PARSE_MULTIPLE_PATTERNS_FOR_MATCH, false, status);
-  std::unique_ptr<icu::NumberFormat> numbers(format.getNumberFormat()->clone());
-  auto* decimals = dynamic_cast<icu::DecimalFormat*>(numbers.get());
-  if (!decimals) return;
-  decimals->setParseNoExponent(true);
-  format.adoptNumberFormat(numbers.release());
+  if (const auto* numbers = dynamic_cast<const icu::DecimalFormat*>(format.getNumberFormat())) {
+    format.adoptNumberFormat(new NumbersOfDates(*numbers));
+  }
 }
 
 // A calendar of the format's kind that holds 1 January 2000, strict, in a zone that stands for "no zone was read".
@@ -185,15 +196,14 @@ Ref<NSString> NSDateFormatter::stringFromDate(const Ref<NSDate>& date) const {
 }
 
 Ref<NSDate> NSDateFormatter::dateFromString(const Ref<NSString>& text) const {
-  if (!text || text->length() == 0) return nil;
-  const icu::UnicodeString units = unicodeString(text);
-  if (!isPlausible(units)) return nil;
+  if (!text || text->length() == 0 || text->length() > longestText) return nil;
   const std::lock_guard lock(engine_->mutex);
   const Engine* engine = preparedEngine();
   if (!engine) return nil;
 
   static const icu::SimpleTimeZone& noZone = *new icu::SimpleTimeZone(0, "no zone");
   const auto calendar = calendarToReadInto(*engine->format, noZone);
+  const icu::UnicodeString units = unicodeString(text);
   icu::ParsePosition position(0);
   engine->format->parse(units, *calendar, position);
   if (position.getIndex() != units.length()) return nil;

@@ -50,8 +50,8 @@ class NSDateFormatter : public NSObject {
   Ref<NSString> stringFromDate(const Ref<NSDate>& date) const;
 
   // The text has to be a date in that form, from its beginning to its end: nil for the 30th of February, for a month
-  // 13, for "3" where the pattern asks for two digits, for further text behind the date, for more than 300 characters
-  // or 34 digits. Only white space before a number is passed over. What the text leaves open is taken from 1 January
+  // 13, for "3" where the pattern asks for two digits, for further text behind the date, for a number of more than
+  // nine digits. Only white space before a number is passed over. What the text leaves open is taken from 1 January
   // 2000, 00:00. A time of day that the clocks skip or repeat is read as NSCalendar says, so that a mere day can always
   // be read.
   Ref<NSDate> dateFromString(const Ref<NSString>& text) const;

@@ -180,12 +180,23 @@ TEST(NSDateFormatter, TextOfAnotherFormIsTurnedDown) {
   EXPECT_EQ(formatter->dateFromString(NSString::stringWithUnits(std::u16string(3, u'\xD800'))), nil);
 }
 
+TEST(NSDateFormatter, FractionsOfASecondHaveUpToNineDigits) {
+  const auto formatter = english("yyyy-MM-dd HH:mm:ss.SSS");
+  const auto second = universalTime(2024, 3, 5, 14, 7, 9);
+  EXPECT_SAME_DATE(read(formatter, "2024-03-05 14:07:09.250"), second->dateByAddingTimeInterval(0.25));
+  EXPECT_SAME_DATE(read(formatter, "2024-03-05 14:07:09.250999999"), second->dateByAddingTimeInterval(0.25));
+  EXPECT_EQ(read(formatter, "2024-03-05 14:07:09.2509999990"), nil);
+  EXPECT_SAME_DATE(read(english("yyyyMMddHHmmssSSS"), "20240305140709250"), second->dateByAddingTimeInterval(0.25));
+}
+
 TEST(NSDateFormatter, NumbersOfAnyLengthAreTurnedDown) {
   const auto formatter = english("yyyy-MM-dd HH:mm:ss");
-  for (const std::size_t digits : {10U, 20U, 100U, 270U, 400U, 1'000'000U}) {
+  for (const std::size_t digits : {9U, 10U, 20U, 39U, 40U, 63U, 64U, 65U, 400U, 1'000'000U}) {
     const std::string number(digits, '9');
     EXPECT_EQ(read(formatter, ("2024-03-05 14:07:" + number).c_str()), nil) << digits;
     EXPECT_EQ(read(formatter, (number + "-03-05 14:07:09").c_str()), nil) << digits;
+    EXPECT_EQ(read(english("s.SSS"), ("7." + number).c_str()) != nil, digits == 9) << digits;
+    EXPECT_EQ(read(english("s.SSS"), ("7.\u200e" + number).c_str()), nil) << digits;
   }
 }
 
