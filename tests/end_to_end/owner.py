@@ -76,14 +76,17 @@ class Application:
         self.name = name
         self.heard = []
         self._connection.signal_subscribe(
-            None, INTERFACE, "Posted", OBJECT_PATH, None, Gio.DBusSignalFlags.NONE,
-            lambda _connection, sender, _path, _interface, _signal, parameters:
-            self.heard.append(_parse(sender, parameters)),
+            None, INTERFACE, "Posted", OBJECT_PATH, None, Gio.DBusSignalFlags.NONE, self._hear
         )
         # Subscribing is asynchronous; a call that has been answered has been handled after it.
         self._call("GetId", None)
         if name:
             self._call("RequestName", GLib.Variant("(su)", (name, 4)))
+
+    def _hear(self, _connection, sender, _path, _interface, _signal, parameters):
+        # What is not in the wire format was sent by a test to others.
+        if parameters.get_type_string() == "(ssa{sv})":
+            self.heard.append(_parse(sender, parameters))
 
     def _call(self, method, parameters):
         return self._connection.call_sync(
@@ -102,7 +105,8 @@ class Application:
     def emit(self, parameters):
         """Sends a Posted signal with any parameters, right or wrong."""
         self._connection.emit_signal(None, OBJECT_PATH, INTERFACE, "Posted", parameters)
-        self._connection.flush_sync(None)
+        # The answer shows that the bus has handled what was sent before it.
+        self._call("GetId", None)
 
     def release_name(self):
         """What the others see as this application's quit."""
@@ -220,7 +224,7 @@ class Helper:
         return lines
 
     def wait_for_line(self, text, timeout=60):
-        return processes.wait_until(lambda: text in self.log(), timeout, f"the log line {text!r}\n{self.error_output()}")
+        return processes.wait_until(lambda: text in self.log(), timeout, f"{text!r} in {self._error_path}")
 
     def is_running(self):
         return self.process.poll() is None

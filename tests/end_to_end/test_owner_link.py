@@ -1,0 +1,387 @@
+"""The conversation between the helper and its owner, heard from outside."""
+
+import signal
+import subprocess
+import threading
+
+import pytest
+
+import owner as owners
+import scripted_server as scripts
+import tree
+from scripted_server import BlackHole, ScriptedServer
+from system_log import SystemLog
+
+
+class Pause:
+    """An action that holds the server up until released."""
+
+    def __init__(self, action):
+        self._action = action
+        self._released = threading.Event()
+        self.reached = threading.Event()
+
+    def __call__(self, session, argument):
+        self.reached.set()
+        self._released.wait(60)
+        self._action(session, argument)
+
+    def release(self):
+        self._released.set()
+
+
+@pytest.fixture
+def scripted():
+    with ScriptedServer() as server:
+        yield server
+
+
+@pytest.fixture
+def three_items(tmp_path):
+    source = tree.Tree(tmp_path / "Site")
+    source.file("a.txt", b"a")
+    source.file("b.txt", b"b")
+    return source
+
+
+@pytest.fixture
+def five_items(tmp_path):
+    source = tree.Tree(tmp_path / "Five")
+    for name in "abcd":
+        source.file(f"{name}.txt", name.encode())
+    return source
+
+
+# Progress.
+
+
+def test_three_items_are_33_66_and_100_percent(owner, scripted, three_items):
+    owner.launch(three_items.path, scripted)
+    notifications = owner.wait_for_last_record()
+    records = [notification.record for notification in notifications]
+    assert [record["Percent"] for record in records] == [33, 66, 100]
+    assert [record["Nth"] for record in records] == [1, 2, 3]
+    assert [record["Total"] for record in records] == [3, 3, 3]
+    assert [record["IsMore"] for record in records] == [True, True, False]
+    assert records[0]["LocalPath"] == str(three_items.path)
+    assert [record["RemoteDirectory"] for record in records] == ["/", "/Site", "/Site"]
+    assert {record["LocalPath"] for record in records[1:]} == {f"{three_items.path}/{name}.txt" for name in "ab"}
+
+
+def test_progress_is_posted_in_the_public_wire_format(owner, scripted, three_items):
+    owner.launch(three_items.path, scripted)
+    for notification in owner.wait_for_last_record():
+        assert notification.name == owners.PROGRESS
+        assert notification.object == "token-1"
+        assert notification.record_types == owners.RECORD_TYPES
+        assert notification.details["DeliverImmediately"] is True
+        assert notification.details.get("HasObject", True) is True
+        assert set(notification.details) <= {"UserInfo", "HasObject", "DeliverImmediately"}
+
+
+def test_other_programs_read_the_progress_too(owner, bus, scripted, three_items):
+    monitor = subprocess.Popen(
+        ["dbus-monitor", f"interface='{owners.INTERFACE}'"], env=bus.environment, stdout=subprocess.PIPE, text=True
+    )
+    try:
+        monitor.stdout.readline()  # Its first line comes once it listens.
+        owner.launch(three_items.path, scripted)
+        owner.wait_for_last_record()
+    finally:
+        monitor.terminate()
+    output = monitor.communicate()[0]
+    assert output.count(f'string "{owners.PROGRESS}"') == 3
+    assert "uint64 33" in output
+
+
+def test_records_come_one_by_one_as_the_items_end(owner, scripted, three_items):
+    pause = Pause(scripts.usual("STOR"))
+    scripted.on("STOR", None, pause)
+    owner.launch(three_items.path, scripted)
+    assert len(owner.wait_for_records(2)) == 2
+    pause.reached.wait(30)
+    assert len(owner.progress()) == 2
+    pause.release()
+    assert len(owner.wait_for_last_record()) == 3
+
+
+def test_nothing_to_send_is_one_notification_without_contents(owner, scripted, three_items, tmp_path):
+    cache = tmp_path / "cache.plist"
+    owner.launch(three_items.path, scripted, cachedInfoPath=cache)
+    owner.wait_for_last_record()
+    owner.heard.clear()
+    connections = scripted.connections
+    helper = owner.launch(three_items.path, scripted, cachedInfoPath=cache)
+    helper.wait_for_line("finished; terminating the helper")
+    (only,) = owner.wait_for_records(1)
+    assert only.record is None
+    assert "UserInfo" not in only.details
+    assert helper.log() == [
+        f"helper launched for {three_items.path}", f"starting upload of {three_items.path}", "progress: 0%",
+        "finished; terminating the helper",
+    ]
+    assert scripted.connections == connections
+
+
+def test_two_helpers_are_told_apart_by_their_tokens(owner, scripted, three_items, five_items):
+    owner.launch(three_items.path / "a.txt", scripted)
+    owner.launch(five_items.path, scripted, notificationIdentifier="token-2")
+    assert len(owner.wait_for_last_record()) == 1
+    assert len(owner.wait_for_last_record(token="token-2")) == 5
+
+
+# Stop requests.
+
+
+def test_a_stop_during_the_second_of_five_items_ends_the_upload(owner, scripted, five_items):
+    scripted.on("STOR", scripts.silence)
+    helper = owner.launch(five_items.path, scripted)
+    owner.wait_until(lambda: "STOR" in scripted.verbs(), what="the second item")
+    owner.stop_upload()
+    first, last = owner.wait_for_last_record()
+    assert first.record["IsMore"] is True
+    assert (last.record["Nth"], last.record["Percent"], last.record["IsMore"]) == (2, 40, False)
+    helper.wait_for_line("finished; terminating the helper")
+    assert helper.log() == [
+        f"helper launched for {five_items.path}", f"starting upload of {five_items.path}", "progress: 20%",
+        "shouldStop received", "stop", "progress: 40%", "finished; terminating the helper",
+    ]
+    assert scripted.verbs().count("STOR") == 1
+    assert len(owner.progress()) == 2
+    assert helper.is_running()
+
+
+def test_a_stop_from_the_command_line_counts(owner, bus, scripted, five_items):
+    scripted.on("STOR", scripts.silence)
+    owner.launch(five_items.path, scripted)
+    owner.wait_until(lambda: "STOR" in scripted.verbs(), what="the second item")
+    subprocess.run(
+        ["gdbus", "emit", "--session", "--object-path", owners.OBJECT_PATH, "--signal", f"{owners.INTERFACE}.Posted",
+         owners.STOP, "token-1", "@a{sv} {}"],
+        env=bus.environment, check=True,
+    )
+    assert owner.wait_for_last_record()[-1].record["Percent"] == 40
+
+
+@pytest.mark.parametrize("token", ["token-2", "token-1 ", "TOKEN-1", "", None])
+def test_a_stop_with_another_token_is_ignored(owner, bus, scripted, five_items, token):
+    pause = Pause(scripts.usual("STOR"))
+    scripted.on("STOR", pause)
+    helper = owner.launch(five_items.path, scripted)
+    owner.wait_until(pause.reached.is_set, what="the second item")
+    owner.stop_upload(token)
+    # Once the helper has noticed this, it has also seen the stop request that came before it.
+    with owners.Application(bus, "com.example.Marker"):
+        pass
+    helper.wait_for_line("com.example.Marker has quit")
+    pause.release()
+    assert len(owner.wait_for_last_record()) == 5
+    helper.wait_for_line("finished; terminating the helper")
+    assert "shouldStop received" not in helper.log()
+    assert len(scripted.files) == 4
+
+
+@pytest.mark.parametrize("token", [None, "whatever"])
+def test_without_a_token_every_stop_counts_and_progress_has_no_object(owner, scripted, five_items, token):
+    scripted.on("STOR", scripts.silence)
+    owner.launch(five_items.path, scripted, notificationIdentifier=None)
+    owner.wait_until(lambda: "STOR" in scripted.verbs(), what="the second item")
+    owner.stop_upload(token)
+    first, last = owner.wait_for_last_record(token=None)
+    assert first.details["HasObject"] is False
+    assert (last.record["Percent"], last.record["IsMore"]) == (40, False)
+
+
+def test_a_stop_after_the_last_record_changes_nothing(owner, scripted, three_items):
+    helper = owner.launch(three_items.path, scripted)
+    owner.wait_for_last_record()
+    helper.wait_for_line("finished; terminating the helper")
+    owner.stop_upload()
+    helper.wait_for_line("stop")
+    assert helper.log()[-2:] == ["shouldStop received", "stop"]
+    assert len(owner.progress()) == 3
+    assert helper.is_running()
+
+
+# Where an upload can hang: the command, and what the server does about it.
+HANGS = {
+    "greeting": ("GREETING", scripts.silence),
+    "login name": ("USER", scripts.silence),
+    "password": ("PASS", scripts.silence),
+    "folder": ("MKD", scripts.silence),
+    "passive port": ("EPSV", scripts.silence),
+    "store": ("STOR", scripts.silence),
+    "data": ("STOR", scripts.store(limit=10, ending="stall")),
+    "final reply": ("STOR", scripts.store(final=None)),
+}
+
+
+@pytest.fixture(params=HANGS)
+def hanging_helper(request, owner, scripted, tmp_path):
+    """A helper whose server has stopped answering, at each stage in turn."""
+    source = tree.Tree(tmp_path / "Site")
+    source.file("a.bin", b"x" * 20_000_000)
+    verb, action = HANGS[request.param]
+    scripted.on(verb, action)
+    helper = owner.launch(source.path, scripted)
+    owner.wait_until(
+        lambda: scripted.connections == 1 if verb == "GREETING" else verb in scripted.verbs(), what=request.param
+    )
+    return helper
+
+
+def test_a_stop_is_served_wherever_the_upload_hangs(owner, hanging_helper):
+    owner.stop_upload()
+    assert owner.wait_for_last_record(timeout=20)[-1].record["IsMore"] is False
+    hanging_helper.wait_for_line("finished; terminating the helper")
+
+
+@pytest.mark.parametrize("signal_number", [signal.SIGTERM, signal.SIGINT])
+def test_a_signal_ends_the_helper_wherever_the_upload_hangs(hanging_helper, signal_number):
+    hanging_helper.process.send_signal(signal_number)
+    assert hanging_helper.wait(timeout=20) == 0
+    assert "receieved should terminate" in hanging_helper.log()
+
+
+def test_a_stop_is_served_while_a_connection_is_being_made(owner, three_items):
+    with BlackHole() as hole:
+        helper = owner.launch(three_items.path, host=hole.address)
+        helper.wait_for_line(f"starting upload of {three_items.path}")
+        # The stop request counts as soon as the upload has begun, which no line tells.
+        owner.wait_until(lambda: owner.stop_upload() or owner.progress(), what="the last record")
+        (only,) = owner.progress()
+        assert (only.record["Nth"], only.record["IsMore"]) == (1, False)
+
+
+# Quitting and ending.
+
+
+def test_the_helper_ends_at_once_when_its_owner_quits(owner, hanging_helper):
+    owner.quit()
+    assert hanging_helper.wait(timeout=20) == 0
+    lines = hanging_helper.log()
+    quit_line = lines.index("com.example.Owner has quit")
+    assert lines[quit_line:quit_line + 4] == [
+        "com.example.Owner has quit", "... it's our owner!", "receieved should terminate", "stop",
+    ]
+
+
+def test_releasing_the_name_is_a_quit(owner, scripted, three_items):
+    scripted.on("STOR", scripts.silence)
+    helper = owner.launch(three_items.path, scripted)
+    owner.wait_until(lambda: "STOR" in scripted.verbs(), what="the second item")
+    owner.release_name()
+    assert helper.wait(timeout=20) == 0
+
+
+def test_the_owners_quit_also_ends_a_helper_that_is_done(owner, scripted, three_items):
+    helper = owner.launch(three_items.path, scripted)
+    owner.wait_for_last_record()
+    owner.quit()
+    assert helper.wait(timeout=20) == 0
+    assert helper.log()[-4:] == [
+        "com.example.Owner has quit", "... it's our owner!", "receieved should terminate", "stop",
+    ]
+
+
+def test_other_applications_may_quit(owner, bus, scripted, three_items):
+    pause = Pause(scripts.usual("STOR"))
+    scripted.on("STOR", pause)
+    helper = owner.launch(three_items.path, scripted)
+    owner.wait_until(pause.reached.is_set, what="the second item")
+    for name in ("com.example.Owner2", "com.example.owner", "com.example.Own"):
+        with owners.Application(bus, name):
+            pass
+        helper.wait_for_line(f"{name} has quit")
+    pause.release()
+    assert len(owner.wait_for_last_record()) == 3
+    assert "... it's our owner!" not in helper.log()
+    assert helper.is_running()
+
+
+def test_an_empty_host_stalls_until_the_owner_quits(owner, three_items, tmp_path):
+    cache = tmp_path / "cache.plist"
+    helper = owner.launch(three_items.path, host="", cachedInfoPath=cache)
+    helper.wait_for_line("finished; terminating the helper")
+    assert cache.read_bytes().count(b"<dict>") == 3
+    owner.stop_upload()
+    helper.wait_for_line("stop")
+    assert helper.log() == [
+        f"helper launched for {three_items.path}", f"starting upload of {three_items.path}",
+        "finished; terminating the helper", "shouldStop received", "stop",
+    ]
+    assert helper.is_running()
+    assert owner.progress() == []
+    owner.quit()
+    assert helper.wait(timeout=20) == 0
+
+
+@pytest.mark.parametrize("identifier", [None, ""])
+def test_without_a_bundle_identifier_nothing_happens(owner, scripted, three_items, tmp_path, identifier):
+    cache = tmp_path / "cache.plist"
+    helper = owner.launch(three_items.path, scripted, bundleIdentifier=identifier, cachedInfoPath=cache)
+    assert helper.wait() == 0
+    assert helper.log() == [f"helper launched for {three_items.path}", "receieved should terminate", "stop"]
+    assert scripted.connections == 0
+    assert not cache.exists()
+    owner.wait_until(lambda: True)
+    assert owner.heard == []
+
+
+def test_without_a_session_bus_the_upload_goes_on(owner, scripted, three_items):
+    helper = owner.launch(
+        three_items.path, scripted,
+        environment={"DBUS_SESSION_BUS_ADDRESS": "unix:path=/nonexistent/bus", "XDG_RUNTIME_DIR": "/nonexistent"},
+    )
+    helper.wait_for_line("finished; terminating the helper")
+    assert helper.log() == [
+        f"helper launched for {three_items.path}", f"starting upload of {three_items.path}", "progress: 33%",
+        "progress: 66%", "progress: 100%", "finished; terminating the helper",
+    ]
+    assert scripted.files == {"/Site/a.txt": b"a", "/Site/b.txt": b"b"}
+
+
+# The debug log, and what must not be seen.
+
+
+def test_without_debug_no_line_is_written_anywhere(owner, scripted, five_items):
+    for debug in (None, "NO", "0"):
+        with SystemLog() as log:
+            scripted.on("STOR", scripts.silence)
+            stores = scripted.verbs().count("STOR")
+            helper = owner.launch(five_items.path, scripted, prefix=log.prefix, debug=debug)
+            owner.wait_until(lambda: scripted.verbs().count("STOR") > stores, what="the second item")
+            owner.stop_upload()
+            owner.wait_for_last_record()
+            owner.heard.clear()
+            helper.terminate()
+            assert helper.wait() == 0
+            assert helper.error_output() == ""
+            assert log.lines() == []
+
+
+def test_the_debug_log_goes_to_the_system_log_too(owner, scripted, three_items):
+    with SystemLog() as log:
+        helper = owner.launch(three_items.path, scripted, prefix=log.prefix)
+        helper.wait_for_line("finished; terminating the helper")
+        lines = log.lines()
+        assert len(lines) == len(helper.log()) == 6
+        for line, text in zip(lines, helper.log()):
+            assert line.endswith(text)
+            assert "TelvoFTPHelper" in line
+
+
+def test_the_process_list_does_not_show_the_password(owner, scripted, three_items):
+    scripted.on("STOR", scripts.silence)
+    scripted.password = "-top.secret-"
+    helper = owner.launch(three_items.path, scripted, password="-top.secret-")
+    helper.wait_for_line(f"helper launched for {three_items.path}")
+    with open(f"/proc/{helper.pid}/cmdline", "rb") as file:
+        assert b"secret" not in file.read()
+    owner.wait_until(lambda: "STOR" in scripted.verbs(), what="the login")
+
+
+def test_the_helper_stores_nothing_in_its_preferences(owner, scripted, three_items, tmp_path):
+    owner.launch(three_items.path, scripted)
+    owner.wait_for_last_record()
+    assert list((tmp_path / "config").rglob("*")) == []
