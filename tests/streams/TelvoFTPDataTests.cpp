@@ -1,0 +1,641 @@
+#include <algorithm>
+#include <filesystem>
+#include <map>
+#include <random>
+#include <thread>
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "categories/NSArray+Telvo.h"
+#include "foundation/Foundation.h"
+#include "streams/TelvoFTPData.h"
+#include "tests/TemporaryDirectory.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string utf8(const id& object) { return object ? object->description()->UTF8String() : "(nil)"; }
+
+Ref<NSDictionary> recordAt(const Ref<NSArray>& records, NSUInteger index) {
+  return as<NSDictionary>(records->objectAtIndex(index));
+}
+
+std::vector<std::string> values(const Ref<NSArray>& records, const Ref<NSString>& key) {
+  std::vector<std::string> result;
+  for (const id& record : *records) result.push_back(utf8(as<NSDictionary>(record)->objectForKey(key)));
+  return result;
+}
+
+Ref<NSMutableDictionary> fileRecord(const Ref<NSString>& path, const Ref<NSString>& directory, double date) {
+  return NSMutableDictionary::dictionary({{"LocalPath"_ns, path},
+                                          {"RemoteDirectory"_ns, directory},
+                                          {"IsDirectory"_ns, NSNumber::numberWithBool(false)},
+                                          {"ModificationDate"_ns, NSDate::dateWithTimeIntervalSince1970(date)}});
+}
+
+Ref<NSMutableDictionary> folderRecord(const Ref<NSString>& path, const Ref<NSString>& directory) {
+  return NSMutableDictionary::dictionary(
+      {{"LocalPath"_ns, path}, {"RemoteDirectory"_ns, directory}, {"IsDirectory"_ns, NSNumber::numberWithBool(true)}});
+}
+
+void setDate(const std::string& path, time_t seconds, long nanoseconds = 0) {
+  const timespec times[] = {{0, UTIME_OMIT}, {seconds, nanoseconds}};
+  ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, AT_SYMLINK_NOFOLLOW), 0);
+}
+
+Ref<TelvoFTPData> scanned(const Ref<NSString>& path, const Ref<NSString>& directory = "/"_ns) {
+  const auto job = TelvoFTPData::ftpData();
+  job->setUploadInfo(NSMutableArray::array());
+  job->recursivelyScanLocalPath_forRemoteDirectory(path, directory);
+  return job;
+}
+
+// ---- The plan ----
+
+TEST(TelvoFTPDataScan, ASingleFileIsOneRecord) {
+  const TemporaryDirectory folder;
+  folder.write("report.txt", "x");
+  setDate(folder / "report.txt", 1000000000);
+  const auto plan = scanned(folder.text("report.txt"))->uploadInfo();
+  ASSERT_EQ(plan->count(), 1U);
+  EXPECT_TRUE(NSEqualObjects(plan->objectAtIndex(0), fileRecord(folder.text("report.txt"), "/"_ns, 1000000000)));
+  EXPECT_TRUE(as<NSMutableDictionary>(plan->objectAtIndex(0)));
+}
+
+TEST(TelvoFTPDataScan, AFolderPrecedesItsContentsInTheOrderOfTheFileSystem) {
+  const TemporaryDirectory folder;
+  folder.write("Site/index.html");
+  folder.write("Site/img/x.png");
+  folder.write("Site/img/deep/.hidden");
+  folder.write("Site/.htaccess");
+  fs::create_directory(folder / "Site/empty");
+  // What a recursive walk in the file system's order gives.
+  std::vector<std::string> expected{folder / "Site"};
+  for (const auto& entry : fs::recursive_directory_iterator(folder / "Site")) expected.push_back(entry.path());
+  const auto plan = scanned(folder.text("Site"))->uploadInfo();
+  EXPECT_EQ(values(plan, "LocalPath"_ns), expected);
+
+  std::map<std::string, std::string> remote;
+  for (const id& record : *plan) {
+    const auto path = as<NSString>(as<NSDictionary>(record)->objectForKey("LocalPath"_ns));
+    remote[path->lastPathComponent()->UTF8String()] =
+        utf8(as<NSDictionary>(record)->objectForKey("RemoteDirectory"_ns));
+  }
+  const std::map<std::string, std::string> expectedRemote{
+      {"Site", "/"},         {"index.html", "/Site"},       {"img", "/Site"},       {"x.png", "/Site/img"},
+      {"deep", "/Site/img"}, {".hidden", "/Site/img/deep"}, {".htaccess", "/Site"}, {"empty", "/Site"}};
+  EXPECT_EQ(remote, expectedRemote);
+}
+
+TEST(TelvoFTPDataScan, FoldersHaveNoDateAndFilesHaveTheirs) {
+  const TemporaryDirectory folder;
+  folder.write("Site/a");
+  const auto plan = scanned(folder.text("Site"))->uploadInfo();
+  ASSERT_EQ(plan->count(), 2U);
+  EXPECT_EQ(utf8(recordAt(plan, 0)->objectForKey("IsDirectory"_ns)), "1");
+  EXPECT_TRUE(as<NSNumber>(recordAt(plan, 0)->objectForKey("IsDirectory"_ns))->isBool());
+  EXPECT_FALSE(recordAt(plan, 0)->objectForKey("ModificationDate"_ns));
+  EXPECT_EQ(utf8(recordAt(plan, 1)->objectForKey("IsDirectory"_ns)), "0");
+  EXPECT_TRUE(as<NSDate>(recordAt(plan, 1)->objectForKey("ModificationDate"_ns)));
+}
+
+TEST(TelvoFTPDataScan, AMissingPathIsPlannedAsAFileWithoutADate) {
+  const auto plan = scanned("/nonexistent/x"_ns)->uploadInfo();
+  ASSERT_EQ(plan->count(), 1U);
+  EXPECT_EQ(utf8(recordAt(plan, 0)->objectForKey("IsDirectory"_ns)), "0");
+  EXPECT_FALSE(recordAt(plan, 0)->objectForKey("ModificationDate"_ns));
+}
+
+TEST(TelvoFTPDataScan, ANilPathIsARecordWithoutOne) {
+  const auto plan = scanned(nil)->uploadInfo();
+  ASSERT_EQ(plan->count(), 1U);
+  EXPECT_TRUE(NSEqualObjects(
+      plan->objectAtIndex(0),
+      NSDictionary::dictionary({{"RemoteDirectory"_ns, "/"_ns}, {"IsDirectory"_ns, NSNumber::numberWithBool(false)}})));
+}
+
+TEST(TelvoFTPDataScan, ANilRemoteDirectoryIsLeftOut) {
+  const TemporaryDirectory folder;
+  folder.write("Site/a");
+  const auto plan = scanned(folder.text("Site"), nil)->uploadInfo();
+  ASSERT_EQ(plan->count(), 2U);
+  EXPECT_FALSE(recordAt(plan, 0)->objectForKey("RemoteDirectory"_ns));
+}
+
+TEST(TelvoFTPDataScan, SlashesAtTheEndOfThePathDoNotCount) {
+  const TemporaryDirectory folder;
+  folder.write("Site/a");
+  const auto plan = scanned(folder.text("Site/"))->uploadInfo();
+  EXPECT_EQ(values(plan, "RemoteDirectory"_ns), (std::vector<std::string>{"/", "/Site"}));
+  EXPECT_EQ(values(plan, "LocalPath"_ns).back(), folder / "Site/a");
+}
+
+TEST(TelvoFTPDataScan, LinksToFoldersAreFoldersAndOtherLinksAreFiles) {
+  const TemporaryDirectory folder;
+  folder.write("real/a");
+  fs::create_directory(folder / "Site");
+  fs::create_symlink("../real", folder / "Site/link");
+  fs::create_symlink("nothing", folder / "Site/broken");
+  setDate(folder / "Site/broken", 12345);
+  const auto plan = scanned(folder.text("Site"))->uploadInfo();
+  ASSERT_EQ(plan->count(), 4U);
+  std::map<std::string, Ref<NSDictionary>> records;
+  for (const id& record : *plan) {
+    records[utf8(as<NSDictionary>(record)->objectForKey("LocalPath"_ns))] = as<NSDictionary>(record);
+  }
+  EXPECT_TRUE(NSEqualObjects(records[folder / "Site/link"], folderRecord(folder.text("Site/link"), "/Site"_ns)));
+  ASSERT_TRUE(records[folder / "Site/link/a"]);
+  EXPECT_EQ(utf8(records[folder / "Site/link/a"]->objectForKey("RemoteDirectory"_ns)), "/Site/link");
+  EXPECT_TRUE(
+      NSEqualObjects(records[folder / "Site/broken"], fileRecord(folder.text("Site/broken"), "/Site"_ns, 12345)));
+}
+
+TEST(TelvoFTPDataScan, ALinkLoopEndsWhereTheSystemEndsIt) {
+  const TemporaryDirectory folder;
+  fs::create_directory(folder / "Site");
+  fs::create_symlink(".", folder / "Site/loop");
+  const auto plan = scanned(folder.text("Site"))->uploadInfo();
+  EXPECT_GT(plan->count(), 30U);
+  EXPECT_LT(plan->count(), 100U);
+  EXPECT_EQ(utf8(recordAt(plan, plan->count() - 1)->objectForKey("IsDirectory"_ns)), "0");
+}
+
+TEST(TelvoFTPDataScan, NamesThatAreNotUTF8KeepTheirBytes) {
+  const TemporaryDirectory folder;
+  folder.write("Site/caf\xe9/\x01");
+  const auto plan = scanned(folder.text("Site"))->uploadInfo();
+  EXPECT_EQ(values(plan, "LocalPath"_ns).back(), folder / "Site/caf\xe9/\x01");
+  EXPECT_EQ(values(plan, "RemoteDirectory"_ns).back(), "/Site/caf\xe9");
+}
+
+TEST(TelvoFTPDataScan, PipesAndSocketsArePlannedAsFiles) {
+  const TemporaryDirectory folder;
+  ASSERT_EQ(mkfifo((folder / "fifo").c_str(), 0600), 0);
+  const auto plan = scanned(folder.text("fifo"))->uploadInfo();
+  ASSERT_EQ(plan->count(), 1U);
+  EXPECT_EQ(utf8(recordAt(plan, 0)->objectForKey("IsDirectory"_ns)), "0");
+}
+
+TEST(TelvoFTPDataScan, DeepTreesNeedNoStack) {
+  const TemporaryDirectory folder;
+  std::string deep = "t";
+  for (int level = 0; level < 500; ++level) deep += "/d";
+  folder.write(deep + "/file");
+  Ref<NSMutableArray> plan;
+  // A thread with hardly more than the smallest stack there can be.
+  pthread_attr_t attributes;
+  pthread_attr_init(&attributes);
+  pthread_attr_setstacksize(&attributes, 512UL * 1024);
+  struct Work {
+    const TemporaryDirectory& folder;
+    Ref<NSMutableArray>& plan;
+  } work{folder, plan};
+  pthread_t thread{};
+  const auto scan = [](void* argument) -> void* {
+    const auto& each = *static_cast<Work*>(argument);
+    each.plan = scanned(each.folder.text("t"))->uploadInfo();
+    return nullptr;
+  };
+  ASSERT_EQ(pthread_create(&thread, &attributes, scan, &work), 0);
+  pthread_join(thread, nullptr);
+  pthread_attr_destroy(&attributes);
+  EXPECT_EQ(plan->count(), 502U);
+}
+
+// ---- The filter ----
+
+Ref<TelvoFTPData> filtered(const Ref<NSMutableArray>& plan, const Ref<NSArray>& cache) {
+  const auto job = TelvoFTPData::ftpData();
+  job->setUploadInfo(plan);
+  job->setCachedInfo(cache);
+  job->filterUploadInfoUsingCachedInfo();
+  return job;
+}
+
+TEST(TelvoFTPDataFilter, WithoutACacheEverythingStays) {
+  const auto plan = NSMutableArray::arrayWithObjects({fileRecord("/a"_ns, "/"_ns, 1)});
+  const auto job = filtered(plan, nil);
+  EXPECT_EQ(job->count(), 1U);
+  EXPECT_TRUE(NSEqualObjects(job->cachedInfo(), plan)) << "the plan is the new cache all the same";
+}
+
+TEST(TelvoFTPDataFilter, WithAnEmptyCacheEverythingStays) {
+  EXPECT_EQ(filtered(NSMutableArray::arrayWithObjects({fileRecord("/a"_ns, "/"_ns, 1)}), NSArray::array())->count(),
+            1U);
+}
+
+TEST(TelvoFTPDataFilter, DropsWhatIsUnchangedAndKeepsTheOrderOfTheRest) {
+  const auto plan = NSMutableArray::arrayWithObjects(
+      {folderRecord("/s"_ns, "/"_ns), fileRecord("/s/new"_ns, "/s"_ns, 5), fileRecord("/s/same"_ns, "/s"_ns, 5),
+       fileRecord("/s/touched"_ns, "/s"_ns, 6), fileRecord("/s/moved"_ns, "/t"_ns, 5)});
+  const auto cache = NSArray::arrayWithObjects(
+      {fileRecord("/s/moved"_ns, "/s"_ns, 5), fileRecord("/s/gone"_ns, "/s"_ns, 5),
+       fileRecord("/s/touched"_ns, "/s"_ns, 5), fileRecord("/s/same"_ns, "/s"_ns, 5), folderRecord("/s"_ns, "/"_ns)});
+  const Ref<NSArray> complete = as<NSArray>(plan->copy());
+  const auto job = filtered(plan, cache);
+  EXPECT_EQ(values(job->uploadInfo(), "LocalPath"_ns), (std::vector<std::string>{"/s/new", "/s/touched", "/s/moved"}));
+  EXPECT_TRUE(NSEqualObjects(job->cachedInfo(), complete)) << "the complete plan is the new cache";
+}
+
+TEST(TelvoFTPDataFilter, LetterCaseAndFractionsOfSecondsDoNotCount) {
+  const auto plan = NSMutableArray::arrayWithObjects(
+      {fileRecord("/S/A.HTML"_ns, "/S"_ns, 5.9), folderRecord("/s/STRASSE"_ns, "/"_ns)});
+  const auto cache =
+      NSArray::arrayWithObjects({fileRecord("/s/a.html"_ns, "/s"_ns, 5.1), folderRecord("/s/straße"_ns, "/"_ns)});
+  EXPECT_EQ(filtered(plan, cache)->count(), 0U);
+}
+
+TEST(TelvoFTPDataFilter, AFileThatBecameAFolderIsSentAgain) {
+  const auto plan = NSMutableArray::arrayWithObjects({folderRecord("/a"_ns, "/"_ns)});
+  EXPECT_EQ(filtered(plan, NSArray::arrayWithObjects({fileRecord("/a"_ns, "/"_ns, 5)}))->count(), 1U);
+}
+
+TEST(TelvoFTPDataFilter, TheOrderOfKeysAndTheKindOfValuesDoNotCount) {
+  const auto plan = NSMutableArray::arrayWithObjects({folderRecord("/5"_ns, "/"_ns)});
+  const auto cache = NSArray::arrayWithObjects({NSDictionary::dictionary(
+      {{"RemoteDirectory"_ns, "/"_ns}, {"IsDirectory"_ns, "1"_ns}, {"LOCALPATH"_ns, "/5"_ns}})});
+  EXPECT_EQ(filtered(plan, cache)->count(), 0U);
+}
+
+TEST(TelvoFTPDataFilter, ACacheOfOtherThingsDropsNothing) {
+  const auto plan = NSMutableArray::arrayWithObjects({folderRecord("/a"_ns, "/"_ns)});
+  const auto cache = NSArray::arrayWithObjects(
+      {"/a"_ns, NSNumber::numberWithInteger(1), NSArray::array(), NSDictionary::dictionary()});
+  EXPECT_EQ(filtered(plan, cache)->count(), 1U);
+}
+
+TEST(TelvoFTPDataFilter, GivesExactlyWhatALinearSearchGives) {
+  std::minstd_rand random(7);
+  const std::vector<Ref<NSString>> names{"a"_ns,  "A"_ns,       "ä"_ns, "Ä"_ns, "ß"_ns,
+                                         "ss"_ns, "b \"q\""_ns, "ﬀ"_ns, "FF"_ns};
+  const auto anyRecord = [&]() -> id {
+    const auto& name = names[random() % names.size()];
+    const auto& directory = names[random() % names.size()];
+    if (random() % 3 == 0) return folderRecord(name, directory);
+    return fileRecord(name, directory, static_cast<double>(random() % 6) / 2);
+  };
+  for (int run = 0; run < 50; ++run) {
+    const auto plan = NSMutableArray::array();
+    const auto cache = NSMutableArray::array();
+    for (int i = 0; i < 60; ++i) plan->addObject(anyRecord());
+    for (int i = 0; i < 100; ++i) cache->addObject(random() % 4 ? anyRecord() : plan->objectAtIndex(random() % 60));
+    const auto expected = NSMutableArray::array();
+    for (const id& record : *plan) {
+      if (!telvo_containsObjectEquivalentTo(cache, record)) expected->addObject(record);
+    }
+    const auto job = filtered(NSMutableArray::arrayWithArray(plan), cache);
+    EXPECT_TRUE(NSEqualObjects(job->uploadInfo(), expected));
+  }
+}
+
+// ---- The cache file ----
+
+// Without a host a job stops before its first item, after the cache file has been written.
+Ref<TelvoFTPData> planned(const Ref<NSString>& source, const Ref<NSString>& cachePath) {
+  const auto job = TelvoFTPData::ftpData();
+  job->uploadPath_toHost_directory_username_password_cachedInfoPath_debugMode(source, ""_ns, "/"_ns, nil, nil,
+                                                                              cachePath, false);
+  return job;
+}
+
+TEST(TelvoFTPDataCache, ASecondRunPlansNothingAndWritesTheSameFile) {
+  const TemporaryDirectory folder;
+  folder.write("Site/a");
+  folder.write("Site/b/c");
+  setDate(folder / "Site/a", 1700000000, 999999999);
+  const auto cache = folder.text("cache.plist");
+  EXPECT_EQ(planned(folder.text("Site"), cache)->count(), 4U);
+  const std::string written = folder.read("cache.plist");
+  EXPECT_EQ(NSArray::arrayWithContentsOfFile(cache)->count(), 4U);
+  EXPECT_EQ(planned(folder.text("Site"), cache)->count(), 0U);
+  EXPECT_EQ(folder.read("cache.plist"), written);
+}
+
+TEST(TelvoFTPDataCache, ATouchedFileAloneIsPlannedAgain) {
+  const TemporaryDirectory folder;
+  folder.write("Site/a");
+  folder.write("Site/b/c");
+  planned(folder.text("Site"), folder.text("cache.plist"));
+  setDate(folder / "Site/b/c", 1000000000);
+  const auto job = planned(folder.text("Site"), folder.text("cache.plist"));
+  EXPECT_EQ(values(job->uploadInfo(), "LocalPath"_ns), (std::vector<std::string>{folder / "Site/b/c"}));
+  EXPECT_EQ(job->cachedInfo()->count(), 4U);
+}
+
+TEST(TelvoFTPDataCache, IsAnArrayOfRecordsInAnXMLPropertyList) {
+  const TemporaryDirectory folder;
+  folder.write("Site/a");
+  setDate(folder / "Site/a", 1000000000, 500000000);
+  planned(folder.text("Site"), folder.text("cache.plist"));
+  EXPECT_TRUE(folder.read("cache.plist").starts_with("<?xml"));
+  const auto records = NSArray::arrayWithContentsOfFile(folder.text("cache.plist"));
+  EXPECT_TRUE(NSEqualObjects(records, NSArray::arrayWithObjects({folderRecord(folder.text("Site"), "/"_ns),
+                                                                 fileRecord(folder.text("Site/a"), "/Site"_ns, 1e9)})));
+}
+
+TEST(TelvoFTPDataCache, AFileThatIsNoCacheFiltersNothingAndIsReplaced) {
+  for (const char* content : {"", "garbage", "<plist><array>", "<plist><dict/></plist>"}) {
+    const TemporaryDirectory folder;
+    folder.write("Site/a");
+    folder.write("cache.plist", content);
+    EXPECT_EQ(planned(folder.text("Site"), folder.text("cache.plist"))->count(), 2U) << content;
+    EXPECT_EQ(NSArray::arrayWithContentsOfFile(folder.text("cache.plist"))->count(), 2U) << content;
+  }
+}
+
+TEST(TelvoFTPDataCache, IsWrittenInPlace) {
+  const TemporaryDirectory folder;
+  folder.write("Site/a");
+  folder.write("real.plist");
+  ASSERT_EQ(chmod((folder / "real.plist").c_str(), 0640), 0);
+  fs::create_symlink("real.plist", folder / "cache.plist");
+  fs::create_hard_link(folder / "real.plist", folder / "second.plist");
+  planned(folder.text("Site"), folder.text("cache.plist"));
+  EXPECT_TRUE(fs::is_symlink(folder / "cache.plist"));
+  EXPECT_EQ(NSArray::arrayWithContentsOfFile(folder.text("second.plist"))->count(), 2U);
+  EXPECT_EQ(fs::status(folder / "real.plist").permissions(), fs::perms(0640));
+}
+
+TEST(TelvoFTPDataCache, AWriteThatFailsIsIgnored) {
+  const TemporaryDirectory folder;
+  folder.write("Site/a");
+  for (const auto& path : {folder.text("missing/cache.plist"), folder.text(), "/dev/full"_ns}) {
+    EXPECT_EQ(planned(folder.text("Site"), path)->count(), 2U);
+  }
+}
+
+TEST(TelvoFTPDataCache, WithoutAPathNothingIsReadOrWritten) {
+  const TemporaryDirectory folder;
+  folder.write("Site/a");
+  for (const auto& path : {Ref<NSString>(), ""_ns}) EXPECT_EQ(planned(folder.text("Site"), path)->count(), 2U);
+  EXPECT_EQ(scanned(folder.text())->count(), 3U) << "no file has appeared";
+}
+
+TEST(TelvoFTPDataCache, OnlyNamesThatXMLCannotHoldAreSentAgain) {
+  const TemporaryDirectory folder;
+  folder.write("Site/plain");
+  folder.write("Site/caf\xe9");
+  folder.write("Site/control\x01");
+  folder.write("Site/<&> \"quoted\"\r\n\t'é'");
+  planned(folder.text("Site"), folder.text("cache.plist"));
+  ASSERT_TRUE(NSArray::arrayWithContentsOfFile(folder.text("cache.plist")));
+  auto again = values(planned(folder.text("Site"), folder.text("cache.plist"))->uploadInfo(), "LocalPath"_ns);
+  std::ranges::sort(again);
+  EXPECT_EQ(again, (std::vector<std::string>{folder / "Site/caf\xe9", folder / "Site/control\x01"}));
+}
+
+// ---- The run ----
+
+// Collects what a job posts, and does something about each record when told to.
+class ProgressObserver : public NSObject {
+  NS_OBJECT(ProgressObserver, NSObject)
+
+ public:
+  static Ref<ProgressObserver> of(const Ref<TelvoFTPData>& job) {
+    const auto observer = make<ProgressObserver>();
+    NSNotificationCenter::defaultCenter()->addObserver_selector_name_object(observer, "progress:"_sel,
+                                                                            "TelvoFTPDataProgressNotification"_ns, job);
+    return observer;
+  }
+
+  void progress(const Ref<NSNotification>& notification) {
+    records.push_back(notification->userInfo());
+    if (then) then();
+  }
+
+  std::vector<std::string> all(const Ref<NSString>& key) const {
+    std::vector<std::string> result;
+    for (const auto& record : records) result.push_back(record ? utf8(record->objectForKey(key)) : "(no record)");
+    return result;
+  }
+
+  std::vector<Ref<NSDictionary>> records;
+  std::function<void()> then;
+};
+
+Class ProgressObserver::classObject() {
+  static const NSClass object("ProgressObserver", NSObject::classObject(),
+                              {method("progress:"_sel, &ProgressObserver::progress)});
+  return &object;
+}
+
+void run(const Ref<TelvoFTPData>& job, const Ref<NSString>& source, const Ref<NSString>& host,
+         const Ref<NSString>& cachePath = nil) {
+  job->uploadPath_toHost_directory_username_password_cachedInfoPath_debugMode(source, host, "/"_ns, nil, nil, cachePath,
+                                                                              true);
+}
+
+using Strings = std::vector<std::string>;
+
+// A space makes a name that no URL can hold, so that these items end at once, unsent, and no network is needed.
+TEST(TelvoFTPData, ReportsEachItemWhateverBecomesOfIt) {
+  const TemporaryDirectory folder;
+  folder.write("my site/a");
+  folder.write("my site/b");
+  const auto job = TelvoFTPData::ftpData();
+  const auto observer = ProgressObserver::of(job);
+  run(job, folder.text("my site"), "host"_ns);
+  EXPECT_EQ(observer->all("Nth"_ns), (Strings{"1", "2", "3"}));
+  EXPECT_EQ(observer->all("Total"_ns), (Strings{"3", "3", "3"}));
+  EXPECT_EQ(observer->all("Percent"_ns), (Strings{"33", "66", "100"}));
+  EXPECT_EQ(observer->all("IsMore"_ns), (Strings{"1", "1", "0"}));
+  EXPECT_EQ(observer->all("LocalPath"_ns).front(), folder / "my site");
+  EXPECT_EQ(observer->all("RemoteDirectory"_ns), (Strings{"/", "/my site", "/my site"}));
+  EXPECT_TRUE(as<NSNumber>(observer->records[0]->objectForKey("IsMore"_ns))->isBool());
+  EXPECT_FALSE(job->isWorking());
+  EXPECT_EQ(job->index(), 3U);
+  EXPECT_FALSE(job->currentInfo()) << "a job that has ended has no current item";
+  EXPECT_FALSE(job->debugMode()) << "the flag is not taken over";
+}
+
+TEST(TelvoFTPData, PercentIsCutToAWholeNumber) {
+  const auto job = TelvoFTPData::ftpData();
+  const auto percents = [&](int count) {
+    const auto plan = NSMutableArray::array();
+    for (int i = 0; i < count; ++i) plan->addObject(folderRecord("/a"_ns, "/"_ns));
+    job->setUploadInfo(plan);
+    job->resetIndex();
+    Strings result;
+    for (; job->currentInfo(); job->incrementIndex())
+      result.push_back(utf8(job->currentInfo()->objectForKey("Percent"_ns)));
+    return result;
+  };
+  EXPECT_EQ(percents(7), (Strings{"14", "28", "42", "57", "71", "85", "100"}));
+  const Strings many = percents(101);
+  EXPECT_EQ(many[0], "0");
+  EXPECT_EQ(many[1], "1");
+  EXPECT_EQ(many[99], "99");
+  EXPECT_EQ(many[100], "100");
+}
+
+TEST(TelvoFTPData, NothingToSendIsOneNotificationWithoutARecord) {
+  const TemporaryDirectory folder;
+  folder.write("Site/a");
+  planned(folder.text("Site"), folder.text("cache.plist"));
+  const auto job = TelvoFTPData::ftpData();
+  const auto observer = ProgressObserver::of(job);
+  run(job, folder.text("Site"), "host"_ns, folder.text("cache.plist"));
+  EXPECT_EQ(observer->all("Nth"_ns), (Strings{"(no record)"}));
+  EXPECT_FALSE(job->isWorking());
+  EXPECT_EQ(job->index(), 1U);
+}
+
+TEST(TelvoFTPData, AMissingSourceIsReportedWithAnEmptyPath) {
+  const auto job = TelvoFTPData::ftpData();
+  const auto observer = ProgressObserver::of(job);
+  run(job, nil, "host"_ns);
+  EXPECT_EQ(observer->all("LocalPath"_ns), (Strings{""}));
+  EXPECT_EQ(observer->all("Percent"_ns), (Strings{"100"}));
+}
+
+TEST(TelvoFTPData, AFreshJobIsIdle) {
+  const auto job = TelvoFTPData::ftpData();
+  EXPECT_FALSE(job->isWorking());
+  EXPECT_FALSE(job->isMore());
+  EXPECT_EQ(job->index(), 0U);
+  EXPECT_EQ(job->count(), 0U);
+  EXPECT_FALSE(job->currentInfo());
+  EXPECT_FALSE(job->cachedInfo());
+  EXPECT_FALSE(job->host());
+  EXPECT_FALSE(job->username());
+  EXPECT_FALSE(job->password());
+  job->setUploadInfo(NSMutableArray::arrayWithObjects({folderRecord("/a"_ns, "/"_ns), folderRecord("/b"_ns, "/"_ns)}));
+  EXPECT_FALSE(job->isMore()) << "more items, but not working";
+  job->stop();
+  EXPECT_FALSE(job->isWorking());
+}
+
+// Deliberate: such a job stalls, and nothing that it can be told moves it on.
+TEST(TelvoFTPData, WithoutAHostAJobPostsNothingAndStaysWorking) {
+  const TemporaryDirectory folder;
+  folder.write("Site/a");
+  for (const auto& host : {Ref<NSString>(), ""_ns}) {
+    const auto job = TelvoFTPData::ftpData();
+    const auto observer = ProgressObserver::of(job);
+    run(job, folder.text("Site"), host, folder.text("cache.plist"));
+    EXPECT_TRUE(job->isWorking());
+    EXPECT_EQ(job->index(), 0U);
+    EXPECT_TRUE(folder.has("cache.plist"));
+    job->stop();
+    NSRunLoop::currentRunLoop()->runUntilDate(NSDate::dateWithTimeIntervalSinceNow(0.05));
+    EXPECT_TRUE(observer->records.empty());
+    fs::remove(folder / "cache.plist");
+  }
+}
+
+TEST(TelvoFTPData, NothingToSendEndsAJobWithoutAHostToo) {
+  const TemporaryDirectory folder;
+  folder.write("Site/a");
+  planned(folder.text("Site"), folder.text("cache.plist"));
+  const auto job = TelvoFTPData::ftpData();
+  const auto observer = ProgressObserver::of(job);
+  run(job, folder.text("Site"), nil, folder.text("cache.plist"));
+  EXPECT_EQ(observer->records.size(), 1U);
+  EXPECT_FALSE(job->isWorking());
+}
+
+TEST(TelvoFTPData, TheCacheFileIsWrittenBeforeTheFirstItemIsSentAndWhateverBecomesOfIt) {
+  const TemporaryDirectory folder;
+  folder.write("my site/a");
+  const auto job = TelvoFTPData::ftpData();
+  const auto observer = ProgressObserver::of(job);
+  Strings sizes;
+  observer->then = [&] {
+    sizes.push_back(std::to_string(NSArray::arrayWithContentsOfFile(folder.text("cache.plist"))->count()));
+  };
+  run(job, folder.text("my site"), "host"_ns, folder.text("cache.plist"));
+  EXPECT_EQ(sizes, (Strings{"2", "2"})) << "the items failed and are recorded all the same";
+}
+
+TEST(TelvoFTPData, TheStackStaysFlatHoweverManyItemsThereAre) {
+  const TemporaryDirectory folder;
+  for (int i = 0; i < 3000; ++i) folder.write("my site/" + std::to_string(i));
+  const auto job = TelvoFTPData::ftpData();
+  const auto observer = ProgressObserver::of(job);
+  std::uintptr_t lowest = UINTPTR_MAX;
+  std::uintptr_t highest = 0;
+  observer->then = [&] {
+    const char here = 0;
+    lowest = std::min(lowest, reinterpret_cast<std::uintptr_t>(&here));
+    highest = std::max(highest, reinterpret_cast<std::uintptr_t>(&here));
+  };
+  run(job, folder.text("my site"), "host"_ns);
+  EXPECT_EQ(observer->records.size(), 3001U);
+  EXPECT_LT(highest - lowest, 4096U);
+}
+
+// A server that refuses the first connection after all and says nothing on those that follow.
+class SilentServer {
+ public:
+  SilentServer() {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    listener_ = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const bool ready = bind(listener_, reinterpret_cast<sockaddr*>(&address), length) == 0 &&
+                       listen(listener_, 16) == 0 &&
+                       getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &length) == 0;
+    EXPECT_TRUE(ready);
+    port_ = ntohs(address.sin_port);
+    thread_ = std::jthread([this] {
+      close(accept(listener_, nullptr, nullptr));
+      for (int connection = 0; (connection = accept(listener_, nullptr, nullptr)) >= 0;)
+        connections_.push_back(connection);
+    });
+  }
+  ~SilentServer() {
+    shutdown(listener_, SHUT_RDWR);
+    thread_.join();
+    close(listener_);
+    for (const int connection : connections_) close(connection);
+  }
+  SilentServer(const SilentServer&) = delete;
+  SilentServer& operator=(const SilentServer&) = delete;
+
+  Ref<NSString> host() const { return NSString::stringWithFormat("127.0.0.1:%d"_ns, port_); }
+
+ private:
+  int listener_ = -1;
+  int port_ = 0;
+  std::vector<int> connections_;
+  std::jthread thread_;
+};
+
+TEST(TelvoFTPData, AStopDuringTheSecondOfFiveItemsEndsTheJobWithItsRecord) {
+  const TemporaryDirectory folder;
+  for (const char* name : {"a", "b", "c", "d"}) folder.write(std::string("site/") + name);
+  const SilentServer server;
+  const auto job = TelvoFTPData::ftpData();
+  const auto observer = ProgressObserver::of(job);
+  observer->then = [&] {
+    // Once the second item is on its way.
+    if (observer->records.size() == 1) job->performSelector_withObject_afterDelay("stop"_sel, nil, 0.05);
+  };
+  run(job, folder.text("site"), server.host());
+  EXPECT_EQ(observer->all("Nth"_ns), (Strings{"1", "2"}));
+  EXPECT_EQ(observer->all("IsMore"_ns), (Strings{"1", "0"}));
+  EXPECT_EQ(observer->all("Percent"_ns), (Strings{"20", "40"}));
+  EXPECT_FALSE(job->isWorking());
+  NSRunLoop::currentRunLoop()->runUntilDate(NSDate::dateWithTimeIntervalSinceNow(0.05));
+  EXPECT_EQ(observer->records.size(), 2U) << "nothing more comes";
+}
+
+TEST(TelvoFTPData, AJobGoesOnToItsEndWhenItsOwnerLetsGoOfIt) {
+  const TemporaryDirectory folder;
+  folder.write("my site/a");
+  auto job = TelvoFTPData::ftpData();
+  const auto observer = ProgressObserver::of(job);
+  observer->then = [&] { job = nil; };
+  run(job, folder.text("my site"), "host"_ns);
+  EXPECT_EQ(observer->all("Nth"_ns), (Strings{"1", "2"}));
+}
+
+}  // namespace
