@@ -31,7 +31,8 @@ class EquivalenceIndex {
       return true;
     }
     if (positions_.empty()) hashAll();
-    const auto [first, last] = std::ranges::equal_range(positions_, text->hash(), {}, &Position::hash);
+    const auto [first, last] =
+        std::equal_range(positions_.begin(), positions_.end(), Position{text->hash(), 0}, hasLowerHash);
     const auto found = std::find_if(first, last, [&](const Position& each) { return matches(each.index, text); });
     if (found == last) return false;
     next_ = found->index + 1;
@@ -44,6 +45,7 @@ class EquivalenceIndex {
     NSUInteger index = 0;
   };
 
+  static bool hasLowerHash(const Position& left, const Position& right) { return left.hash < right.hash; }
   static Ref<NSString> foldedDescription(const id& object) { return object->description()->foldedString(); }
 
   bool matches(NSUInteger index, const Ref<NSString>& text) const {
@@ -56,7 +58,7 @@ class EquivalenceIndex {
     for (NSUInteger index = 0; index < objects_->count(); ++index) {
       positions_.push_back({foldedDescription(objects_->objectAtIndex(index))->hash(), index});
     }
-    std::ranges::sort(positions_, {}, &Position::hash);
+    std::sort(positions_.begin(), positions_.end(), hasLowerHash);
   }
 
   const Ref<NSArray> objects_;

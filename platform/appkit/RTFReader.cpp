@@ -14,7 +14,6 @@
 
 namespace {
 
-using appkit::noAttribute;
 using appkit::RTFToken;
 
 // Enough for every real document by far, and a bound for what the open groups take in memory.

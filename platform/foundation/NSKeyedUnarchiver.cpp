@@ -122,14 +122,14 @@ void NSKeyedUnarchiver::finishDecoding() {
   entries_.clear();
 }
 
-id NSKeyedUnarchiver::valueForKey(const Ref<NSString>& key) const {
+id NSKeyedUnarchiver::codedValueForKey(const Ref<NSString>& key) const {
   return values_ && !error() ? values_->objectForKey(foundation::archiveKey(key)) : id();
 }
 
-bool NSKeyedUnarchiver::containsValueForKey(const Ref<NSString>& key) const { return valueForKey(key) != nil; }
+bool NSKeyedUnarchiver::containsValueForKey(const Ref<NSString>& key) const { return codedValueForKey(key) != nil; }
 
 Ref<NSNumber> NSKeyedUnarchiver::numberForKey(const Ref<NSString>& key) {
-  const id value = valueForKey(key);
+  const id value = codedValueForKey(key);
   auto number = as<NSNumber>(value);
   if (value && !number) {
     failWithCode(NSCoderInvalidValueError,
@@ -154,7 +154,7 @@ double NSKeyedUnarchiver::decodeDoubleForKey(const Ref<NSString>& key) {
 }
 
 id NSKeyedUnarchiver::decodePropertyListForKey(const Ref<NSString>& key) {
-  id value = valueForKey(key);
+  id value = codedValueForKey(key);
   // Some writers make objects of values that others put in place.
   if (as<NSPropertyListUID>(value)) return objectReferredTo(value, propertyListClasses());
   if (value) weight_ = sum(weight_, weightOf(value));
@@ -162,17 +162,17 @@ id NSKeyedUnarchiver::decodePropertyListForKey(const Ref<NSString>& key) {
 }
 
 id NSKeyedUnarchiver::decodeObjectForKey(const Ref<NSString>& key) {
-  const id value = valueForKey(key);
+  const id value = codedValueForKey(key);
   return value ? objectReferredTo(value, classesForContent()) : id();
 }
 
 id NSKeyedUnarchiver::decodeObjectOfClasses_forKey(const std::vector<Class>& classes, const Ref<NSString>& key) {
-  const id value = valueForKey(key);
+  const id value = codedValueForKey(key);
   return value ? objectReferredTo(value, classes) : id();
 }
 
 Ref<NSArray> NSKeyedUnarchiver::decodeArrayOfObjectsForKey(const Ref<NSString>& key) {
-  const auto references = as<NSArray>(valueForKey(key));
+  const auto references = as<NSArray>(codedValueForKey(key));
   if (!references) return nil;
   const Classes classes = classesForContent();
   std::vector<id> objects;
@@ -206,7 +206,7 @@ Ref<NSArray> NSKeyedUnarchiver::decodeArrayOfKeysForKey(const Ref<NSString>& key
 
 // What the objects under the key take to be put into a set; false with an error when the archive has used up its share.
 bool NSKeyedUnarchiver::payForComparing(const Ref<NSString>& key, const NSArray& objects) {
-  const auto references = as<NSArray>(valueForKey(key));
+  const auto references = as<NSArray>(codedValueForKey(key));
   std::uint64_t weight = 0;
   std::uint64_t clashing = 0;  // objects that may all have the same hash
   std::uint64_t clashingWeight = 0;

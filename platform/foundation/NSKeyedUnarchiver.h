@@ -57,7 +57,7 @@ class NSKeyedUnarchiver : public NSCoder {
     bool isUnfinished = false;
   };
 
-  id valueForKey(const Ref<NSString>& key) const;
+  id codedValueForKey(const Ref<NSString>& key) const;
   Ref<NSNumber> numberForKey(const Ref<NSString>& key);
   bool payForComparing(const Ref<NSString>& key, const NSArray& objects);
   id objectReferredTo(const id& reference, const Classes& classes);

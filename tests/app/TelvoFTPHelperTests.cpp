@@ -30,15 +30,16 @@ class EndWatch : public testing::Environment {
  public:
   EndWatch() {
     std::atexit([] {
-      if (over || testing::internal::InDeathTestChild()) return;
+      if (!running || testing::internal::InDeathTestChild()) return;
       std::fputs("a helper has ended the test program\n", stderr);
       _exit(1);
     });
   }
-  void TearDown() override { over = true; }
+  void SetUp() override { running = true; }
+  void TearDown() override { running = false; }
 
  private:
-  static inline bool over = false;
+  static inline bool running = false;
 };
 
 [[maybe_unused]] testing::Environment* const endWatch = testing::AddGlobalTestEnvironment(new EndWatch);

@@ -55,7 +55,8 @@ def test_200_000_unchanged_files_are_nothing_to_send(owner, tmp_path):
         owner.wait_for_records(1, timeout=300)
         planning.terminate()
         assert planning.wait() == 0
-        owner.heard.clear()
+        # Records of the first helper may still be on their way.
+        owner.token = "second run"
         commands = len(server.commands)
         written = cache.read_bytes()
         assert written.count(b"<dict>") == 200_201

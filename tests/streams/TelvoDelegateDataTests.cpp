@@ -70,6 +70,9 @@ Class Watcher::classObject() {
 
 class TelvoDelegateDataTest : public testing::Test {
  protected:
+  // The informer owns its delegate, and what the delegate has noted holds the informer.
+  ~TelvoDelegateDataTest() override { informer->setDelegate(nil); }
+
   Ref<TelvoDelegateData> informer = make<TelvoDelegateData>();
   Ref<Listener> listener = make<Listener>();
 

@@ -45,6 +45,7 @@ class NSWorkspaceTest : public testing::Test {
   }
   // Everything that has happened on the bus so far has been told when this returns.
   void settle() {
+    std::erase(watcher->quits, "com.example.Last");
     for (int turns = 0; turns < 100 && (watcher->quits.empty() || watcher->quits.back() != "com.example.Last");
          ++turns) {
       quitAndTurn("com.example.Last");

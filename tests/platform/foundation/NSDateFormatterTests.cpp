@@ -196,7 +196,8 @@ TEST(NSDateFormatter, NumbersOfAnyLengthAreTurnedDown) {
     EXPECT_EQ(read(formatter, ("2024-03-05 14:07:" + number).c_str()), nil) << digits;
     EXPECT_EQ(read(formatter, (number + "-03-05 14:07:09").c_str()), nil) << digits;
     EXPECT_EQ(read(english("s.SSS"), ("7." + number).c_str()) != nil, digits == 9) << digits;
-    EXPECT_EQ(read(english("s.SSS"), ("7.\u200e" + number).c_str()), nil) << digits;
+    // A mark that formats pass over does not hide the number's length.
+    EXPECT_EQ(read(english("s.SSS"), ("7.\u200e" + number).c_str()) != nil, digits == 9) << digits;
   }
 }
 

@@ -127,7 +127,8 @@ TEST(NSObject, ObjectsWithoutCopiesRaise) {
 }
 
 TEST(NSObject, ClassesAreFoundByName) {
-  EXPECT_EQ(NSClassFromString("Lamp"), Lamp::classObject());
+  const Class lamp = Lamp::classObject();
+  EXPECT_EQ(NSClassFromString("Lamp"), lamp);
   EXPECT_EQ(NSClassFromString("Lantern"), nullptr);
   EXPECT_TRUE(NSMutableString::classObject()->isSubclassOfClass(NSString::classObject()));
 }
