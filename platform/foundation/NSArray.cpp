@@ -65,6 +65,33 @@ class ReverseEnumerator final : public NSEnumerator {
   NSUInteger rest_;
 };
 
+// Takes a hash of some elements of an array, those of arrays inside included. How many is bounded, because arrays may
+// be large, hold each other many times over, or hold themselves; which ones depends on nothing but counts, so that
+// equal arrays have equal hashes.
+class ContentHash {
+ public:
+  NSUInteger of(const NSArray& array) {
+    constexpr NSUInteger sampled = 32;
+    NSUInteger hash = array.count();
+    const NSUInteger step = hash / sampled + 1;
+    // From the end: records that differ often begin alike.
+    for (NSUInteger rest = array.count(); rest > 0 && affordable_ > 0; rest -= std::min(rest, step)) {
+      --affordable_;
+      hash = hash * multiplier + ofElement(*array.objectAtIndex(rest - 1));
+    }
+    return hash;
+  }
+
+ private:
+  NSUInteger ofElement(const NSObject& element) {
+    const auto* array = dynamic_cast<const NSArray*>(&element);
+    return array ? of(*array) : element.hash();
+  }
+
+  static constexpr NSUInteger multiplier = 1'000'003;  // odd, and large enough to spread small numbers
+  int affordable_ = 256;
+};
+
 // An object with the values that the descriptors order it by.
 struct SortEntry {
   id object;
@@ -229,7 +256,7 @@ bool NSArray::isEqual(const id& other) const {
   return array && std::ranges::equal(objects_, array->objects_, NSObjectEqual());
 }
 
-NSUInteger NSArray::hash() const { return count(); }
+NSUInteger NSArray::hash() const { return ContentHash().of(*this); }
 id NSArray::copy() const { return self(); }
 id NSArray::mutableCopy() const { return make<NSMutableArray>(objects_); }
 

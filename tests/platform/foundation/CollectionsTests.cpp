@@ -1,3 +1,7 @@
+#include <set>
+#include <utility>
+#include <vector>
+
 #include <gtest/gtest.h>
 
 #include "foundation/Foundation.h"
@@ -94,6 +98,49 @@ TEST(NSArray, RefusesNilAndWrongIndexes) {
   const auto array = NSMutableArray::arrayWithObjects({"b"_ns, "a"_ns, "b"_ns});
   array->removeObject(array->objectAtIndex(0));
   EXPECT_EQ(array->count(), 1U);
+}
+
+id integers(NSInteger count, NSInteger last = 0) {
+  const auto array = NSMutableArray::array();
+  for (NSInteger i = 1; i < count; ++i) array->addObject(NSNumber::numberWithInteger(i));
+  array->addObject(NSNumber::numberWithInteger(last));
+  return array;
+}
+
+TEST(NSArray, EqualArraysHaveEqualHashesHoweverTheyAreNested) {
+  const auto nested = [](const id& innermost) {
+    id array = innermost;
+    for (int depth = 0; depth < 600; ++depth) array = NSArray::arrayWithObjects({array, "x"_ns, array});
+    return array;
+  };
+  const std::vector<std::pair<id, id>> equals{
+      {NSArray::array(), NSMutableArray::array()},
+      {NSArray::arrayWithObjects({"a"_ns, NSNumber::numberWithInteger(1)}),
+       NSMutableArray::arrayWithObjects({NSMutableString::stringWithString("a"_ns), NSNumber::numberWithDouble(1.0)})},
+      {NSArray::arrayWithObject(integers(5)), NSMutableArray::arrayWithObjects({integers(5)->copy()})},
+      {integers(100'000), integers(100'000)},
+      {nested(integers(3)), nested(integers(3))},
+  };
+  for (const auto& [left, right] : equals) EXPECT_EQ(left->hash(), right->hash());
+}
+
+TEST(NSArray, HashesTellArraysOfOneLengthApart) {
+  std::set<NSUInteger> hashes;
+  constexpr NSInteger arrays = 1000;
+  for (NSInteger i = 0; i < arrays; ++i) {
+    hashes.insert(NSArray::arrayWithObjects({"record"_ns, NSNumber::numberWithInteger(i)})->hash());
+    hashes.insert(NSArray::arrayWithObjects({NSArray::arrayWithObject(NSNumber::numberWithInteger(i))})->hash());
+    hashes.insert(integers(500, i)->hash());
+  }
+  EXPECT_GT(hashes.size(), 3 * arrays * 9 / 10);
+}
+
+TEST(NSArray, AnArrayThatHoldsItselfHasAHash) {
+  const auto array = NSMutableArray::arrayWithObjects({"a"_ns});
+  array->addObject(array);
+  array->addObject(array);
+  EXPECT_EQ(array->hash(), array->hash());
+  array->removeAllObjects();
 }
 
 TEST(NSMutableArray, ReplacesARangeByAnotherArrayItselfIncluded) {
