@@ -41,16 +41,17 @@ void requireKey(const Ref<NSString>& key) {
   if (!key) NSException::raise_format(NSInvalidArgumentException(), "nil key in the user defaults"_ns);
 }
 
-// An immutable copy of all of it, which also shows whether it can be kept at all.
+// An immutable copy of all of it, which also shows whether it can be kept at all: under its key in a dictionary.
 id propertyListCopy(const id& value, const Ref<NSString>& key) {
   const auto data = NSPropertyListSerialization::dataWithPropertyList_format_options_error(
-      value, NSPropertyListBinaryFormat_v1_0, 0, nullptr);
+      NSDictionary::dictionary({{key, value}}), NSPropertyListBinaryFormat_v1_0, 0, nullptr);
   if (!data) {
     NSException::raise_format(NSInvalidArgumentException(),
                               "Attempt to insert non-property list object %@ for key %@"_ns, value, key);
   }
-  return NSPropertyListSerialization::propertyListWithData_options_format_error(data, NSPropertyListImmutable, nullptr,
-                                                                                nullptr);
+  const auto copy = as<NSDictionary>(NSPropertyListSerialization::propertyListWithData_options_format_error(
+      data, NSPropertyListImmutable, nullptr, nullptr));
+  return copy->objectForKey(key);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <ctime>
 #include <thread>
 
 #include <fcntl.h>
@@ -19,7 +20,6 @@
 #include "foundation/NSPathUtilities.h"
 #include "foundation/NSPropertyList.h"
 #include "foundation/NSString.h"
-#include "foundation/PropertyListCoding.h"
 
 namespace {
 
@@ -43,6 +43,22 @@ bool createFolder(const std::string& folder) {
   const auto& files = NSFileManager::defaultManager();
   return files->fileExistsAtPath(path) ||
          files->createDirectoryAtPath_withIntermediateDirectories_attributes_error(path, true, attributes, nullptr);
+}
+
+Ref<NSData> serialized(const Ref<NSDictionary>& content, NSPropertyListFormat format) {
+  return NSPropertyListSerialization::dataWithPropertyList_format_options_error(content, format, 0, nullptr);
+}
+
+id propertyListFrom(const Ref<NSData>& data) {
+  return NSPropertyListSerialization::propertyListWithData_options_format_error(data, NSPropertyListImmutable, nullptr,
+                                                                                nullptr);
+}
+
+// XML, for people who look into the file; binary when it holds something that XML would lose, such as the fraction of a
+// second or a control character.
+Ref<NSData> fileFrom(const Ref<NSDictionary>& content) {
+  auto xml = serialized(content, NSPropertyListXMLFormat_v1_0);
+  return NSEqualObjects(propertyListFrom(xml), content) ? xml : serialized(content, NSPropertyListBinaryFormat_v1_0);
 }
 
 // The lock that every process takes before it changes a file in the folder; free again when it is closed. Nothing when
@@ -98,18 +114,30 @@ std::optional<PreferencesFile::Version> PreferencesFile::versionOf(const std::st
   return Version{status.st_dev, status.st_ino, status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec};
 }
 
+// File systems take the time from a clock of some milliseconds, and give the number of a replaced file to the next new
+// one: what has just changed may change again and look the same.
+bool PreferencesFile::isSettled(const Version& version) {
+  constexpr std::int64_t nanosecondsPerSecond = 1'000'000'000;
+  constexpr std::int64_t longestTick = nanosecondsPerSecond / 10;
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  const std::int64_t seconds = std::clamp<std::int64_t>(now.tv_sec - version.seconds, -2, 2);
+  return seconds * nanosecondsPerSecond + now.tv_nsec - version.nanoseconds > longestTick;
+}
+
 PreferencesFile::State PreferencesFile::read(const std::string& path) {
   const auto version = versionOf(path);
   if (version && version == version_) return state_;
-  version_ = version;
+  version_ = version && isSettled(*version) ? version : std::nullopt;
   saved_ = nil;
   const auto bytes = contentsOfFile(path);
   if (!bytes) return state_ = errno == ENOENT || errno == ENOTDIR ? State::Missing : State::Unreadable;
-  const auto data = NSData::dataWithBytes(*bytes);
-  saved_ = as<NSDictionary>(NSPropertyListSerialization::propertyListWithData_options_format_error(
-      data, NSPropertyListImmutable, nullptr, nullptr));
+  saved_ = as<NSDictionary>(propertyListFrom(NSData::dataWithBytes(*bytes)));
   if (saved_) return state_ = State::Good;
-  NSLog("The preferences in %@ are damaged and are not used."_ns, NSString::stringWithUTF8String(path));
+  if (!version || version != reported_) {
+    NSLog("The preferences in %@ are damaged and are not used."_ns, NSString::stringWithUTF8String(path));
+  }
+  reported_ = version;
   return state_ = State::Damaged;
 }
 
@@ -122,9 +150,9 @@ bool PreferencesFile::writeChangesTo(const std::string& path) {
   const State state = read(path);
   if (state == State::Unreadable || (state == State::Damaged && !setAside(path))) return false;
   const Ref<NSDictionary> content = changed(saved_);
-  if (!content || !writeFile(path, XMLFromPropertyList(content), true, privateFile)) return false;
+  const auto file = fileFrom(content);
+  if (!file || !writeFile(path, file->view(), true, privateFile)) return false;
   saved_ = content;
-  version_ = versionOf(path);
   state_ = State::Good;
   changes_.clear();
   return true;

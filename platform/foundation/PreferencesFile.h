@@ -44,6 +44,7 @@ class PreferencesFile {
   bool writeChangesTo(const std::string& path);
   bool setAside(const std::string& path) const;
   static std::optional<Version> versionOf(const std::string& path);
+  static bool isSettled(const Version& version);
   Ref<NSDictionary> changed(const Ref<NSDictionary>& dictionary) const;
 
   struct Change {
@@ -55,8 +56,9 @@ class PreferencesFile {
   std::mutex mutex_;
   std::vector<Change> changes_;  // that are not in the file
   Ref<NSDictionary> saved_;      // what the file held at that version
-  std::optional<Version> version_;
+  std::optional<Version> version_;  // nothing when the file is to be read again
   State state_ = State::Missing;
+  std::optional<Version> reported_;  // as damaged
 };
 
 }  // namespace foundation

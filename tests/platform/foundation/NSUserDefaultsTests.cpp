@@ -1,6 +1,11 @@
+#include <chrono>
+#include <cmath>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
+#include <limits>
 #include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <sys/file.h>
@@ -147,6 +152,62 @@ TEST_F(NSUserDefaultsTest, EveryTypeRoundTripsThroughTheFile) {
     EXPECT_EQ(read->isa(), value->isa());
   }
   EXPECT_TRUE(as<NSNumber>(other()->objectForKey("true"_ns))->isBool());
+}
+
+TEST_F(NSUserDefaultsTest, WhatXMLCannotHoldRoundTripsAsWell) {
+  const std::vector<id> values{
+      NSDate::date(),
+      NSDate::dateWithTimeIntervalSince1970(-0.123456789),
+      NSDate::dateWithTimeIntervalSince1970(1e18),
+      "control \x01 character"_ns,
+      NSString::stringWithUnits(u"\xD800 alone"),
+      NSString::stringWithUTF8String("name\xff"),
+      NSNumber::numberWithDouble(std::numeric_limits<double>::infinity()),
+  };
+  for (const id& value : values) {
+    defaults_->setObject_forKey(NSArray::arrayWithObject(value), "list"_ns);
+    defaults_->setObject_forKey(value, "value"_ns);
+    defaults_->setObject_forKey(value, "key \x02"_ns);
+    EXPECT_TRUE(NSEqualObjects(other()->objectForKey("value"_ns), value)) << value->description()->UTF8String();
+    EXPECT_TRUE(NSEqualObjects(other()->objectForKey("key \x02"_ns), value)) << value->description()->UTF8String();
+    EXPECT_TRUE(NSEqualObjects(other()->arrayForKey("list"_ns)->firstObject(), value));
+  }
+  defaults_->setDouble_forKey(std::nan(""), "value"_ns);
+  EXPECT_TRUE(std::isnan(other()->doubleForKey("value"_ns)));
+}
+
+TEST_F(NSUserDefaultsTest, ValuesNestedAsDeepAsTheFileCanHoldAreAccepted) {
+  const auto nested = [](int depth) {
+    auto array = NSArray::array();
+    for (int i = 1; i < depth; ++i) array = NSArray::arrayWithObject(array);
+    return array;
+  };
+  defaults_->setObject_forKey(nested(511), "deep"_ns);
+  EXPECT_THROW(defaults_->setObject_forKey(nested(512), "deeper"_ns), Ref<NSException>);
+  defaults_->setObject_forKey("1"_ns, "a"_ns);
+  EXPECT_TRUE(NSEqualObjects(other()->objectForKey("a"_ns), "1"_ns));
+  EXPECT_NE(other()->objectForKey("deep"_ns), nil);
+}
+
+// A file can be replaced by another one of the same size within one tick of the clock that files are dated by.
+TEST_F(NSUserDefaultsTest, AReplacementThatLooksTheSameIsSeen) {
+  const auto writeNow = [&](const std::string& value, std::filesystem::file_time_type time) {
+    folder_.write(file_, "<plist><dict><key>a</key><string>" + value + "</string></dict></plist>");
+    std::filesystem::last_write_time(folder_ / file_, time);
+  };
+  const auto time = std::filesystem::file_time_type::clock::now() + std::chrono::hours(1);
+  writeNow("1", time);
+  EXPECT_TRUE(NSEqualObjects(defaults_->objectForKey("a"_ns), "1"_ns));
+  writeNow("2", time);
+  EXPECT_TRUE(NSEqualObjects(defaults_->objectForKey("a"_ns), "2"_ns));
+}
+
+TEST_F(NSUserDefaultsTest, ADamagedFileIsReportedOnce) {
+  folder_.write(file_, "garbage");
+  testing::internal::CaptureStderr();
+  for (int i = 0; i < 3; ++i) EXPECT_FALSE(defaults_->objectForKey("a"_ns));
+  const std::string log = testing::internal::GetCapturedStderr();
+  EXPECT_EQ(log.find("damaged"), log.rfind("damaged")) << log;
 }
 
 TEST_F(NSUserDefaultsTest, TheFileIsAnXMLPropertyListForItsUserOnly) {
