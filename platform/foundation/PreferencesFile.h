@@ -54,8 +54,8 @@ class PreferencesFile {
 
   const Ref<NSString> identifier_;
   std::mutex mutex_;
-  std::vector<Change> changes_;  // that are not in the file
-  Ref<NSDictionary> saved_;      // what the file held at that version
+  std::vector<Change> changes_;     // that are not in the file
+  Ref<NSDictionary> saved_;         // what the file held at that version
   std::optional<Version> version_;  // nothing when the file is to be read again
   State state_ = State::Missing;
   std::optional<Version> reported_;  // as damaged
