@@ -51,10 +51,10 @@ std::string uniqueText() {
   return result;
 }
 
-// Beside this program, in the libexec folder of the same installation, or on the path.
+// Beside this program, in its folder of the same installation, or on the path.
 std::string findHelper() {
   const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
-  for (const auto& path : {folder / helperName, folder.parent_path() / "libexec" / helperName}) {
+  for (const auto& path : {folder / helperName, folder / TELVO_HELPER_FOLDER / helperName}) {
     if (access(path.c_str(), X_OK) == 0) return path;
   }
   gchar* const found = g_find_program_in_path(helperName);

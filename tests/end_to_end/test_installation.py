@@ -1,0 +1,86 @@
+"""What `cmake --install` puts into a folder works there, away from the sources and from what was built."""
+
+import os
+import pathlib
+import shutil
+import subprocess
+import tempfile
+
+import pytest
+
+BUILD = pathlib.Path(os.environ.get("TELVO_BUILD", pathlib.Path(__file__).resolve().parents[2] / "build" / "dev"))
+LIBRARY_TESTS = pathlib.Path(os.environ.get("TELVO_CATEGORIES_TESTS", BUILD / "tests" / "categories_tests"))
+
+
+@pytest.fixture(scope="module")
+def installed():
+    # Outside of the sources, whose own Resources would be found from below them.
+    with tempfile.TemporaryDirectory(prefix="telvo-installed-") as folder:
+        subprocess.run([os.environ.get("TELVO_CMAKE", "cmake"), "--install", BUILD, "--prefix", folder],
+                       check=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=120)
+        yield pathlib.Path(folder)
+
+
+def environment(bus, folder, **more):
+    return {"PATH": "/usr/bin:/bin", "HOME": str(folder), "XDG_CONFIG_HOME": str(folder / "config"),
+            "DBUS_SESSION_BUS_ADDRESS": bus.address} | more
+
+
+def test_the_tool_finds_the_helper_and_uploads(installed, bus, any_server, sample_tree, tmp_path):
+    command = [installed / "bin" / "telvo-upload", "--user", any_server.username, sample_tree.path, any_server.address]
+    run = subprocess.run(command, env=environment(bus, tmp_path, TELVO_PASSWORD=any_server.password), timeout=120,
+                         text=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+    assert (run.returncode, run.stderr) == (0, "")
+    assert sample_tree.differences(any_server.root) == []
+
+
+def test_a_moved_installation_works_as_well(installed, bus, any_server, sample_tree, tmp_path):
+    moved = tmp_path / "elsewhere"
+    shutil.copytree(installed, moved, symlinks=True)
+    # Nothing of the first one is left to be found.
+    hidden = installed.with_name(installed.name + "-hidden")
+    installed.rename(hidden)
+    try:
+        run = subprocess.run([moved / "bin" / "telvo-upload", "--user", any_server.username, sample_tree.path,
+                              any_server.address], timeout=120, text=True, stdout=subprocess.PIPE,
+                             stderr=subprocess.PIPE,
+                             env=environment(bus, tmp_path, TELVO_PASSWORD=any_server.password))
+    finally:
+        hidden.rename(installed)
+    assert (run.returncode, run.stderr) == (0, "")
+    assert sample_tree.differences(any_server.root) == []
+
+
+def test_a_helper_that_is_missing_is_told(installed, bus, any_server, sample_tree, tmp_path):
+    moved = tmp_path / "incomplete"
+    shutil.copytree(installed / "bin", moved / "bin")
+    run = subprocess.run([moved / "bin" / "telvo-upload", sample_tree.path, any_server.address], timeout=120,
+                         text=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=environment(bus, tmp_path))
+    assert run.returncode == 1
+    assert "TelvoFTPHelper is not installed" in run.stderr
+
+
+def test_the_librarys_texts_are_found_by_a_program_beside_them(installed, tmp_path):
+    # The library's own tests, put where the helper is: their byte counts then come from the installed tables.
+    program = installed / "libexec" / "telvo" / "library-tests"
+    shutil.copy(LIBRARY_TESTS, program)
+    command = [program, "--gtest_filter=NSStringTelvoByteCounts.FollowTheUsersLanguage"]
+    resources = installed / "libexec" / "telvo" / "Resources"
+    try:
+        subprocess.run(command, check=True, timeout=60, cwd=tmp_path, stdout=subprocess.PIPE)
+        # And from nowhere else: without the tables the same test fails.
+        resources.rename(resources.with_name("Other"))
+        without = subprocess.run(command, timeout=60, cwd=tmp_path, stdout=subprocess.PIPE)
+        assert without.returncode != 0
+    finally:
+        if not resources.exists():
+            resources.with_name("Other").rename(resources)
+        program.unlink()
+
+
+def test_every_language_and_the_manual_pages_are_installed(installed):
+    languages = {"en", "de", "fr", "es", "it", "ja", "zh-Hans"}
+    tables = {path.parent.stem for path in installed.glob("libexec/telvo/Resources/*.lproj/TelvoOpen.strings")}
+    assert tables == languages
+    pages = {path.name for path in installed.glob("share/man/man1/*")}
+    assert pages == {"TelvoFTPHelper.1", "telvo-upload.1"}
