@@ -80,7 +80,7 @@ void FTPConnection::logIn() {
 }
 
 void FTPConnection::logInWithPassword() {
-  send("PASS " + endpoint_.password, Kind::Plain, [this](const FTPReply& reply) {
+  enqueue("PASS " + endpoint_.password, Kind::Plain, [this](const FTPReply& reply) {
     if (!reply.isCompletion()) fail(cfnetwork::errorWithReply(reply));
   });
   // What follows the login is sent along with it: a server that refuses the password refuses these too.
@@ -88,8 +88,9 @@ void FTPConnection::logInWithPassword() {
 }
 
 void FTPConnection::prepareForTransfers() {
-  send("TYPE I", Kind::Plain, [this](const FTPReply& reply) { loggedIn(reply); });
-  if (isPassive()) sendPassiveRequest(Kind::Plain);
+  enqueue("TYPE I", Kind::Plain, [this](const FTPReply& reply) { loggedIn(reply); });
+  if (isPassive()) return sendPassiveRequest(Kind::Plain);
+  flush();
 }
 
 void FTPConnection::loggedIn(const FTPReply& reply) {
@@ -138,17 +139,21 @@ bool FTPConnection::isReusable() {
   return true;
 }
 
-void FTPConnection::send(const std::string& line, Kind kind, ReplyHandler handler, bool ofDelegate) {
+void FTPConnection::enqueue(const std::string& line, Kind kind, ReplyHandler handler, bool ofDelegate) {
   if (state_ == State::Failed) return;
   commands_.push_back({kind, ofDelegate, std::move(handler), false});
   unsent_ += line;
   unsent_ += "\r\n";
-  flush();
   if (commands_.size() == 1) armDeadline();
 }
 
+void FTPConnection::send(const std::string& line, Kind kind, ReplyHandler handler, bool ofDelegate) {
+  enqueue(line, kind, std::move(handler), ofDelegate);
+  flush();
+}
+
 void FTPConnection::flush() {
-  while (!unsent_.empty()) {
+  while (socket_ && !unsent_.empty()) {
     const ssize_t sent = ::send(socket_.get(), unsent_.data(), unsent_.size(), MSG_NOSIGNAL);
     if (sent < 0 && errno == EINTR) continue;
     // A failure shows again when the socket is read, together with what the server may have said before it.
@@ -231,7 +236,7 @@ void FTPConnection::handleDuringTransfer(const FTPReply& reply) {
     const bool overtaken = isTransferCompletion(reply);
     const Command transfer = takeCommand(0);
     const Command behind = takeCommand(0);
-    if (overtaken) order_ = Order::Broken;
+    if (overtaken) habits_.order = Order::Broken;
     finish(behind, overtaken ? first : reply);
     finish(transfer, overtaken ? reply : first);
     return;
@@ -251,7 +256,7 @@ void FTPConnection::handleDuringTransfer(const FTPReply& reply) {
 
 void FTPConnection::orderBroken() {
   // The question that finds the order out harms no transfer; the request for a port may.
-  const bool isHarmful = std::exchange(order_, Order::Broken) != Order::Unknown;
+  const bool isHarmful = std::exchange(habits_.order, Order::Broken) != Order::Unknown;
   if (isHarmful && delegate_) delegate_->connectionDidOvertakeTransfer();
 }
 
@@ -307,7 +312,7 @@ void FTPConnection::passiveReply(const FTPReply& reply, bool extended, bool ahea
   portRequested_ = false;
   const auto port = extended ? FTPPortFromExtendedPassiveReply(reply) : FTPPortFromPassiveReply(reply);
   if (port) {
-    if (ahead && order_ == Order::Likely) order_ = Order::Kept;
+    if (ahead && habits_.order == Order::Likely) habits_.order = Order::Kept;
     return givePort(*port, nil);
   }
   // A refusal during a transfer says nothing about the command: some servers refuse everything then.
@@ -354,28 +359,31 @@ void FTPConnection::store(const std::string& path, bool isRepeatable, ReplyHandl
   transferSent_ = false;
   transferDrained_ = false;
   transferCompletedFirst_ = false;
-  commands_.push_back({Kind::Transfer, true, std::move(handler), false});
-  unsent_ += "STOR " + path + "\r\n";
-  const bool mayAsk = order_ == Order::Kept || (order_ == Order::Likely && isRepeatable);
-  if (isPassive() && order_ == Order::Unknown) {
+  enqueue("STOR " + path, Kind::Transfer, std::move(handler), true);
+  const bool mayAsk = habits_.order == Order::Kept || (habits_.order == Order::Likely && isRepeatable);
+  if (isPassive() && habits_.order == Order::Unknown) {
     sendProbe();
   } else if (isPassive() && mayAsk && !portRequested_ && port_ == 0) {
     sendPassiveRequest(Kind::BehindTransfer);
   } else {
     flush();
   }
-  armDeadline();
 }
 
 void FTPConnection::sendProbe() {
   send("NOOP", Kind::BehindTransfer, [this](const FTPReply& reply) {
     if (reply.code == 227 || reply.code == 229 || reply.code == 257) {
       // The answer to what was asked next: the server passes over what comes during a transfer.
-      order_ = Order::Broken;
+      habits_.order = Order::Broken;
       return fail(cfnetwork::errorWithCode(kCFURLErrorBadServerResponse, "The server passed over a command."));
     }
-    if (transferCompletedFirst_ && reply.isCompletion() && order_ == Order::Unknown) order_ = Order::Likely;
+    if (transferCompletedFirst_ && reply.isCompletion() && habits_.order == Order::Unknown)
+      habits_.order = Order::Likely;
   });
+}
+
+void FTPConnection::requestSize(const std::string& path, ReplyHandler handler) {
+  send("SIZE " + path, Kind::Plain, std::move(handler), true);
 }
 
 void FTPConnection::transferSent() { transferSent_ = true; }

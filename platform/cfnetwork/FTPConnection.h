@@ -24,6 +24,20 @@ struct FTPLimits {
   NSTimeInterval port = 10;      // for which a port that was asked for ahead of time is good: servers close them again
 };
 
+// What has been found out about a server: how far a transfer may run ahead of its replies.
+struct FTPServerHabits {
+  // Whether the server answers a command that came during a transfer only after it. Likely: it did so with a harmless
+  // one; Kept: with a request for a port too.
+  enum class Order { Unknown, Likely, Kept, Broken };
+  // What becomes of data that comes before the command to store it. Taken: all of it was stored.
+  enum class EarlyData { Untried, Taken, Lost };
+
+  Order order = Order::Unknown;
+  EarlyData earlyData = EarlyData::Untried;
+
+  bool operator==(const FTPServerHabits&) const = default;
+};
+
 // A server and the way in. Texts are raw bytes without carriage returns, line feeds and NULs.
 struct FTPEndpoint {
   std::string host;
@@ -55,10 +69,6 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   // A port to connect to; 0 with the reply or failure that there is none.
   using PortHandler = std::function<void(std::uint16_t port, const Ref<NSError>& error)>;
 
-  // Whether the server answers a command that came during a transfer only after it. Likely: it did so with a harmless
-  // one; Kept: with a request for a port too.
-  enum class Order { Unknown, Likely, Kept, Broken };
-
   FTPConnection(Ref<NSRunLoop> runLoop, FTPEndpoint endpoint, const FTPLimits& limits);
   FTPConnection(const FTPConnection&) = delete;
   FTPConnection& operator=(const FTPConnection&) = delete;
@@ -78,9 +88,10 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   // that a connection that the server has closed in the meantime is noticed.
   bool isReusable();
   bool isThroughProxy() const { return throughProxy_; }
-  Order order() const { return order_; }
+  const FTPServerHabits& habits() const { return habits_; }
   // What is known from an earlier connection to the same server.
-  void setOrder(Order order) { order_ = order; }
+  void setHabits(const FTPServerHabits& habits) { habits_ = habits; }
+  void setEarlyData(FTPServerHabits::EarlyData earlyData) { habits_.earlyData = earlyData; }
   int descriptor() const { return socket_.get(); }
 
   // Makes a folder; the handler gets the reply.
@@ -95,6 +106,8 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   // for the next transfer is asked for along with it when the server is known to keep the order, and also when that is
   // only likely, provided that the transfer can be repeated.
   void store(const std::string& path, bool isRepeatable, ReplyHandler handler);
+  // Asks how many bytes a file has.
+  void requestSize(const std::string& path, ReplyHandler handler);
   // All data has been handed over and the data connection closed on this side.
   void transferSent();
   // The server has acknowledged all of it: its final reply is due.
@@ -104,6 +117,7 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   void close();
 
  private:
+  using Order = FTPServerHabits::Order;
   enum class State { Idle, Connecting, LoggingIn, LoggedIn, Failed };
   enum class Kind { Plain, Transfer, BehindTransfer };
   struct Command {
@@ -120,6 +134,8 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   void loggedIn(const FTPReply& reply);
   void prepareForTransfers();
 
+  // send() is enqueue() and flush(): what is enqueued before leaves in the same packet.
+  void enqueue(const std::string& line, Kind kind, ReplyHandler handler, bool ofDelegate = false);
   void send(const std::string& line, Kind kind, ReplyHandler handler, bool ofDelegate = false);
   void flush();
   void socketReady();
@@ -159,7 +175,7 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   bool transferSent_ = false;
   bool transferDrained_ = false;
   bool transferCompletedFirst_ = false;  // before the command behind it
-  Order order_ = Order::Unknown;
+  FTPServerHabits habits_;
 
   bool extendedPassive_ = true;
   bool extendedActive_ = true;

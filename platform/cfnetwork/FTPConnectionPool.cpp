@@ -26,7 +26,7 @@ std::shared_ptr<FTPConnection> FTPConnectionPool::take(const FTPEndpoint& endpoi
 }
 
 void FTPConnectionPool::give(const std::shared_ptr<FTPConnection>& connection) {
-  rememberOrder(connection->endpoint(), connection->order());
+  rememberHabits(connection->endpoint(), connection->habits());
   // A connection lives on its own thread's loop; a stream may be let go of on another one, once that thread is done.
   if (connection->runLoop() == NSRunLoop::currentRunLoop() && connection->isReusable()) {
     connections_.push_back(connection);
@@ -35,15 +35,15 @@ void FTPConnectionPool::give(const std::shared_ptr<FTPConnection>& connection) {
   }
 }
 
-FTPConnection::Order FTPConnectionPool::knownOrder(const FTPEndpoint& endpoint) const {
+FTPServerHabits FTPConnectionPool::knownHabits(const FTPEndpoint& endpoint) const {
   const auto found = std::ranges::find_if(
       servers_, [&](const Server& server) { return server.host == endpoint.host && server.port == endpoint.port; });
-  return found == servers_.end() ? FTPConnection::Order::Unknown : found->order;
+  return found == servers_.end() ? FTPServerHabits() : found->habits;
 }
 
-void FTPConnectionPool::rememberOrder(const FTPEndpoint& endpoint, FTPConnection::Order order) {
-  if (order == FTPConnection::Order::Unknown) return;
+void FTPConnectionPool::rememberHabits(const FTPEndpoint& endpoint, const FTPServerHabits& habits) {
+  if (habits == FTPServerHabits()) return;
   std::erase_if(servers_,
                 [&](const Server& server) { return server.host == endpoint.host && server.port == endpoint.port; });
-  servers_.push_back({endpoint.host, endpoint.port, order});
+  servers_.push_back({endpoint.host, endpoint.port, habits});
 }

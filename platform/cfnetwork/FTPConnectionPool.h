@@ -19,18 +19,23 @@ class FTPConnectionPool {
   void give(const std::shared_ptr<FTPConnection>& connection);
 
   // What is known of the server from the connections to it that were given.
-  FTPConnection::Order knownOrder(const FTPEndpoint& endpoint) const;
+  FTPServerHabits knownHabits(const FTPEndpoint& endpoint) const;
+
+  // Of the streams on this thread that are not given limits of their own.
+  const FTPLimits& limits() const { return limits_; }
+  void setLimits(const FTPLimits& limits) { limits_ = limits; }
 
   ~FTPConnectionPool();
 
  private:
-  void rememberOrder(const FTPEndpoint& endpoint, FTPConnection::Order order);
+  void rememberHabits(const FTPEndpoint& endpoint, const FTPServerHabits& habits);
 
   struct Server {
     std::string host;
     std::uint16_t port;
-    FTPConnection::Order order;
+    FTPServerHabits habits;
   };
+  FTPLimits limits_;
   std::vector<Server> servers_;
   std::vector<std::shared_ptr<FTPConnection>> connections_;
 };

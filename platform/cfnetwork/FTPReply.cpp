@@ -113,3 +113,10 @@ std::optional<std::uint16_t> FTPPortFromPassiveReply(const FTPReply& reply) {
     text.remove_prefix(std::min(text.find_first_not_of(digits), text.size()));
   }
 }
+
+std::optional<std::uint64_t> FTPSizeFromReply(const FTPReply& reply) {
+  std::string_view text = reply.text;
+  std::uint64_t size = 0;
+  if (reply.code != 213 || !readNumber(text, size)) return std::nullopt;
+  return text.find_first_not_of(' ') == std::string_view::npos ? std::optional(size) : std::nullopt;
+}

@@ -45,3 +45,5 @@ class FTPReplyParser {
 std::optional<std::uint16_t> FTPPortFromExtendedPassiveReply(const FTPReply& reply);
 // The port in a reply to PASV (227). The address in it is not looked at: data goes to the server that was asked.
 std::optional<std::uint16_t> FTPPortFromPassiveReply(const FTPReply& reply);
+// The number of bytes in a reply to SIZE (213, RFC 3659).
+std::optional<std::uint64_t> FTPSizeFromReply(const FTPReply& reply);

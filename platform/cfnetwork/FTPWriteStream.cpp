@@ -126,6 +126,8 @@ bool FTPWriteStream::setProperty_forKey(const id& property, const Ref<NSString>&
 
 Ref<NSRunLoop> FTPWriteStream::loop() const { return runLoop() ? runLoop() : NSRunLoop::currentRunLoop(); }
 
+const FTPLimits& FTPWriteStream::limits() const { return limits_ ? *limits_ : FTPConnectionPool::ofThread().limits(); }
+
 void FTPWriteStream::open() {
   if (phase_ != Phase::Idle) return;
   phase_ = Phase::Preparing;
@@ -175,9 +177,9 @@ void FTPWriteStream::useConnection() {
 
 void FTPWriteStream::openConnection() {
   fromPool_ = false;
-  connection_ = std::make_shared<FTPConnection>(loop(), endpoint_, limits_);
+  connection_ = std::make_shared<FTPConnection>(loop(), endpoint_, limits());
   connection_->setDelegate(this);
-  connection_->setOrder(FTPConnectionPool::ofThread().knownOrder(endpoint_));
+  connection_->setHabits(FTPConnectionPool::ofThread().knownHabits(endpoint_));
   connection_->open();
 }
 
@@ -190,6 +192,7 @@ void FTPWriteStream::connectionDidLogIn() {
 void FTPWriteStream::transfer() {
   phase_ = Phase::Transferring;
   store_ = Store::NotAsked;
+  isTrial_ = false;
   dataEnded_ = false;
   pending_ = kept_;
   channel_.reset();
@@ -213,7 +216,7 @@ void FTPWriteStream::folderReply(const FTPReply& reply) {
 
 std::unique_ptr<FTPDataChannel> FTPWriteStream::makeChannel() {
   FTPDataChannel::Delegate& delegate = *this;
-  return std::make_unique<FTPDataChannel>(loop(), limits_, delegate);
+  return std::make_unique<FTPDataChannel>(loop(), limits(), delegate);
 }
 
 void FTPWriteStream::connectPassively() {
@@ -221,10 +224,13 @@ void FTPWriteStream::connectPassively() {
     if (port == 0) return failWith(error);
     channel_ = makeChannel();
     channel_->connect(*connection_, port);
-    // A server that has not shown yet that it waits with the next port is asked for it only along with a file of
-    // which all data is at hand: should it break the transfer off, everything is sent once more.
-    const bool isTrial = connection_->order() == FTPConnection::Order::Likely;
-    if (isTrial && !ending_) {
+    // What may harm the transfer is tried out only with a file of which all data is at hand, so that everything can be
+    // sent once more: whether the server waits with the next port, and what becomes of data that comes early.
+    const FTPServerHabits& habits = connection_->habits();
+    const bool isUntried =
+        habits.order == FTPServerHabits::Order::Likely ||
+        (habits.order == FTPServerHabits::Order::Kept && habits.earlyData == FTPServerHabits::EarlyData::Untried);
+    if (isUntried && !ending_) {
       store_ = Store::Held;
     } else {
       // Without waiting for the data connection: both take the same round trip.
@@ -246,6 +252,7 @@ void FTPWriteStream::listenActively() {
 void FTPWriteStream::sendStore(bool isRepeatable) {
   store_ = Store::Asked;
   connection_->store(path_, isRepeatable, [this](const FTPReply& reply) { storeReply(reply); });
+  if (dataEnded_) connection_->transferSent();
 }
 
 void FTPWriteStream::storeReply(const FTPReply& reply) {
@@ -253,14 +260,31 @@ void FTPWriteStream::storeReply(const FTPReply& reply) {
     store_ = Store::Accepted;
     return proceed();
   }
+  if (isTrial_ && (reply.isRefusal() || !dataEnded_)) return startOver();
   if (!reply.isCompletion()) return failWith(cfnetwork::errorWithReply(reply));
+  if (!dataEnded_) return failWith(failure_ ? failure_ : cutShortError());
+  if (isTrial_ || failure_) return checkSize();
   store_ = Store::Confirmed;
-  if (failure_) return failWith(failure_);
-  if (!dataEnded_) return failWith(cutShortError());
   confirm();
 }
 
+// The server's confirmation alone does not tell whether it has stored everything; the file's size does.
+void FTPWriteStream::checkSize() {
+  store_ = Store::Checking;
+  patience_.reset();
+  const Ref<NSError> doubt = failure_ ? failure_ : cutShortError();
+  if (!connection_->isLoggedIn()) return failWith(doubt);
+  connection_->requestSize(path_, [this, doubt](const FTPReply& reply) {
+    const bool isWhole = FTPSizeFromReply(reply) == written_;
+    if (isTrial_ && !isWhole) return startOver();
+    if (!isWhole) return failWith(doubt);
+    if (isTrial_) connection_->setEarlyData(FTPServerHabits::EarlyData::Taken);
+    finish();
+  });
+}
+
 // A confirmation counts once the server has ended the data connection in good order: with data left unread it cannot.
+// Some servers break every data connection off, though; those are asked for the file's size.
 void FTPWriteStream::confirm() {
   // The end of a proxy's connection says nothing about the server's.
   if (connection_->isThroughProxy()) return finish();
@@ -268,7 +292,7 @@ void FTPWriteStream::confirm() {
     case FTPDataChannel::Ending::Good:
       return finish();
     case FTPDataChannel::Ending::Broken:
-      return failWith(cutShortError());
+      return checkSize();
     case FTPDataChannel::Ending::None:
       return after(longestEndWait, &FTPWriteStream::confirmWithoutEnd);
   }
@@ -296,19 +320,26 @@ void FTPWriteStream::connectionDidFail(const Ref<NSError>& error) {
 }
 
 // A kept connection that has died since, or a port asked for ahead of time that is no longer open, is replaced unseen:
-// once, and only while the server has stored nothing and all data so far is still here.
+// once, and only while the server has stored nothing and all data so far is still here. A trial that goes wrong in any
+// way is repeated without running ahead.
 bool FTPWriteStream::mayStartOver() const {
-  return fromPool_ && !startedOver_ && store_ < Store::Accepted && !failure_ && canRepeat();
+  if (failure_ || !canRepeat()) return false;
+  return isTrial_ || (fromPool_ && !startedOver_ && store_ < Store::Accepted);
 }
 
 void FTPWriteStream::startOver() {
-  startedOver_ = true;
+  if (isTrial_) {
+    connection_->setEarlyData(FTPServerHabits::EarlyData::Lost);
+  } else {
+    startedOver_ = true;
+  }
   replaceConnection();
 }
 
 void FTPWriteStream::replaceConnection() {
   store_ = Store::NotAsked;
   cancel(NSStreamEventHasSpaceAvailable);
+  patience_.reset();
   channel_.reset();
   connection_->close();
   FTPConnectionPool::ofThread().give(connection_);
@@ -334,14 +365,15 @@ void FTPWriteStream::dataChannelDidDrain() { connection_->transferDrained(); }
 void FTPWriteStream::dataChannelDidEnd() {
   const Ref<NSStream> keptAlive(this);
   if (store_ == Store::Confirmed) return finish();
-  connection_->transferDrained();
+  if (store_ < Store::Checking) connection_->transferDrained();
 }
 
 void FTPWriteStream::dataChannelDidFail(const Ref<NSError>& error) {
   const Ref<NSStream> keptAlive(this);
-  if (store_ == Store::Confirmed) return failWith(cutShortError());
   channel_.reset();
-  if (connection_->isPortFromAhead() && mayStartOver()) return startOver();
+  if (store_ == Store::Checking) return;
+  if (store_ == Store::Confirmed) return checkSize();
+  if ((isTrial_ || connection_->isPortFromAhead()) && mayStartOver()) return startOver();
   waitForReason(error);
 }
 
@@ -349,11 +381,27 @@ void FTPWriteStream::dataChannelDidFail(const Ref<NSError>& error) {
 // the writer has, and otherwise asks the writer for more.
 void FTPWriteStream::proceed() {
   if (!channel_ || !channel_->hasSpace() || failure_) return;
-  if (store_ == Store::Held && ending_) sendStore(true);
-  if (store_ != Store::Held && !sendPending()) return;
-  if (ending_) return endData();
+  if (store_ == Store::Held && ending_) return sendHeld();
+  if (mayHandOver() && !sendPending()) return;
+  if (ending_ && mayHandOver()) return endData();
   sinceEvent_ = 0;
-  if (room() > 0) signal(NSStreamEventHasSpaceAvailable);
+  if (!ending_ && room() > 0) signal(NSStreamEventHasSpaceAvailable);
+}
+
+// Data, or its end, that reaches the server before the command to store it is lost on servers that look at the data
+// connection on their own account. They send the preliminary reply at once, so that waiting for it costs nothing there.
+// Others send it only when the data connection has been made, a round trip later, and get the data without waiting
+// once a trial has shown that they store it.
+bool FTPWriteStream::mayHandOver() const {
+  const bool early = isTrial_ || connection_->habits().earlyData == FTPServerHabits::EarlyData::Taken;
+  return store_ >= Store::Accepted || (store_ == Store::Asked && early);
+}
+
+// All data is at hand. On trial it goes first, so that it is at the server before the command.
+void FTPWriteStream::sendHeld() {
+  isTrial_ = !pending_.empty() && connection_->habits().earlyData == FTPServerHabits::EarlyData::Untried;
+  if (isTrial_ && sendPending()) endData();
+  if (store_ == Store::Held) sendStore(true);
 }
 
 // False when something is left, or when the data connection has failed.
@@ -386,8 +434,8 @@ std::size_t FTPWriteStream::room() const {
 bool FTPWriteStream::hasSpaceAvailable() const {
   if (!takesData()) return false;
   if (isFolder_) return true;
-  const bool isReady = pending_.empty() || store_ == Store::Held;
-  return channel_ && channel_->hasSpace() && isReady && room() > 0 && sinceEvent_ < turnLimit;
+  if (!channel_ || !channel_->hasSpace() || room() == 0 || sinceEvent_ >= turnLimit) return false;
+  return pending_.empty() || !mayHandOver();
 }
 
 NSInteger FTPWriteStream::write_maxLength(const std::uint8_t* bytes, NSUInteger length) {
@@ -397,7 +445,8 @@ NSInteger FTPWriteStream::write_maxLength(const std::uint8_t* bytes, NSUInteger 
   // least a part of it is taken, to be sent later.
   std::size_t size = std::min<std::size_t>(length, std::max(room(), smallestTake));
   std::int64_t sent = 0;
-  if (store_ != Store::Held && pending_.empty() && channel_ && channel_->hasSpace()) sent = channel_->send(bytes, size);
+  const bool goesOut = mayHandOver();
+  if (goesOut && pending_.empty() && channel_ && channel_->hasSpace()) sent = channel_->send(bytes, size);
   const int error = sent < 0 ? errno : 0;
   if (error != 0 && !mayStartOver()) {
     loseChannel(error);
@@ -406,7 +455,7 @@ NSInteger FTPWriteStream::write_maxLength(const std::uint8_t* bytes, NSUInteger 
   if (sent > 0) {
     size = static_cast<std::size_t>(sent);
   } else {
-    if (store_ != Store::Held) size = std::min(size, smallestTake);
+    if (goesOut) size = std::min(size, smallestTake);
     pending_.append(reinterpret_cast<const char*>(bytes), size);
   }
   keep(bytes, size);
@@ -483,7 +532,7 @@ void FTPWriteStream::waitForReason(const Ref<NSError>& error) {
   if (store_ < Store::Asked) return failWith(error);
   failure_ = error;
   cancel(NSStreamEventHasSpaceAvailable);
-  after(std::min(longestReasonWait, limits_.reply), &FTPWriteStream::failWithFailure);
+  after(std::min(longestReasonWait, limits().reply), &FTPWriteStream::failWithFailure);
 }
 
 void FTPWriteStream::after(NSTimeInterval seconds, void (FTPWriteStream::*action)()) {

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "cfnetwork/FTPConnection.h"
@@ -22,7 +23,8 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
 
   const Ref<NSURL>& URL() const { return url_; }
 
-  // Replaces the usual limits; before open().
+  // Used instead of the thread's (FTPConnectionPool::limits); before open(). A connection that is kept from an earlier
+  // stream goes by the limits of the stream that has opened it.
   void setLimits(const FTPLimits& limits) { limits_ = limits; }
 
   // Begins in the next run-loop turn. "Open completed" comes with the data connection, or with the made folder. A
@@ -55,6 +57,7 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
     Held,       // asked for as soon as it is known whether all of the file can be kept
     Asked,      // not answered yet
     Accepted,   // the server has begun to store
+    Checking,   // the server says that it has stored everything, and is asked how much that is
     Confirmed,  // the server says that it has stored everything
   };
 
@@ -70,6 +73,7 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
   void start();
   Ref<NSError> prepareEndpoint();
   Ref<NSRunLoop> loop() const;
+  const FTPLimits& limits() const;
   void useConnection();
   void openConnection();
   void transfer();
@@ -79,12 +83,15 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
   void listenActively();
   void sendStore(bool isRepeatable);
   void storeReply(const FTPReply& reply);
+  void checkSize();
   void confirm();
   void confirmWithoutEnd();
   bool mayStartOver() const;
   void startOver();
   void replaceConnection();
   void proceed();
+  bool mayHandOver() const;
+  void sendHeld();
   bool sendPending();
   void loseChannel(int code);
   void keep(const std::uint8_t* bytes, std::size_t length);
@@ -106,7 +113,7 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
   Ref<NSString> password_;
   id proxies_;
   bool passive_ = true;
-  FTPLimits limits_;
+  std::optional<FTPLimits> limits_;
   std::function<bool()> interruption_;
 
   Phase phase_ = Phase::Idle;
@@ -119,6 +126,7 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
 
   bool fromPool_ = false;  // the connection was used before, so it may have died unnoticed
   bool startedOver_ = false;
+  bool isTrial_ = false;  // the data goes out ahead of the command, to find out what the server does with it
   Store store_ = Store::NotAsked;
   bool dataEnded_ = false;  // everything is on its way and the data connection closed on this side
   bool opened_ = false;

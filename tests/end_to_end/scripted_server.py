@@ -360,6 +360,11 @@ def _mkd(session, argument):
     session.reply(b'257 "%s" created.' % argument.encode("utf-8", "surrogateescape"))
 
 
+def _size(session, argument):
+    content = session.server.files.get(argument)
+    session.reply(b"550 No such file." if content is None else b"213 %d" % len(content))
+
+
 def _stor(session, argument):
     store()(session, argument)
 
@@ -383,6 +388,7 @@ _USUAL = {
     "PORT": _port,
     "MKD": _mkd,
     "STOR": _stor,
+    "SIZE": _size,
     "QUIT": _quit,
 }
 

@@ -316,6 +316,7 @@ void ScriptedFTPServer::Session::useActive(const std::string& host, std::uint16_
 bool ScriptedFTPServer::Session::openData() {
   Address peer;
   dataEnd_.reset();
+  if (data_) return true;
   if (activePort_ != 0) {
     peer = addressOf(activeHost_, activePort_);
     data_ = FileDescriptor(::socket(peer.storage.ss_family, SOCK_STREAM | SOCK_CLOEXEC, 0));
@@ -333,6 +334,18 @@ bool ScriptedFTPServer::Session::openData() {
   if (!data_) return false;
   server_.note([&] { server_.dataPeers_.push_back(hostOf(peer)); });
   return true;
+}
+
+bool ScriptedFTPServer::Session::hasEarlyData(double seconds) {
+  pollfd descriptors[] = {
+      {listener_.get(), POLLIN, 0}, {control_.get(), POLLIN, 0}, {server_.closing_.get(), POLLIN, 0}};
+  while (::poll(descriptors, 3, -1) < 0) {
+  }
+  if (descriptors[2].revents != 0) throw Over();
+  if (descriptors[0].revents == 0 && ::poll(descriptors, 1, 50) == 0) return false;
+  if (!openData()) return false;
+  pollfd data{data_.get(), POLLIN, 0};
+  return ::poll(&data, 1, static_cast<int>(seconds * 1000)) > 0;
 }
 
 // One packet. False at the data's end.
@@ -457,6 +470,10 @@ void ScriptedFTPServer::Session::perform(const std::string& verb, const std::str
   if (verb == "EPRT") return usualExtendedActive(*this, argument);
   if (verb == "PORT") return usualOldActive(*this, argument);
   if (verb == "STOR") return scripted::storeThen("226 Stored.")(*this, argument);
+  if (verb == "SIZE") {
+    const auto content = server_.file(argument);
+    return reply(content ? "213 " + std::to_string(content->size()) : "550 No such file.");
+  }
   if (verb == "MKD") {
     bool made = false;
     server_.note([&] { made = server_.folders_.insert(argument).second; });
@@ -543,6 +560,21 @@ Action storeServing(const std::string& line) {
     session.note(path, content);
     // A transfer that a command has ended is not answered at all.
     if (session.dataEnd() == ScriptedFTPServer::End::Orderly) session.reply(line);
+  };
+}
+
+Action passiveLosingEarlyData(double seconds) {
+  return [seconds](Session& session, const std::string&) {
+    session.reply(extendedPassiveReply(session.listen()));
+    session.lostData = session.hasEarlyData(seconds);
+    if (session.lostData) session.closeData();
+  };
+}
+
+Action passiveSwallowingEarlyData(double seconds) {
+  return [seconds](Session& session, const std::string&) {
+    session.reply(extendedPassiveReply(session.listen()));
+    if (session.hasEarlyData(seconds)) session.receive();
   };
 }
 

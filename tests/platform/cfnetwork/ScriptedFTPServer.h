@@ -148,6 +148,9 @@ class ScriptedFTPServer::Session {
   void useActive(const std::string& host, std::uint16_t port);
   // Makes or accepts the data connection as agreed; false when the client does not come about.
   bool openData();
+  // Accepts the data connection before the command it is for, and waits for bytes or the end on it for so long: whether
+  // they came. Not when another command comes before the data connection.
+  bool hasEarlyData(double seconds);
   // Reads data up to its end, or until so many bytes have come, and gives what it read.
   std::string receive(std::size_t limit = std::string::npos);
   // The same, serving commands as they come in.
@@ -161,6 +164,7 @@ class ScriptedFTPServer::Session {
 
   std::string user;
   bool loggedIn = false;
+  bool lostData = false;  // by passiveLosingEarlyData()
 
  private:
   friend class ScriptedFTPServer;
@@ -204,6 +208,10 @@ Action afterSeconds(double seconds, Action action);
 Action storeThen(const std::string& line);
 // The same, but serves commands that come during the transfer at once.
 Action storeServing(const std::string& line);
+// EPSV: looks at the data connection on its own account, for so many seconds before it goes on to the next command.
+// What comes in the meantime makes it close the data connection, or is thrown away.
+Action passiveLosingEarlyData(double seconds = 0.1);
+Action passiveSwallowingEarlyData(double seconds = 0.1);
 // The reply to PASV that names this host and port, such as "127,0,0,1" and 7.
 std::string passiveReply(const std::string& host, std::uint16_t port);
 std::string extendedPassiveReply(std::uint16_t port);
