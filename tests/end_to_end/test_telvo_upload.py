@@ -5,6 +5,7 @@ import pathlib
 import pty
 import signal
 import subprocess
+import termios
 
 import pytest
 
@@ -199,7 +200,9 @@ def test_the_password_comes_from_a_file_first_and_then_from_the_environment(tool
     assert scripted.files == {}
 
 
-def test_the_password_is_asked_for_without_echo(tool_path, bus, scripted, source, tmp_path):
+@pytest.fixture
+def asking(tool_path, bus, scripted, source, tmp_path):
+    """The tool's process id, its terminal and what it has shown there, once it asks for the password."""
     pid, terminal = pty.fork()
     if pid == 0:
         environment = {**bus.environment, "HOME": str(tmp_path), "XDG_CONFIG_HOME": str(tmp_path / "config")}
@@ -208,6 +211,11 @@ def test_the_password_is_asked_for_without_echo(tool_path, bus, scripted, source
     shown = b""
     while b"Password for telvo@" not in shown:
         shown += os.read(terminal, 1000)
+    return pid, terminal, shown
+
+
+def test_the_password_is_asked_for_without_echo(asking, scripted):
+    pid, terminal, shown = asking
     os.write(terminal, scripted.password.encode() + b"\n")
     try:
         while block := os.read(terminal, 1000):
@@ -221,6 +229,19 @@ def test_the_password_is_asked_for_without_echo(tool_path, bus, scripted, source
     # On a terminal, one line is written over again and again.
     assert b"[########################] 100% 3 of 3" in shown
     assert shown.count(b"\r\x1b") + shown.count(b"\r[") >= 3
+
+
+@pytest.mark.parametrize("number", [signal.SIGINT, signal.SIGTERM, signal.SIGHUP])
+def test_a_signal_at_the_question_for_the_password_gives_the_terminal_its_echo_back(asking, scripted, number):
+    pid, terminal, _ = asking
+    assert not termios.tcgetattr(terminal)[3] & termios.ECHO
+    held = os.open(os.readlink(f"/proc/{pid}/fd/0"), os.O_RDWR | os.O_NOCTTY)
+    os.kill(pid, number)
+    assert os.waitstatus_to_exitcode(os.waitpid(pid, 0)[1]) == -number
+    assert termios.tcgetattr(terminal)[3] & termios.ECHO
+    os.close(held)
+    os.close(terminal)
+    assert scripted.files == {}
 
 
 def test_the_password_is_no_argument_of_anything(tool, scripted, source):

@@ -1,10 +1,13 @@
 #include "tools/telvo-upload/Password.h"
 
+#include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdlib>
 #include <fstream>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include <fcntl.h>
 #include <termios.h>
@@ -43,6 +46,33 @@ class Silence {
   bool active_ = false;
 };
 
+volatile std::sig_atomic_t caughtSignal = 0;
+
+// Puts off the signals that would end the program, so that a terminal gets its echo back first. They interrupt what
+// the program waits for.
+class SignalDelay {
+ public:
+  SignalDelay() {
+    struct sigaction action {};
+    action.sa_handler = [](int number) { caughtSignal = number; };
+    for (std::size_t index = 0; index < numbers.size(); ++index) {
+      sigaction(numbers.at(index), &action, &before_.at(index));
+    }
+  }
+  SignalDelay(const SignalDelay&) = delete;
+  SignalDelay& operator=(const SignalDelay&) = delete;
+  ~SignalDelay() {
+    for (std::size_t index = 0; index < numbers.size(); ++index) {
+      sigaction(numbers.at(index), &before_.at(index), nullptr);
+    }
+    if (const int number = std::exchange(caughtSignal, 0)) raise(number);
+  }
+
+ private:
+  static constexpr std::array numbers = {SIGINT, SIGTERM, SIGQUIT, SIGHUP};
+  std::array<struct sigaction, numbers.size()> before_{};
+};
+
 void say(int terminal, const std::string& text) {
   [[maybe_unused]] const ssize_t written = write(terminal, text.data(), text.size());
 }
@@ -55,10 +85,11 @@ std::string ask(const std::string& question) {
   }
   std::string answer;
   {
+    const SignalDelay delay;
     const Silence silence(terminal);
     say(terminal, question);
     char character = 0;
-    while (read(terminal, &character, 1) == 1 && character != '\n') answer.push_back(character);
+    while (caughtSignal == 0 && read(terminal, &character, 1) == 1 && character != '\n') answer.push_back(character);
     say(terminal, "\n");
   }
   close(terminal);
