@@ -24,10 +24,10 @@ Ref<NSArray> exceptions() {
   std::vector<id> names;
   const std::string list = environmentValue({"no_proxy", "NO_PROXY"});
   for (std::size_t from = 0; from < list.size();) {
-    const std::size_t end = std::min(list.find(',', from), list.size());
+    const std::size_t end = std::min(list.find_first_of(", \t\n", from), list.size());
     std::string_view name = std::string_view(list).substr(from, end - from);
-    while (name.starts_with(' ')) name.remove_prefix(1);
-    while (name.ends_with(' ')) name.remove_suffix(1);
+    // An address may be written as in a URL, whose brackets only count before a port.
+    if (name.starts_with('[') && name.ends_with(']')) name = name.substr(1, name.size() - 2);
     if (!name.empty()) names.push_back(NSString::stringWithUTF8String(name));
     from = end + 1;
   }
@@ -46,11 +46,14 @@ Ref<NSDictionary> SCDynamicStoreCopyProxies() {
   settings->setObject_forKey(NSNumber::numberWithBool(mode != "no" && mode != "0"), kSCPropNetProxiesFTPPassive());
   std::string proxy = environmentValue({"ftp_proxy", "FTP_PROXY", "all_proxy", "ALL_PROXY"});
   const Ref<NSArray> direct = exceptions();
-  const bool everything = direct->containsObject("*"_ns);
-  if (!proxy.empty() && !everything) {
+  if (direct->containsObject("*"_ns)) {
+    proxy = "direct://";
+  } else if (!proxy.empty()) {
     if (proxy.find("://") == std::string::npos) proxy.insert(0, "http://");
     // A name that stands for itself and for resolving at the proxy's side.
     if (proxy.starts_with("socks5h://")) proxy.erase(6, 1);
+  }
+  if (!proxy.empty()) {
     settings->setObject_forKey(NSString::stringWithUTF8String(proxy), kSCPropNetProxiesFTPProxy());
   }
   if (direct->count() > 0) settings->setObject_forKey(direct, kSCPropNetProxiesExceptionsList());

@@ -4,12 +4,13 @@
 #include "foundation/NSString.h"
 
 // Keys of the proxy settings.
-const Ref<NSString>& kSCPropNetProxiesFTPPassive();      // boolean number: FTP uses passive mode
-const Ref<NSString>& kSCPropNetProxiesFTPProxy();        // text: the URL of the proxy for FTP; missing: the desktop's
+const Ref<NSString>& kSCPropNetProxiesFTPPassive();  // boolean number: FTP uses passive mode
+const Ref<NSString>& kSCPropNetProxiesFTPProxy();    // text: its URL for FTP, "direct://": none; missing: the desktop's
 const Ref<NSString>& kSCPropNetProxiesExceptionsList();  // array of texts: what is reached without a proxy
 
 // The system's proxy settings at this moment. From the environment come the proxy ("ftp_proxy", else "all_proxy", each
-// in small or capital letters; "http://" when no scheme is given), the exceptions ("no_proxy", names between commas)
-// and the mode: passive unless "FTP_PASSIVE_MODE" is "no" or "0". What the desktop is set to is not in here; it is
-// looked up for each host when no proxy is named. Any thread that may read the environment.
+// in small or capital letters; "http://" when no scheme is given), the exceptions ("no_proxy", names between commas or
+// blanks; "*" excepts everything) and the mode: passive unless "FTP_PASSIVE_MODE" is "no" or "0". What the desktop is
+// set to is not in here; it is looked up for each host when no proxy is named. Any thread that may read the
+// environment.
 Ref<NSDictionary> SCDynamicStoreCopyProxies();

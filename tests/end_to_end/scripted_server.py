@@ -64,6 +64,7 @@ class ScriptedServer:
         self.transfers = []
         self.files = {}
         self.folders = {"/"}
+        self.control_peers = []  # addresses of the clients, in the order of their connecting
         self.data_peers = []  # addresses from which data connections came, or to which they were made
         self.closing = threading.Event()
         self._keep_content = keep_content
@@ -118,9 +119,10 @@ class ScriptedServer:
     def _serve(self):
         while not self.closing.is_set():
             try:
-                client, _ = self._listener.accept()
+                client, address = self._listener.accept()
             except OSError:
                 return
+            self.control_peers.append(address)
             session = Session(self, client, len(self._sessions))
             self._sessions.append(session)
             session.thread.start()

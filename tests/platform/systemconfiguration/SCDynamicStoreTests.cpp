@@ -75,10 +75,23 @@ TEST_F(SCDynamicStoreTest, ListsTheExceptionsWithoutSpacesAndEmptyOnes) {
                              NSArray::arrayWithObjects({"localhost"_ns, ".example.org"_ns, "10.0.0.0/8"_ns})));
 }
 
-TEST_F(SCDynamicStoreTest, AnExceptionForEverythingLeavesNoProxy) {
-  const EnvironmentVariable ftp("ftp_proxy", "http://proxy:1");
+TEST_F(SCDynamicStoreTest, BlanksSeparateExceptionsToo) {
+  const EnvironmentVariable exceptions("no_proxy", "localhost\texample.org  10.0.0.1\n");
+  EXPECT_TRUE(NSEqualObjects(settingFor(kSCPropNetProxiesExceptionsList()),
+                             NSArray::arrayWithObjects({"localhost"_ns, "example.org"_ns, "10.0.0.1"_ns})));
+}
+
+TEST_F(SCDynamicStoreTest, AnAddressInBracketsIsTheAddressAndKeepsThemBeforeAPort) {
+  const EnvironmentVariable exceptions("no_proxy", "[::1],[::2]:21,::3,[]");
+  EXPECT_TRUE(NSEqualObjects(settingFor(kSCPropNetProxiesExceptionsList()),
+                             NSArray::arrayWithObjects({"::1"_ns, "[::2]:21"_ns, "::3"_ns})));
+}
+
+TEST_F(SCDynamicStoreTest, AnExceptionForEverythingLeavesNoProxyNotEvenTheDesktops) {
   const EnvironmentVariable exceptions("no_proxy", "localhost, *");
-  EXPECT_EQ(proxy(), "");
+  EXPECT_EQ(proxy(), "direct://");
+  const EnvironmentVariable ftp("ftp_proxy", "http://proxy:1");
+  EXPECT_EQ(proxy(), "direct://");
 }
 
 TEST_F(SCDynamicStoreTest, ReadsTheSettingsAnewEachTime) {
