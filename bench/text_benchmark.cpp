@@ -6,6 +6,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include "categories/NSDate+Telvo.h"
 #include "categories/NSString+Telvo.h"
 #include "foundation/Foundation.h"
 
@@ -74,6 +75,8 @@ void measureComparisonAndFilters() {
   measure("indexedBy", calling(telvo_indexedBy, NSIntegerMax));
   measure("indexedBy", "nothing but bars", repeated(" | "), calling(telvo_indexedBy, NSIntegerMax));
   measure("stringByRemovingCharactersInSet", calling(telvo_stringByRemovingCharactersInSet, digits));
+  measure("stringByRemovingPrefix", calling(telvo_stringByRemovingPrefix, "The "_ns));
+  measure("stringByRemovingSuffix", calling(telvo_stringByRemovingSuffix, ". "_ns));
   measure("digitsOnly", calling(telvo_digitsOnly));
   measure("lowercasedLettersOnly", calling(telvo_lowercasedLettersOnly));
   measure("lowercasedLettersOrDigitsOnly", calling(telvo_lowercasedLettersOrDigitsOnly));
@@ -89,9 +92,16 @@ void measureExtractionAndTransforms() {
   const auto longTarget = run('a', tenMegabytes / 2)->stringByAppendingString("b"_ns);
   measure("left", calling(telvo_left, -1));
   measure("right", calling(telvo_right, -1));
+  measure("from:length:", calling(telvo_from_length, 1, -1));
+  measure("from:to:", calling(telvo_from_to, 1, NSIntegerMax));
+  measure("substringToString", calling(telvo_substringToString, "not to be found"_ns));
   measure("substringFromString", calling(telvo_substringFromString, "not to be found"_ns));
   measure("substringFromString", "nearly found everywhere", run('a'), calling(telvo_substringFromString, longTarget));
   measure("rangeFromString", calling(telvo_rangeFromString_toString, "The"_ns, "not to be found"_ns));
+  measure("rangeFromString inclusive",
+          calling(telvo_rangeFromString_toString_inclusive, "The"_ns, "not to be found"_ns, true));
+  measure("substringFromString:toString:", "nearly found everywhere", run('a'),
+          calling(telvo_substringFromString_toString_defaultString, "a"_ns, longTarget, nil));
   measure("reverse", calling(telvo_reverse));
   measure("rotate13", calling(telvo_rotate13));
   measure("encodeAsBase64", calling(telvo_encodeAsBase64UsingEncoding, NSUTF8StringEncoding));
@@ -115,13 +125,28 @@ void measureInternetAndPaths() {
   measure("stringByStrippingHTML", "nothing but openings", run('<'), calling(telvo_stringByStrippingHTML));
   measure("stringByStrippingHTML", "nothing but closings", run('>'), calling(telvo_stringByStrippingHTML));
   measure("stringByCleaningURL", calling(telvo_stringByCleaningURL));
+  measure("stringByCleaningURLWithDefaultScheme", calling(telvo_stringByCleaningURLWithDefaultScheme, "ftp://"_ns));
+  measure("urlValue", calling(telvo_urlValue));
   measure("urlValue", "address", repeated("a/../b."), calling(telvo_urlValue));
   measure("stringByCleaningFilename", calling(telvo_stringByCleaningFilenameWithDefault, nil));
   measure("stringByCleaningFilename", "nothing but dots", run('.'),
           calling(telvo_stringByCleaningFilenameWithDefault, nil));
   measure("lastPathComponentWithoutExtension", calling(telvo_lastPathComponentWithoutExtension));
   measure("backupFilePath", calling(telvo_backupFilePath));
-  measure("expandedPath", "nothing but parents", repeated("a/../"), calling(telvo_expandedPath));
+  measure("stringByAppendingPathComponent", "folder", repeated("a//"),
+          calling(telvo_stringByAppendingPathComponent_cleanWithDefault, "b"_ns, nil));
+  measure("stringByAppendingPathComponent", "name", run('.'), [](const Ref<NSString>& text) {
+    benchmark::DoNotOptimize(telvo_stringByAppendingPathComponent_cleanWithDefault("/a"_ns, text, "b"_ns));
+  });
+  measure("uniquePath", calling(telvo_uniquePath));
+  measure("uniquePathWithPrefix", calling(telvo_uniquePathWithPrefix, "copy"_ns));
+  // Nothing can be made there.
+  measure("validatedDirectoryPath", "folders", repeated("/proc/telvo/a/"), calling(telvo_validatedDirectoryPath));
+  measure("validatedFilePath", "folders", repeated("/proc/telvo/a/"), calling(telvo_validatedFilePath));
+  measure("expandedPath", calling(telvo_expandedPath));
+  measure("expandedPath", "parents of nothing", repeated("a/../"), calling(telvo_expandedPath));
+  measure("expandedPath", "nothing but parents", repeated("/a/.."), calling(telvo_expandedPath));
+  measure("expandedPath", "user's name", run('~'), calling(telvo_expandedPath));
   measure("expandedPath", "nothing but tokens", repeated("<APP>"), calling(telvo_expandedPath));
   measure("abbreviatedPath", calling(telvo_abbreviatedPath));
 }
@@ -134,8 +159,32 @@ void measureMutableText() {
   measure(
       "caseInsensitiveReplaceAllOccurrences", "nearly found everywhere", run('a'),
       editing(telvo_caseInsensitiveReplaceAllOccurrencesOf_with, run('a', 5000)->stringByAppendingString("b"_ns), nil));
+  measure("appendString:or:", editing(telvo_appendString_or, ""_ns, english()));
+  measure("appendSeparator:prefix:keyword:suffix:or:",
+          editing(telvo_appendSeparator_prefix_keyword_suffix_or, english(), english(), english(), english(), nil));
+  measure("appendPrefix:keyword:", editing(telvo_appendPrefix_keyword, ", "_ns, english()));
   measure("deleteLeadingSpaces", "nothing but spaces", run(' '),
           editing(telvo_deleteLeadingSpaces_trailingSpaces, true, true));
+}
+
+void measureDates() {
+  const auto now = NSDate::date();
+  const auto dateText = "2024-03-05T14:07:09"_ns;
+  const auto json = [](const Ref<NSString>& text) { benchmark::DoNotOptimize(telvo_dateWithJSONString(text)); };
+  measure("dateWithJSONString", json);
+  measure("dateWithJSONString", "nothing but spaces", run(' '), json);
+  measure("dateWithJSONString", "nothing but digits", run('1'), json);
+  measure("dateWithJSONString", "fraction",
+          dateText->stringByAppendingString("."_ns)->stringByAppendingString(run('1')), json);
+  measure("dateWithJSONString", "old style", "/Date("_ns->stringByAppendingString(run('1')), json);
+  measure("dateWithString", calling(telvo_dateWithString));
+  measure("dateWithString:format:", calling(telvo_dateWithString_format, "yyyy-MM-dd"_ns));
+  const auto pattern = repeated("yyyy-MM-dd HH:mm:ss ");
+  measure("dateWithString:format:", "pattern", pattern, [dateText](const Ref<NSString>& text) {
+    benchmark::DoNotOptimize(telvo_dateWithString_format(dateText, text));
+  });
+  measure("stringWithFormat", "pattern", pattern,
+          [now](const Ref<NSString>& text) { benchmark::DoNotOptimize(telvo_stringWithFormat(now, text)); });
 }
 
 bool registerMeasurements() {
@@ -143,6 +192,7 @@ bool registerMeasurements() {
   measureExtractionAndTransforms();
   measureInternetAndPaths();
   measureMutableText();
+  measureDates();
   return true;
 }
 

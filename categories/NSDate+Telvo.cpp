@@ -217,7 +217,7 @@ Ref<NSString> telvo_JSONStringValue(const Ref<NSDate>& date) {
 }
 
 Ref<NSString> telvo_oldStyleJSONStringValue(const Ref<NSDate>& date) {
-  if (!date) return nil;
+  if (!date || !std::isfinite(date->timeIntervalSince1970())) return nil;
   const double milliseconds = (telvo_localTimeOffset() + date->timeIntervalSince1970()) * 1000.0;
   return NSString::stringWithFormat("/Date(%.0f)/"_ns, milliseconds);
 }
@@ -299,11 +299,13 @@ Ref<NSDate> telvo_dateAsDateWithoutTime(const Ref<NSDate>& date) {
 }
 
 bool telvo_includesTime(const Ref<NSDate>& date) {
-  return date && !NSEqualObjects(date, telvo_dateAsDateWithoutTime(date));
+  const auto noon = telvo_dateAsDateWithoutTime(date);
+  return noon && !date->isEqualToDate(noon);
 }
 
 bool telvo_isToday(const Ref<NSDate>& date) {
-  return date && NSEqualObjects(telvo_dateWithoutTime(), telvo_dateAsDateWithoutTime(date));
+  const auto noon = telvo_dateAsDateWithoutTime(date);
+  return noon && noon->isEqualToDate(telvo_dateWithoutTime());
 }
 
 bool telvo_isBetweenDaysBefore_daysAfter(const Ref<NSDate>& date, NSInteger daysBefore, NSInteger daysAfter) {

@@ -8,7 +8,7 @@ class NSDateFormatter;
 class NSString;
 
 // Extensions of dates: calendar arithmetic, dates as JSON text, texts for people. A nil date answers nil, 0 or false,
-// and so does every date that calendars do not reach (see NSCalendar).
+// and where calendars are needed so does every date that they do not reach (see NSCalendar).
 //
 // Building dates, adding units and counting differences go by the Gregorian calendar. Days without time, components,
 // days of the year and month bounds go by the user's calendar, looked up on each call. Both are in the default time
@@ -64,7 +64,7 @@ Ref<NSString> telvo_stringWithFormat(const Ref<NSDate>& date, const Ref<NSString
 // "2024-03-05T14:07:09Z"
 Ref<NSString> telvo_JSONStringValue(const Ref<NSDate>& date);
 // "/Date(1709647629000)/": milliseconds since 1970, shifted by telvo_localTimeOffset(). Reading the text does not shift
-// it back.
+// it back. Nil for what is not a finite number of seconds.
 Ref<NSString> telvo_oldStyleJSONStringValue(const Ref<NSDate>& date);
 
 // ---- Text for people
@@ -82,20 +82,33 @@ Ref<NSString> telvo_descriptionWithTime(const Ref<NSDate>& date);  // short time
 
 // A span of time, given in seconds or as the distance between the date and now, in at most maximumUnits units (0: as
 // many as it takes) from years to seconds. Units that are 0 are left out; with keepZero, those behind the last one that
-// is not 0 stay. Spans of more than 3,650 days give the default value. The styles, each for 3,661 and 90,061 seconds:
+// is not 0 stay. Spans of more than 3,650 days give the default value. Other styles count as 0. The styles, each for
+// 3,661 and 90,061 seconds (the spaces next to a number are no-break ones in many languages):
 //
-//   0 positional   en  1:01:01                                  1d 1:01:01
-//                  de  1:01:01                                  1 T 1:01:01
-//   1 abbreviated  en  1h 1m 1s                                 1d 1h 1m 1s
-//                  de  1 Std., 1 Min. und 1 Sek.                1 T, 1 Std., 1 Min. und 1 Sek.
-//   2 short        en  1 hr, 1 min, 1 sec                       1 day, 1 hr, 1 min, 1 sec
-//                  fr  1 h, 1 min et 1 s                        1 j, 1 h, 1 min et 1 s
-//   3 full         en  1 hour, 1 minute, 1 second               1 day, 1 hour, 1 minute, 1 second
-//                  de  1 Stunde, 1 Minute und 1 Sekunde         1 Tag, 1 Stunde, 1 Minute und 1 Sekunde
-//   4 spelled out  en  one hour, one minute, one second         one day, one hour, one minute, one second
-//                  fr  une heure, une minute et une seconde     un jour, une heure, une minute et une seconde
-//   5 brief        en  1hr 1min 1sec                            1day 1hr 1min 1sec
-//                  ja  1時間1分1秒                              1日1時間1分1秒
+//   0 positional  en  1:01:01                                     1d 1:01:01
+//                 de  1:01:01                                     1 T 1:01:01
+//                 fr  1:01:01                                     1j 1:01:01
+//                 ja  1:01:01                                     1d 1:01:01
+//   1 abbreviated en  1h 1m 1s                                    1d 1h 1m 1s
+//                 de  1 Std., 1 Min. und 1 Sek.                   1 T, 1 Std., 1 Min. und 1 Sek.
+//                 fr  1h 1min 1s                                  1j 1h 1min 1s
+//                 ja  1h1m1s                                      1d1h1m1s
+//   2 short       en  1 hr, 1 min, 1 sec                          1 day, 1 hr, 1 min, 1 sec
+//                 de  1 Std., 1 Min. und 1 Sek.                   1 Tg., 1 Std., 1 Min. und 1 Sek.
+//                 fr  1 h, 1 min et 1 s                           1 j, 1 h, 1 min et 1 s
+//                 ja  1 時間 1 分 1 秒                            1 日 1 時間 1 分 1 秒
+//   3 full        en  1 hour, 1 minute, 1 second                  1 day, 1 hour, 1 minute, 1 second
+//                 de  1 Stunde, 1 Minute und 1 Sekunde            1 Tag, 1 Stunde, 1 Minute und 1 Sekunde
+//                 fr  1 heure, 1 minute et 1 seconde              1 jour, 1 heure, 1 minute et 1 seconde
+//                 ja  1 時間 1 分 1 秒                            1 日 1 時間 1 分 1 秒
+//   4 spelled out en  one hour, one minute, one second            one day, one hour, one minute, one second
+//                 de  eine Stunde, eine Minute und eine Sekunde   ein Tag, eine Stunde, eine Minute und eine Sekunde
+//                 fr  une heure, une minute et une seconde        un jour, une heure, une minute et une seconde
+//                 ja  一時間 一分 一秒                            一日 一時間 一分 一秒
+//   5 brief       en  1hr 1min 1sec                               1day 1hr 1min 1sec
+//                 de  1Std., 1Min. und 1Sek.                      1Tg., 1Std., 1Min. und 1Sek.
+//                 fr  1h 1min 1s                                  1j 1h 1min 1s
+//                 ja  1時間1分1秒                                 1日1時間1分1秒
 Ref<NSString> telvo_relativeStringForTimeInterval_style_maximumUnits_keepZero_defaultValue(
     NSTimeInterval interval, NSInteger style, NSInteger maximumUnits, bool keepZero, const Ref<NSString>& defaultValue);
 Ref<NSString> telvo_relativeStringWithStyle_maximumUnits_keepZero_defaultValue(const Ref<NSDate>& date, NSInteger style,

@@ -1,4 +1,6 @@
 #include <algorithm>
+#include <cstdint>
+#include <limits>
 #include <optional>
 #include <vector>
 
@@ -225,11 +227,14 @@ Ref<NSString> telvo_stringWithMinimumLength_paddedWith_padLeft(const Ref<NSStrin
   const std::u16string_view pad = padding ? padding->units() : u" ";
   const NSInteger length = telvo_signedLength(text);
   if (!text || minimumLength <= length || pad.empty()) return text;
-  const NSInteger missing = minimumLength - length;
+  const auto missing = static_cast<std::size_t>(minimumLength - length);
+  // Longer texts are beyond what the rest of the library can do with them, if memory held them at all.
+  constexpr std::size_t longestPadding = std::numeric_limits<std::int32_t>::max();
+  if (missing > longestPadding / pad.size()) return text;
   std::u16string units;
-  units.reserve(text->length() + static_cast<std::size_t>(missing) * pad.size());
+  units.reserve(text->length() + missing * pad.size());
   if (!padLeft) units.append(text->units());
-  for (NSInteger count = 0; count < missing; ++count) units.append(pad);
+  for (std::size_t count = 0; count < missing; ++count) units.append(pad);
   if (padLeft) units.append(text->units());
   return NSString::stringWithUnits(std::move(units));
 }

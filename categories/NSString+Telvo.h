@@ -41,7 +41,7 @@ Ref<NSString> telvo_stringByRemovingSuffix(const Ref<NSString>& text, const Ref<
 Ref<NSString> telvo_stringByDeletingLeadingSpaces_trailingSpaces(const Ref<NSString>& text, bool leading,
                                                                  bool trailing);
 // Adds the padding (nil: a space) as many times as units are missing; a padding of more than one unit therefore goes
-// beyond the minimum.
+// beyond the minimum. More than 2^31 units are not added: the receiver is returned as it is.
 Ref<NSString> telvo_stringWithMinimumLength_paddedWith_padLeft(const Ref<NSString>& text, NSInteger minimumLength,
                                                                const Ref<NSString>& padding, bool padLeft);
 // Drops every double quotation mark and writes "&SP&" for each space between an odd one and the next:

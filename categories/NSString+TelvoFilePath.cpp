@@ -17,6 +17,15 @@ bool isTaken(const Ref<NSString>& path) {
   return NSFileManager::defaultManager()->attributesOfItemAtPath_error(path, nullptr) != nil;
 }
 
+// True also for a file of that name.
+bool isOrBecomesFolder(const Ref<NSString>& path) {
+  const Ref<NSFileManager>& manager = NSFileManager::defaultManager();
+  // Asked once more at the end, for a folder that another program has made in the meantime.
+  return manager->fileExistsAtPath(path) ||
+         manager->createDirectoryAtPath_withIntermediateDirectories_attributes_error(path, false, nil, nullptr) ||
+         manager->fileExistsAtPath(path);
+}
+
 Ref<NSString> withExtension(const Ref<NSString>& base, const Ref<NSString>& extension) {
   if (extension->length() == 0) return base;
   return base->stringByAppendingFormat(".%@"_ns, extension);
@@ -82,15 +91,14 @@ Ref<NSString> telvo_uniquePathWithPrefix(const Ref<NSString>& path, const Ref<NS
 
 Ref<NSString> telvo_validatedDirectoryPath(const Ref<NSString>& path) {
   if (!path) return nil;
-  const Ref<NSFileManager>& manager = NSFileManager::defaultManager();
   const Ref<NSArray> components = telvo_expandedPath(path)->pathComponents();
   Ref<NSString> rebuilt = ""_ns;
   for (const id& component : *components) {
     rebuilt = rebuilt->stringByAppendingPathComponent(as<NSString>(component));
-    if (manager->fileExistsAtPath(rebuilt)) continue;
-    manager->createDirectoryAtPath_withIntermediateDirectories_attributes_error(rebuilt, false, nil, nullptr);
+    // Below a folder that cannot be made none can.
+    if (!isOrBecomesFolder(rebuilt)) break;
   }
-  return rebuilt;
+  return NSString::pathWithComponents(components);
 }
 
 Ref<NSString> telvo_validatedFilePath(const Ref<NSString>& path) {

@@ -54,7 +54,7 @@ std::optional<std::string> foundation::bytesFromBase64(std::u16string_view text,
   for (const char16_t unit : text) {
     const std::uint8_t value = valueOf(unit);
     if (unit == padding) {
-      if (digits < 2 || digits == 4) return std::nullopt;
+      if (digits < 2) return std::nullopt;
       ++paddings;
     } else if (value == unknown) {
       if (!ignoreUnknownCharacters) return std::nullopt;

@@ -12,7 +12,7 @@ class NSLocale : public NSObject {
   explicit NSLocale(Ref<NSString> localeIdentifier) : localeIdentifier_(std::move(localeIdentifier)) {}
 
   // The user's locale: the first of LC_ALL, LC_TIME and LANG that is set to something, read anew on every call.
-  // "C", "POSIX" and no setting at all give "en_US_POSIX".
+  // "C", "POSIX", what is no name and no setting at all give "en_US_POSIX".
   static Ref<NSLocale> currentLocale();
   // Never nil: a text that names no language gives the locale "", whose texts are language-neutral where they can be.
   static Ref<NSLocale> localeWithLocaleIdentifier(const Ref<NSString>& identifier);

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <cstdlib>
 
 #include <pwd.h>
@@ -47,7 +48,10 @@ std::size_t extensionDot(std::u16string_view path) {
   return dot;
 }
 
+// Empty when there is no such user. Longer names are not asked for: modules of the name service abort the process on
+// them.
 std::string homeOfUser(const std::string& name) {
+  if (name.size() >= LOGIN_NAME_MAX) return "";
   std::array<char, 16384> buffer;
   passwd entry{};
   passwd* found = nullptr;
@@ -55,6 +59,9 @@ std::string homeOfUser(const std::string& name) {
                                   : getpwnam_r(name.c_str(), &entry, buffer.data(), buffer.size(), &found);
   return result == 0 && found && entry.pw_dir ? entry.pw_dir : "";
 }
+
+// Takes off the last component of an absolute path that has no slash at its end.
+void goToParent(std::u16string& path) { path.erase(std::min(path.rfind(slash), path.size())); }
 
 }  // namespace
 
@@ -122,10 +129,15 @@ Ref<NSArray> NSString::pathComponents() const {
 }
 
 Ref<NSString> NSString::pathWithComponents(const Ref<NSArray>& components) {
-  Ref<NSString> path = ""_ns;
-  if (!components) return path;
-  for (const id& component : *components) path = path->stringByAppendingPathComponent(as<NSString>(component));
-  return path;
+  if (!components) return ""_ns;
+  std::u16string path;
+  for (const id& component : *components) {
+    const auto text = as<NSString>(component);
+    if (!text) NSException::raise_format(NSInvalidArgumentException(), "nil path component"_ns);
+    if (!path.empty()) path.push_back(slash);
+    path.append(text->units_);
+  }
+  return stringWithUnits(collapsed(path));
 }
 
 bool NSString::isAbsolutePath() const { return units_.starts_with(slash) || units_.starts_with(u'~'); }
@@ -151,23 +163,17 @@ Ref<NSString> NSString::stringByAbbreviatingWithTildeInPath() const {
 Ref<NSString> NSString::stringByStandardizingPath() const {
   const std::u16string path = collapsed(stringByExpandingTildeInPath()->units());
   const bool absolute = path.starts_with(slash);
-  std::vector<std::u16string> kept;
+  std::u16string result;
   for (std::size_t from = 0; from < path.size();) {
     const std::size_t end = std::min(path.find(slash, from), path.size());
-    const std::u16string component = path.substr(from, end - from);
+    const std::u16string_view component = std::u16string_view(path).substr(from, end - from);
     from = end + 1;
     if (component.empty() || component == u".") continue;
-    if (component != u"..") {
-      kept.push_back(component);
-    } else if (absolute && !kept.empty()) {
-      kept.pop_back();
-    } else if (!absolute) {
-      // A relative path's parents cannot be resolved without knowing where it starts.
-      kept.push_back(component);
+    // A relative path's parents cannot be resolved without knowing where it starts.
+    if (absolute && component == u"..") {
+      goToParent(result);
+      continue;
     }
-  }
-  std::u16string result;
-  for (const std::u16string& component : kept) {
     if (absolute || !result.empty()) result.push_back(slash);
     result.append(component);
   }

@@ -1,4 +1,5 @@
 #include <cmath>
+#include <ctime>
 #include <limits>
 #include <string>
 #include <thread>
@@ -268,7 +269,10 @@ TEST(NSDateTelvo, OldStyleTextIsShiftedByTheStandardOffset) {
   EXPECT_EQ(utf8(telvo_oldStyleJSONStringValue(instant(0.0))), "/Date(0)/");
   EXPECT_EQ(utf8(telvo_oldStyleJSONStringValue(instant(-1.5))), "/Date(-1500)/");
   EXPECT_EQ(utf8(telvo_oldStyleJSONStringValue(instant(0.0006))), "/Date(1)/");
+  EXPECT_EQ(utf8(telvo_oldStyleJSONStringValue(instant(1e15))), "/Date(1000000000000000000)/");
   EXPECT_EQ(telvo_oldStyleJSONStringValue(nil), nil);
+  EXPECT_EQ(telvo_oldStyleJSONStringValue(instant(std::numeric_limits<double>::infinity())), nil);
+  EXPECT_EQ(telvo_oldStyleJSONStringValue(instant(std::nan(""))), nil);
 }
 
 TEST(NSDateTelvo, ReadingOldStyleTextDoesNotTakeTheShiftOffAgain) {
@@ -335,34 +339,72 @@ TEST(NSDateTelvo, DaysNearTodayAreNamedOnlyWhenAllowed) {
 // ---- Spans of time
 
 TEST(NSDateTelvo, RelativeStylesAsTheHeaderShowsThem) {
+  struct Sample {
+    NSInteger style;
+    const char* language;
+    const char* hourMinuteSecond;
+    const char* dayHourMinuteSecond;
+  };
+  const Sample samples[] = {
+      {0, "en_US", "1:01:01", "1d 1:01:01"},
+      {0, "de_DE", "1:01:01", "1 T 1:01:01"},
+      {0, "fr_FR", "1:01:01", "1j 1:01:01"},
+      {0, "ja_JP", "1:01:01", "1d 1:01:01"},
+      {1, "en_US", "1h 1m 1s", "1d 1h 1m 1s"},
+      {1, "de_DE", "1 Std., 1 Min. und 1 Sek.", "1 T, 1 Std., 1 Min. und 1 Sek."},
+      {1, "fr_FR", "1h 1min 1s", "1j 1h 1min 1s"},
+      {1, "ja_JP", "1h1m1s", "1d1h1m1s"},
+      {2, "en_US", "1 hr, 1 min, 1 sec", "1 day, 1 hr, 1 min, 1 sec"},
+      {2, "de_DE", "1 Std., 1 Min. und 1 Sek.", "1 Tg., 1 Std., 1 Min. und 1 Sek."},
+      {2, "fr_FR", "1 h, 1 min et 1 s", "1 j, 1 h, 1 min et 1 s"},
+      {2, "ja_JP", "1 時間 1 分 1 秒", "1 日 1 時間 1 分 1 秒"},
+      {3, "en_US", "1 hour, 1 minute, 1 second", "1 day, 1 hour, 1 minute, 1 second"},
+      {3, "de_DE", "1 Stunde, 1 Minute und 1 Sekunde", "1 Tag, 1 Stunde, 1 Minute und 1 Sekunde"},
+      {3, "fr_FR", "1 heure, 1 minute et 1 seconde", "1 jour, 1 heure, 1 minute et 1 seconde"},
+      {3, "ja_JP", "1 時間 1 分 1 秒", "1 日 1 時間 1 分 1 秒"},
+      {4, "en_US", "one hour, one minute, one second", "one day, one hour, one minute, one second"},
+      {4, "de_DE", "eine Stunde, eine Minute und eine Sekunde", "ein Tag, eine Stunde, eine Minute und eine Sekunde"},
+      {4, "fr_FR", "une heure, une minute et une seconde", "un jour, une heure, une minute et une seconde"},
+      {4, "ja_JP", "一時間 一分 一秒", "一日 一時間 一分 一秒"},
+      {5, "en_US", "1hr 1min 1sec", "1day 1hr 1min 1sec"},
+      {5, "de_DE", "1Std., 1Min. und 1Sek.", "1Tg., 1Std., 1Min. und 1Sek."},
+      {5, "fr_FR", "1h 1min 1s", "1j 1h 1min 1s"},
+      {5, "ja_JP", "1時間1分1秒", "1日1時間1分1秒"},
+  };
+  for (const Sample& sample : samples) {
+    const EnvironmentVariable language("LC_ALL", sample.language);
+    EXPECT_EQ(relative(3661.0, sample.style), sample.hourMinuteSecond) << sample.language << sample.style;
+    EXPECT_EQ(relative(90061.0, sample.style), sample.dayHourMinuteSecond) << sample.language << sample.style;
+  }
+}
+
+TEST(NSDateTelvo, OtherStylesArePositional) {
   const EnvironmentVariable language("LC_ALL", "en_US.UTF-8");
-  EXPECT_EQ(relative(3661.0, 0), "1:01:01");
-  EXPECT_EQ(relative(90061.0, 0), "1d 1:01:01");
-  EXPECT_EQ(relative(3661.0, 1), "1h 1m 1s");
-  EXPECT_EQ(relative(90061.0, 1), "1d 1h 1m 1s");
-  EXPECT_EQ(relative(3661.0, 2), "1 hr, 1 min, 1 sec");
-  EXPECT_EQ(relative(90061.0, 2), "1 day, 1 hr, 1 min, 1 sec");
-  EXPECT_EQ(relative(3661.0, 3), "1 hour, 1 minute, 1 second");
-  EXPECT_EQ(relative(90061.0, 3), "1 day, 1 hour, 1 minute, 1 second");
-  EXPECT_EQ(relative(3661.0, 4), "one hour, one minute, one second");
-  EXPECT_EQ(relative(90061.0, 4), "one day, one hour, one minute, one second");
-  EXPECT_EQ(relative(3661.0, 5), "1hr 1min 1sec");
-  EXPECT_EQ(relative(90061.0, 5), "1day 1hr 1min 1sec");
-  setenv("LC_ALL", "de_DE.UTF-8", 1);
-  EXPECT_EQ(relative(3661.0, 0), "1:01:01");
-  EXPECT_EQ(relative(90061.0, 0), "1 T 1:01:01");
-  EXPECT_EQ(relative(3661.0, 1), "1 Std., 1 Min. und 1 Sek.");
-  EXPECT_EQ(relative(90061.0, 1), "1 T, 1 Std., 1 Min. und 1 Sek.");
-  EXPECT_EQ(relative(3661.0, 3), "1 Stunde, 1 Minute und 1 Sekunde");
-  EXPECT_EQ(relative(90061.0, 3), "1 Tag, 1 Stunde, 1 Minute und 1 Sekunde");
-  setenv("LC_ALL", "fr_FR.UTF-8", 1);
-  EXPECT_EQ(relative(3661.0, 2), "1 h, 1 min et 1 s");
-  EXPECT_EQ(relative(90061.0, 2), "1 j, 1 h, 1 min et 1 s");
-  EXPECT_EQ(relative(3661.0, 4), "une heure, une minute et une seconde");
-  EXPECT_EQ(relative(90061.0, 4), "un jour, une heure, une minute et une seconde");
-  setenv("LC_ALL", "ja_JP.UTF-8", 1);
-  EXPECT_EQ(relative(3661.0, 5), "1時間1分1秒");
-  EXPECT_EQ(relative(90061.0, 5), "1日1時間1分1秒");
+  for (const NSInteger style : {NSInteger{-1}, NSInteger{6}, NSIntegerMax, farthestInteger}) {
+    EXPECT_EQ(relative(3661.0, style), "1:01:01");
+  }
+}
+
+TEST(NSDateTelvo, SingularAndPluralInEveryLanguage) {
+  struct Sample {
+    const char* language;
+    const char* one;
+    const char* two;
+    const char* none;
+  };
+  const Sample samples[] = {
+      {"en_US", "1 day", "2 days", "0 seconds"},
+      {"de_DE", "1 Tag", "2 Tage", "0 Sekunden"},
+      {"fr_FR", "1 jour", "2 jours", "0 seconde"},
+      {"ja_JP", "1 日", "2 日", "0 秒"},
+  };
+  for (const Sample& sample : samples) {
+    const EnvironmentVariable language("LC_ALL", sample.language);
+    EXPECT_EQ(relative(86400.0, 3), sample.one);
+    EXPECT_EQ(relative(2.0 * 86400.0, 3), sample.two);
+    EXPECT_EQ(relative(0.0, 3), sample.none);
+    EXPECT_EQ(relative(0.0, 3, 0, true), sample.none);
+  }
 }
 
 TEST(NSDateTelvo, MoreThanTenYearsOfDaysGiveTheDefault) {
@@ -392,7 +434,13 @@ TEST(NSDateTelvo, MaximumUnitsLimitTheText) {
   EXPECT_EQ(relative(90061.0, 3, 1), "1 day");
   EXPECT_EQ(relative(90061.0, 3, 2), "1 day, 1 hour");
   EXPECT_EQ(relative(90061.0, 3, 3), "1 day, 1 hour, 1 minute");
+  EXPECT_EQ(relative(90061.0, 3, 4), "1 day, 1 hour, 1 minute, 1 second");
+  EXPECT_EQ(relative(90061.0, 3, NSIntegerMax), "1 day, 1 hour, 1 minute, 1 second");
+  EXPECT_EQ(relative(90061.0, 3, -1), "1 day, 1 hour, 1 minute, 1 second");
   EXPECT_EQ(relative(2.0 * 90061.0, 3, 2), "2 days, 2 hours");
+  for (NSInteger style = 0; style <= 5; ++style) {
+    EXPECT_EQ(relative(3.0 * 86400.0, style, 1), relative(3.0 * 86400.0, style)) << style;
+  }
 }
 
 TEST(NSDateTelvo, TextThatBeginsWithZeroIsWrittenAgainInHoursMinutesAndSeconds) {
@@ -684,6 +732,38 @@ TEST(NSDateTelvo, MonthsOutOfReachAreNil) {
   EXPECT_EQ(telvo_dateOfMonthEndWithOffset(nil, 0), nil);
 }
 
+// ---- Dates that there are not
+
+TEST(NSDateTelvo, WhatNeedsADateAnswersNothingWithoutOneThatCalendarsReach) {
+  const double infinity = std::numeric_limits<double>::infinity();
+  for (const auto& none :
+       {Ref<NSDate>(), instant(infinity), instant(-infinity), instant(std::nan("")), instant(1e300), instant(-1e15)}) {
+    const auto now = NSDate::date();
+    EXPECT_EQ(telvo_stringWithFormat(none, "yyyy"_ns), nil);
+    EXPECT_EQ(telvo_JSONStringValue(none), nil);
+    EXPECT_EQ(telvo_formattedShortDateString(none), nil);
+    EXPECT_EQ(telvo_formattedDateString(none), nil);
+    EXPECT_EQ(telvo_formattedStringUsingDateStyle_timeStyle(none, 4, 4), nil);
+    EXPECT_EQ(telvo_formattedStringUsingDateStyle_timeStyle_allowRelative(none, 4, 4, true), nil);
+    EXPECT_EQ(telvo_descriptionWithShortDateTime(none), nil);
+    EXPECT_EQ(telvo_descriptionWithShortDate(none), nil);
+    EXPECT_EQ(telvo_descriptionWithTime(none), nil);
+    EXPECT_EQ(telvo_dateAsDateWithoutTime(none), nil);
+    EXPECT_FALSE(telvo_includesTime(none));
+    EXPECT_FALSE(telvo_isToday(none));
+    EXPECT_FALSE(telvo_isBetweenDaysBefore_daysAfter(none, NSIntegerMax, NSIntegerMax));
+    EXPECT_EQ(telvo_dateWithTime(none, now), nil);
+    EXPECT_EQ(telvo_dateByAligningToMinuteIncrement(none, 0), nil);
+    EXPECT_EQ(telvo_components(none, NSCalendarUnitYear), nil);
+    EXPECT_EQ(telvo_dateOfMonthStartWithOffset(none, 0), nil);
+    EXPECT_EQ(telvo_dateOfMonthEndWithOffset(none, 0), nil);
+  }
+  EXPECT_EQ(telvo_dateByAligningToMinuteIncrement(instant(infinity), 15), nil);
+  EXPECT_EQ(telvo_dateByAligningToMinuteIncrement(instant(std::nan("")), 15), nil);
+  EXPECT_EQ(telvo_dateByAligningToMinuteIncrement(nil, 15), nil);
+  EXPECT_EQ(telvo_dateWithTime(universalTime(2024, 3, 5), instant(infinity)), nil);
+}
+
 // ---- What holds in every zone, on every kind of day
 
 class NSDateTelvoInZone : public testing::TestWithParam<const char*> {
@@ -716,6 +796,124 @@ TEST_P(NSDateTelvoInZone, NoonIsTheNoonOfTheSameDay) {
     EXPECT_EQ(telvo_includesTime(date), !isSameDate(date, noon));
     EXPECT_SAME_DATE(telvo_dateWithTime(noon, date), date);
   }
+}
+
+// The clock of the C library, an independent witness, agrees; its calendar has always been the Gregorian one.
+TEST_P(NSDateTelvoInZone, ComponentsAreWhatTheSystemsClockShows) {
+  tzset();
+  for (const auto& date : dates()) {
+    const auto seconds = static_cast<std::time_t>(std::floor(date->timeIntervalSince1970()));
+    std::tm local{};
+    ASSERT_TRUE(localtime_r(&seconds, &local));
+    EXPECT_EQ(telvo_hour(date), local.tm_hour) << localText(date);
+    EXPECT_EQ(telvo_minute(date), local.tm_min) << localText(date);
+    EXPECT_EQ(telvo_second(date), local.tm_sec) << localText(date);
+    EXPECT_EQ(telvo_weekday(date), local.tm_wday + 1) << localText(date);
+    if (local.tm_year + 1900 < 1583) continue;
+    EXPECT_EQ(telvo_year(date), local.tm_year + 1900);
+    EXPECT_EQ(telvo_month(date), local.tm_mon + 1);
+    EXPECT_EQ(telvo_day(date), local.tm_mday);
+    EXPECT_EQ(telvo_dayOfYear(date), local.tm_yday + 1);
+  }
+}
+
+TEST_P(NSDateTelvoInZone, DaysOfTheYearAreCountedFromItsFirst) {
+  for (const auto& date : dates()) {
+    const bool beforeChrist = telvo_components(date, NSCalendarUnitEra)->era() == 0;
+    const auto newYearsDay = localTime(beforeChrist ? 1 - telvo_year(date) : telvo_year(date), 1, 1, 12);
+    const auto noon = telvo_dateAsDateWithoutTime(date);
+    EXPECT_EQ(telvo_dayOfYear(date), telvo_differenceInDaysTo(newYearsDay, noon) + 1) << localText(date);
+  }
+}
+
+TEST_P(NSDateTelvoInZone, TimeOfDayKeepsItsDistanceFromNoon) {
+  const auto all = dates();
+  for (std::size_t index = 0; index < all.size(); ++index) {
+    const auto& day = all[index];
+    const auto& time = all[(index * 7 + 3) % all.size()];
+    const NSTimeInterval fromNoon = time->timeIntervalSinceDate(telvo_dateAsDateWithoutTime(time));
+    EXPECT_SAME_DATE(telvo_dateWithTime(day, time),
+                     telvo_dateAsDateWithoutTime(day)->dateByAddingTimeInterval(fromNoon));
+  }
+}
+
+TEST_P(NSDateTelvoInZone, AligningTakesNoNoticeOfTheZone) {
+  for (const auto& date : dates()) {
+    for (const NSInteger minutes : {1, 15, 60, 7 * 60}) {
+      const auto seconds = static_cast<NSInteger>(date->timeIntervalSinceReferenceDate());
+      const NSInteger remainder = seconds % (minutes * 60);
+      const NSInteger aligned = seconds - remainder + (remainder > minutes * 30 ? minutes * 60 : 0);
+      EXPECT_SAME_DATE(telvo_dateByAligningToMinuteIncrement(date, minutes),
+                       NSDate::dateWithTimeIntervalSinceReferenceDate(static_cast<double>(aligned)));
+    }
+  }
+}
+
+TEST_P(NSDateTelvoInZone, TextsShowTheLocalClock) {
+  for (const auto& date : dates()) {
+    const auto twoDigits = [](NSInteger number) { return NSString::stringWithFormat("%02ld"_ns, number % 100); };
+    const NSInteger hour = telvo_hour(date) % 12 == 0 ? 12 : telvo_hour(date) % 12;
+    const std::string time = utf8(NSString::stringWithFormat("%ld:%@ %s"_ns, hour, twoDigits(telvo_minute(date)),
+                                                             telvo_hour(date) < 12 ? "AM" : "PM"));
+    const std::string day = utf8(
+        NSString::stringWithFormat("%ld/%ld/%@"_ns, telvo_month(date), telvo_day(date), twoDigits(telvo_year(date))));
+    EXPECT_EQ(utf8(telvo_descriptionWithTime(date)), time);
+    EXPECT_EQ(utf8(telvo_descriptionWithShortDate(date)), day);
+    EXPECT_EQ(utf8(telvo_formattedShortDateString(date)), day);
+    EXPECT_EQ(utf8(telvo_descriptionWithShortDateTime(date)), day + ", " + time);
+    EXPECT_EQ(utf8(telvo_formattedStringUsingDateStyle_timeStyle(date, 1, 1)), day + ", " + time);
+    const auto month = telvo_stringWithFormat(date, "MMMM d, y"_ns);
+    EXPECT_EQ(utf8(telvo_formattedDateString(date)).substr(0, month->length()), utf8(month));
+  }
+}
+
+TEST_P(NSDateTelvoInZone, TextByAPatternIsReadAgain) {
+  for (const auto& date : dates()) {
+    const auto pattern = "yyyy-MM-dd HH:mm:ss xxxxx G"_ns;
+    EXPECT_SAME_DATE(telvo_dateWithString_format(telvo_stringWithFormat(date, pattern), pattern), date);
+    // Without the offset a repeated hour is read as its first occurrence.
+    const auto local = telvo_dateWithString_format(telvo_stringWithFormat(date, "yyyy-MM-dd HH:mm:ss G"_ns),
+                                                   "yyyy-MM-dd HH:mm:ss G"_ns);
+    EXPECT_EQ(localText(local), localText(date));
+  }
+}
+
+TEST_P(NSDateTelvoInZone, OldStyleTextIsShiftedAlikeInSummerAndWinter) {
+  for (const auto& date : dates()) {
+    const auto shifted = date->dateByAddingTimeInterval(telvo_localTimeOffset());
+    EXPECT_EQ(utf8(telvo_oldStyleJSONStringValue(date)),
+              utf8(NSString::stringWithFormat("/Date(%.0f)/"_ns, shifted->timeIntervalSince1970() * 1000.0)));
+    EXPECT_SAME_DATE(telvo_dateWithJSONString(telvo_oldStyleJSONStringValue(date)), shifted);
+  }
+}
+
+TEST_P(NSDateTelvoInZone, TextWithoutZIsShiftedAlikeInSummerAndWinter) {
+  for (const auto& date : dates()) {
+    if (telvo_components(date, NSCalendarUnitEra)->era() == 0) continue;  // the text has no era
+    const auto universal = telvo_JSONStringValue(date);
+    const auto local = universal->substringToIndex(universal->length() - 1);
+    EXPECT_SAME_DATE(telvo_dateWithJSONString_allowPlaceholder(local, true),
+                     date->dateByAddingTimeInterval(telvo_localTimeOffset()));
+  }
+}
+
+TEST_P(NSDateTelvoInZone, DaysAroundTodayAreCountedAcrossEveryChangeOfTheClocks) {
+  const auto today = telvo_dateWithoutTime();
+  for (NSInteger offset = -400; offset <= 400; ++offset) {
+    const auto noon = telvo_dateByAddingDays(today, offset);
+    for (const double hours : {-9.5, 0.0, 9.5}) {
+      const auto date = noon->dateByAddingTimeInterval(hours * 3600.0);
+      EXPECT_EQ(telvo_isToday(date), offset == 0) << offset;
+      EXPECT_EQ(telvo_isBetweenDaysBefore_daysAfter(date, 200, 100), offset >= -200 && offset <= 100) << offset;
+      EXPECT_TRUE(telvo_isBetweenDaysBefore_daysAfter(date, -offset, offset)) << offset;
+      EXPECT_FALSE(telvo_isBetweenDaysBefore_daysAfter(date, -offset - 1, offset - 1)) << offset;
+    }
+  }
+}
+
+TEST_P(NSDateTelvoInZone, DistanceFromNowIsTheSameEverywhere) {
+  const auto date = NSDate::dateWithTimeIntervalSinceNow(200.0 * 86400.0 + 1800.0);  // half a year: another season
+  EXPECT_EQ(utf8(telvo_relativeStringWithStyle_maximumUnits_keepZero_defaultValue(date, 3, 1, false, nil)), "7 months");
 }
 
 TEST_P(NSDateTelvoInZone, ComponentsMakeTheDateAgain) {

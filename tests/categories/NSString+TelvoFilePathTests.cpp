@@ -136,6 +136,28 @@ TEST(NSStringTelvoFilePath, FoldersThatCannotBeMadeAreNotReported) {
   EXPECT_EQ(utf8(telvo_validatedFilePath("/proc/telvo-test/a"_ns)), "/proc/telvo-test/a");
 }
 
+TEST(NSStringTelvoFilePath, MakesNothingWhereALinkLeadsNowhere) {
+  const TemporaryDirectory folder;
+  fs::create_symlink("nothing/at/all", folder / "link");
+  EXPECT_EQ(utf8(telvo_validatedDirectoryPath(folder.text("link/a"))), folder / "link/a");
+  EXPECT_FALSE(folder.has("nothing"));
+  fs::create_directory(folder / "real");
+  fs::create_symlink("real", folder / "to real");
+  EXPECT_EQ(utf8(telvo_validatedDirectoryPath(folder.text("to real/a"))), folder / "to real/a");
+  EXPECT_TRUE(fs::is_directory(folder / "real/a"));
+}
+
+TEST(NSStringTelvoFilePath, PathsBeyondTheSystemsLimitsAreAnsweredAsAnyOther) {
+  const TemporaryDirectory folder;
+  const std::string name(300, 'n');  // longer than names can be
+  EXPECT_EQ(utf8(telvo_validatedDirectoryPath(folder.text("a/" + name + "/b"))), folder / "a/" + name + "/b");
+  EXPECT_TRUE(fs::is_directory(folder / "a"));
+  EXPECT_EQ(utf8(telvo_uniquePath(folder.text(name))), folder / name);
+  std::string deep = "/proc/telvo-test";
+  while (deep.size() < 100'000) deep += "/a";
+  EXPECT_EQ(utf8(telvo_validatedDirectoryPath(text(deep))), deep);
+}
+
 TEST(NSStringTelvoFilePath, ValidatesRelativeAndEmptyPaths) {
   const TemporaryDirectory folder;
   const fs::path before = fs::current_path();
@@ -177,6 +199,16 @@ TEST(NSStringTelvoFilePath, ATokenAtTheStartMakesEveryTokenCount) {
   EXPECT_EQ(utf8(telvo_expandedPath("<app>/y"_ns)), "<app>/y");
 }
 
+TEST(NSStringTelvoFilePath, ThePathOfTheBundleMayEndInsideAName) {
+  EXPECT_EQ(utf8(telvo_abbreviatedPath(text(bundlePath() + "2/a"))), "<APP>2/a");
+  EXPECT_EQ(utf8(telvo_expandedPath("<APP>2/a"_ns)), bundlePath() + "2/a");
+}
+
+TEST(NSStringTelvoFilePath, WhatFollowsTheTokenStaysAsItIs) {
+  EXPECT_EQ(utf8(telvo_expandedPath("<APP>/~/a//./b/"_ns)), bundlePath() + "/~/a//./b/");
+  EXPECT_EQ(utf8(telvo_expandedPath("~/<APP>"_ns)), utf8(NSHomeDirectory()) + "/<APP>");
+}
+
 TEST(NSStringTelvoFilePath, ExpandsAndAbbreviatesTheHomeFolder) {
   const EnvironmentVariable variable("HOME", "/home/someone");
   EXPECT_EQ(utf8(telvo_expandedPath("~/a"_ns)), "/home/someone/a");
@@ -185,6 +217,17 @@ TEST(NSStringTelvoFilePath, ExpandsAndAbbreviatesTheHomeFolder) {
   EXPECT_EQ(utf8(telvo_abbreviatedPath("/home/someone"_ns)), "~");
   EXPECT_EQ(utf8(telvo_abbreviatedPath("/home/someoneelse/a"_ns)), "/home/someoneelse/a");
   EXPECT_EQ(utf8(telvo_abbreviatedPath("/other/home/someone"_ns)), "/other/home/someone");
+  EXPECT_EQ(utf8(telvo_expandedPath("~nobody that exists/a"_ns)), "~nobody that exists/a");
+  EXPECT_EQ(utf8(telvo_expandedPath("a/~"_ns)), "a/~");
+}
+
+TEST(NSStringTelvoFilePath, AbbreviatingUndoesExpandingAndBackAgain) {
+  const EnvironmentVariable variable("HOME", "/home/someone");
+  for (const char* stored : {"~", "~/a b/\xff", "<APP>", "<APP>/a:<APP>/\xfe", "/etc/x", "relative/x"}) {
+    const auto expanded = telvo_expandedPath(text(stored));
+    EXPECT_EQ(utf8(telvo_abbreviatedPath(expanded)), stored);
+    EXPECT_EQ(utf8(telvo_expandedPath(telvo_abbreviatedPath(expanded))), utf8(expanded));
+  }
 }
 
 TEST(NSStringTelvoFilePath, ResolvesDotsWhenExpanding) {

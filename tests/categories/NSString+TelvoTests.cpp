@@ -40,6 +40,10 @@ TEST(NSStringTelvo, LettersAreLookedForRegardlessOfEverythingElse) {
   EXPECT_TRUE(telvo_containsStringLetters("The Quick-Brown fox!"_ns, "kb, ROWN"_ns));
   EXPECT_FALSE(telvo_containsStringLetters("abc"_ns, "ac"_ns));
   EXPECT_FALSE(telvo_containsStringLetters("abc"_ns, "123"_ns)) << "no letters are contained nowhere";
+  EXPECT_TRUE(telvo_containsStringLetters("Straße"_ns, "AẞE"_ns)) << "capital sharp s";
+  EXPECT_TRUE(telvo_containsStringLetters("IZMİR"_ns, "zmir"_ns)) << "the dotted i's dot is no letter";
+  EXPECT_FALSE(telvo_containsStringLetters("ızmır"_ns, "izmir"_ns)) << "the dotless i is another letter";
+  EXPECT_FALSE(telvo_containsStringLetters("한국어"_ns, "국"_ns)) << "letters without case do not count";
   EXPECT_FALSE(telvo_containsStringLetters("abc"_ns, nil));
   EXPECT_FALSE(telvo_containsStringLetters(nil, "a"_ns));
 }
@@ -127,6 +131,19 @@ TEST(NSStringTelvo, RemovesDiacriticalMarks) {
   EXPECT_EQ(telvo_stringByRemovingDiacriticalMarks(nil), nil);
 }
 
+// Halves of surrogate pairs are units as any other.
+TEST(NSStringTelvo, HalvesOfCharactersPassThroughEveryFilter) {
+  const auto halves = units(
+      u"\xDE00"
+      u"a\xD83D");
+  EXPECT_EQ(telvo_stringByRemovingDiacriticalMarks(halves)->units(), halves->units());
+  EXPECT_EQ(telvo_lowercasedLettersOnly(halves)->units(), u"a");
+  EXPECT_EQ(telvo_lowercasedLettersOrDigitsOnly(halves)->units(), u"a");
+  EXPECT_EQ(telvo_digitsOnly(halves)->units(), u"");
+  EXPECT_EQ(telvo_stringByRemovingPrefix(units(u"\xD83D\xDE00"), units(u"\xD83D"))->units(), units(u"\xDE00")->units());
+  EXPECT_EQ(telvo_wordCount(halves), 1U);
+}
+
 TEST(NSStringTelvo, WhatIsLeftWithoutMarksStaysDecomposed) {
   EXPECT_EQ(telvo_stringByRemovingDiacriticalMarks("한"_ns)->units(), u"\u1112\u1161\u11AB");
 }
@@ -170,6 +187,13 @@ TEST(NSStringTelvo, PaddingThatIsNotNeededOrEmptyChangesNothing) {
   EXPECT_EQ(telvo_stringWithMinimumLength_paddedWith_padLeft(text, 2, nil, true), text);
   EXPECT_EQ(telvo_stringWithMinimumLength_paddedWith_padLeft(text, lowest, nil, true), text);
   EXPECT_EQ(telvo_stringWithMinimumLength_paddedWith_padLeft(text, NSIntegerMax, ""_ns, true), text);
+}
+
+TEST(NSStringTelvo, PaddingBeyondAllMemoryIsNotMade) {
+  const auto text = "abc"_ns;
+  EXPECT_EQ(telvo_stringWithMinimumLength_paddedWith_padLeft(text, NSIntegerMax, nil, true), text);
+  EXPECT_EQ(telvo_stringWithMinimumLength_paddedWith_padLeft(text, NSIntegerMax / 2, "xyzw"_ns, false), text);
+  EXPECT_EQ(telvo_stringWithMinimumLength_paddedWith_padLeft(text, NSInteger{1} << 40, nil, true), text);
 }
 
 TEST(NSStringTelvo, MarksSpacesInsideQuotes) {
@@ -333,6 +357,11 @@ TEST(NSStringTelvo, DecodingIgnoresUnknownCharacters) {
 TEST(NSStringTelvo, Base64FailsWithNil) {
   EXPECT_EQ(telvo_encodeAsBase64UsingEncoding("漢"_ns, NSISOLatin1StringEncoding), nil);
   EXPECT_EQ(telvo_encodeAsBase64UsingEncoding(nil, NSUTF8StringEncoding), nil);
+  EXPECT_EQ(telvo_encodeAsBase64UsingEncoding(units(u"a\xD83D"), NSUTF8StringEncoding), nil) << "half a character";
+  for (const NSUInteger unknown : {NSUInteger{0}, NSUInteger{99}, NSUIntegerMax}) {
+    EXPECT_EQ(telvo_encodeAsBase64UsingEncoding("a"_ns, static_cast<NSStringEncoding>(unknown)), nil);
+    EXPECT_EQ(telvo_decodeFromBase64UsingEncoding("YQ=="_ns, static_cast<NSStringEncoding>(unknown)), nil);
+  }
   EXPECT_EQ(telvo_decodeFromBase64UsingEncoding("R3L832U="_ns, NSUTF8StringEncoding), nil) << "bytes that are no UTF-8";
   EXPECT_EQ(telvo_decodeFromBase64UsingEncoding("R3L"_ns, NSUTF8StringEncoding), nil) << "half a group";
   EXPECT_EQ(telvo_decodeFromBase64UsingEncoding(nil, NSUTF8StringEncoding), nil);

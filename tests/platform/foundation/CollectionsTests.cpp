@@ -38,18 +38,6 @@ TEST(NSString, ReadsLeadingNumbers) {
   EXPECT_DOUBLE_EQ("."_ns->doubleValue(), 0.0);
 }
 
-TEST(NSString, PathMethodsFollowThePlatformsRules) {
-  EXPECT_EQ("/tmp/scratch.tiff"_ns->lastPathComponent()->UTF8String(), "scratch.tiff");
-  EXPECT_EQ("/tmp/lib///"_ns->lastPathComponent()->UTF8String(), "lib");
-  EXPECT_EQ("/"_ns->lastPathComponent()->UTF8String(), "/");
-  EXPECT_EQ("/tmp"_ns->stringByDeletingLastPathComponent()->UTF8String(), "/");
-  EXPECT_EQ("a"_ns->stringByDeletingLastPathComponent()->UTF8String(), "");
-  EXPECT_EQ("/"_ns->stringByAppendingPathComponent("Site"_ns)->UTF8String(), "/Site");
-  EXPECT_EQ(".hidden"_ns->pathExtension()->UTF8String(), "");
-  EXPECT_EQ("a.tar.gz"_ns->stringByDeletingPathExtension()->UTF8String(), "a.tar");
-  EXPECT_EQ("/a/./b/../c"_ns->stringByStandardizingPath()->UTF8String(), "/a/c");
-}
-
 TEST(NSMutableString, ReplacesEveryOccurrenceOnce) {
   const auto text = NSMutableString::stringWithString("aAaA"_ns);
   EXPECT_EQ(text->replaceOccurrencesOfString_withString_options_range("a"_ns, "aa"_ns, NSCaseInsensitiveSearch,
