@@ -22,10 +22,12 @@ int FileReadStream::openFile() {
   // another file may have taken the name.
   if (::stat(path_.c_str(), &status) != 0) return errno;
   if (!isReadable(status)) return EOPNOTSUPP;
-  file_ = foundation::openFile(path_, O_RDONLY);
+  // Nothing is read of a folder, and one that may not be read is made on the server all the same.
+  file_ = foundation::openFile(path_, S_ISDIR(status.st_mode) ? O_PATH : O_RDONLY);
   if (!file_ || ::fstat(file_.get(), &status) != 0) return errno;
   if (!isReadable(status)) return EOPNOTSUPP;
   isFolder_ = S_ISDIR(status.st_mode);
+  if (isFolder_) return 0;
   [[maybe_unused]] const int advised = ::posix_fadvise(file_.get(), 0, 0, POSIX_FADV_SEQUENTIAL);
   return 0;
 }

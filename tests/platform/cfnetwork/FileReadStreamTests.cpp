@@ -153,6 +153,21 @@ TEST(FileReadStream, FailsForAnUnreadableFile) {
   EXPECT_EQ(errorOfOpening(path), EACCES);
 }
 
+TEST(FileReadStream, OpensAFolderThatMayNotBeRead) {
+  const TemporaryDirectory folder;
+  std::filesystem::create_directory(folder / "closed");
+  chmod(folder.path().c_str(), 0755);
+  chmod((folder / "closed").c_str(), 0);
+  const OrdinaryUser user;
+  const auto stream = make<FileReadStream>(folder / "closed");
+  StreamRecorder recorder(stream);
+  stream->open();
+  EXPECT_EQ(readUpTo(*stream, 10), "");
+  StreamRecorder::settle();
+  EXPECT_EQ(recorder.events,
+            (std::vector{NSStreamEventOpenCompleted, NSStreamEventHasBytesAvailable, NSStreamEventEndEncountered}));
+}
+
 TEST(FileReadStream, NeitherWaitsForAPipesWriterNorReadsAPipe) {
   const TemporaryDirectory folder;
   ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
