@@ -9,6 +9,11 @@ import socket
 import subprocess
 import time
 
+# In front of a command line: permissions bind the command, also when the tests are run by the superuser.
+BOUND_BY_PERMISSIONS = (
+    ["setpriv", "--inh-caps=-all", "--bounding-set=-dac_override,-dac_read_search"] if os.geteuid() == 0 else []
+)
+
 _PR_SET_PDEATHSIG = 1
 _libc = ctypes.CDLL(None, use_errno=True)
 
@@ -49,6 +54,12 @@ def wait_until(condition, timeout=30, what="the condition", interval=0.01):
         if time.monotonic() > limit:
             raise AssertionError(f"waited {timeout} s in vain for {what}")
         time.sleep(interval)
+
+
+def memory(pid, field):
+    """Of a process, in bytes: "VmHWM" is the most that was ever resident, "VmRSS" what is now."""
+    with open(f"/proc/{pid}/status") as file:
+        return next(int(line.split()[1]) * 1024 for line in file if line.startswith(f"{field}:"))
 
 
 class ReservedPort:
