@@ -7,6 +7,7 @@
 #include "foundation/NSRunLoop.h"
 #include "foundation/NSString.h"
 #include "foundation/NSThread.h"
+#include "foundation/NotificationSignal.h"
 #include "foundation/SessionBus.h"
 
 namespace {
@@ -14,54 +15,10 @@ namespace {
 constexpr const char* objectPath = "/com/telvo/DistributedNotificationCenter";
 constexpr const char* interfaceName = "com.telvo.DistributedNotificationCenter";
 constexpr const char* signalName = "Posted";
-constexpr gsize largestSignal = gsize{1} << 20U;
-
-Ref<NSNotification> notificationFrom(GVariant* parameters) {
-  if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(ssa{sv})"))) return nil;
-  if (g_variant_get_size(parameters) > largestSignal) return nil;
-  const char* name = nullptr;
-  const char* object = nullptr;
-  GVariant* details = nullptr;
-  g_variant_get(parameters, "(&s&s@a{sv})", &name, &object, &details);
-
-  gboolean hasObject = *object != '\0';
-  g_variant_lookup(details, "HasObject", "b", &hasObject);
-  GVariant* const userInfo = g_variant_lookup_value(details, "UserInfo", G_VARIANT_TYPE_VARDICT);
-  const auto notification = NSNotification::notificationWithName_object_userInfo(
-      NSString::stringWithUTF8String(name), hasObject ? NSString::stringWithUTF8String(object) : nil,
-      userInfo ? foundation::dictionaryFromVariant(userInfo) : nil);
-  if (userInfo) g_variant_unref(userInfo);
-  g_variant_unref(details);
-  return notification;
-}
-
-// Null when the user information cannot be sent.
-GVariant* parametersOf(const NSNotification& notification, bool deliverImmediately) {
-  GVariantBuilder details;
-  g_variant_builder_init(&details, G_VARIANT_TYPE_VARDICT);
-  if (notification.userInfo()) {
-    GVariant* const userInfo = foundation::variantFromDictionary(notification.userInfo());
-    if (!userInfo) {
-      g_variant_builder_clear(&details);
-      return nullptr;
-    }
-    g_variant_builder_add(&details, "{sv}", "UserInfo", userInfo);
-  }
-  const auto object = as<NSString>(notification.object());
-  g_variant_builder_add(&details, "{sv}", "HasObject", g_variant_new_boolean(object != nil));
-  g_variant_builder_add(&details, "{sv}", "DeliverImmediately", g_variant_new_boolean(deliverImmediately));
-  return g_variant_new("(ssa{sv})", foundation::UTF8ForBus(notification.name()).c_str(),
-                       foundation::UTF8ForBus(object).c_str(), &details);
-}
 
 void send(const NSNotification& notification, bool deliverImmediately) {
-  GVariant* const parameters = parametersOf(notification, deliverImmediately);
-  if (!parameters) return;
-  g_variant_ref_sink(parameters);
-  if (g_variant_get_size(parameters) <= largestSignal) {
-    foundation::emitOnSessionBus(objectPath, interfaceName, signalName, parameters);
-  }
-  g_variant_unref(parameters);
+  GVariant* const parameters = foundation::signalFromNotification(notification, deliverImmediately);
+  if (parameters) foundation::emitOnSessionBus(objectPath, interfaceName, signalName, parameters);
 }
 
 }  // namespace
@@ -117,11 +74,11 @@ void NSDistributedNotificationCenter::updateSubscriptions() {
     if (existing != subscriptions_.end()) {
       needed.insert(subscriptions_.extract(existing));
     } else if (!needed.contains(key)) {
-      needed[key] = foundation::subscribeOnSessionBus({std::nullopt, objectPath, interfaceName, signalName, key},
-                                                      [this, name](GVariant* parameters) {
-                                                        if (const auto notification = notificationFrom(parameters))
-                                                          deliverToObserversOfName(notification, name);
-                                                      });
+      needed[key] = foundation::subscribeOnSessionBus(
+          {std::nullopt, objectPath, interfaceName, signalName, key}, [this, name](GVariant* parameters) {
+            if (const auto notification = foundation::notificationFromSignal(parameters))
+              deliverToObserversOfName(notification, name);
+          });
     }
   }
   subscriptions_.swap(needed);
