@@ -13,8 +13,8 @@ const Ref<NSString>& NSSuperscriptAttributeName() { return "NSSuperScript"_ns; }
 const Ref<NSString>& NSParagraphStyleAttributeName() { return "NSParagraphStyle"_ns; }
 const Ref<NSString>& NSLinkAttributeName() { return "NSLink"_ns; }
 
-Ref<NSMutableAttributedString> NSAttributedStringFromRTF(const Ref<NSData>& data) {
-  return data ? appkit::RTFReader(data->view()).read() : Ref<NSMutableAttributedString>();
+Ref<NSAttributedString> NSAttributedStringFromRTF(const Ref<NSData>& data) {
+  return data ? appkit::RTFReader(data->view()).read() : Ref<NSAttributedString>();
 }
 
 Ref<NSData> NSRTFFromAttributedString(const Ref<NSAttributedString>& string, NSRange range) {

@@ -32,7 +32,7 @@ enum NSUnderlineStyle : NSInteger {
 // out, hidden and deleted text as well. Nil for nil, for data that does not begin as an RTF document, and for more than
 // a million groups within each other; a document that is cut short or damaged further on gives what can be read. Time
 // and memory are linear in the size. Any thread.
-Ref<NSMutableAttributedString> NSAttributedStringFromRTF(const Ref<NSData>& data);
+Ref<NSAttributedString> NSAttributedStringFromRTF(const Ref<NSData>& data);
 
 // The range as an RTF document of ASCII bytes, which NSAttributedStringFromRTF() reads back as the same styled text,
 // with these exceptions: a paragraph has the paragraph style of its first character, links come back absolute, and

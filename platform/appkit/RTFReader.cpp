@@ -182,6 +182,8 @@ const std::unordered_map<std::string_view, RTFReader::Handler>& RTFReader::handl
     add("ulnone", inText, [](RTFReader& reader, const RTFToken&) { reader.state().character.underline = noAttribute; });
     add("nosupersub", inText,
         [](RTFReader& reader, const RTFToken&) { reader.state().character.superscript = noAttribute; });
+    add("up", inText, [](RTFReader& reader, const RTFToken& token) { reader.shift(token, 1); });
+    add("dn", inText, [](RTFReader& reader, const RTFToken& token) { reader.shift(token, -1); });
     add("plain", inText, [](RTFReader& reader, const RTFToken&) { reader.plain(); });
 
     for (const auto& [word, alignment] : alignmentWords) {
@@ -207,7 +209,7 @@ const std::unordered_map<std::string_view, RTFReader::Handler>& RTFReader::handl
 
 RTFReader::RTFReader(std::string_view bytes) : tokenizer_(withoutLeadingSpace(bytes)) {}
 
-Ref<NSMutableAttributedString> RTFReader::read() {
+Ref<NSAttributedString> RTFReader::read() {
   if (!readHeader()) return nil;
   while (!states_.empty() && !failed_) {
     const RTFToken token = tokenizer_.next();
@@ -476,6 +478,12 @@ void RTFReader::unicode(const RTFToken& token) {
   fallbackToSkip_ = state().fallbackLength;
 }
 
+// Text put above or below the line by a distance is taken for super- or subscript, as writers use it.
+void RTFReader::shift(const RTFToken& token, NSInteger direction) {
+  const bool isBack = token.hasParameter && token.parameter == 0;
+  state().character.superscript = isBack ? noAttribute : token.parameter < 0 ? -direction : direction;
+}
+
 void RTFReader::plain() {
   RTFCharacterStyle style;
   style.font = defaultFont_;
@@ -486,11 +494,14 @@ void RTFReader::plain() {
 }
 
 void RTFReader::endOfParagraph() {
+  // A paragraph whose end is left out goes on with the next one.
+  if (isLeftOut()) return;
   append(u'\n');
   builder_.endParagraph(state().alignment);
 }
 
 void RTFReader::endOfTableRow() {
+  if (isLeftOut()) return;
   // The last cell's mark gives way to the row's.
   if (!builder_.replaceLastTabByLineEnd()) append(u'\n');
   builder_.endParagraph(state().alignment);
@@ -513,7 +524,7 @@ void RTFReader::flush() {
 void RTFReader::append(std::u16string_view units) {
   switch (state().destination) {
     case Destination::Text:
-      if (!state().hidden && !state().deleted) builder_.append(units, state().character);
+      if (!isLeftOut()) builder_.append(units, state().character);
       break;
     case Destination::FontTable:
       font_.name.append(units);

@@ -18,7 +18,7 @@ class RTFReader {
   explicit RTFReader(std::string_view bytes);
 
   // Called once; see NSAttributedStringFromRTF().
-  Ref<NSMutableAttributedString> read();
+  Ref<NSAttributedString> read();
 
  private:
   // What the text of a group is for.
@@ -54,7 +54,6 @@ class RTFReader {
   void text(std::string_view bytes);
   void symbol(char character);
   void word(const RTFToken& token);
-  void handle(const Handler& handler, const RTFToken& token);
 
   void beginDestination(Destination destination);
   void finishFont();
@@ -66,9 +65,9 @@ class RTFReader {
   // One for each handler that takes more than a table entry.
   void fontNumber(const RTFToken& token);
   void fontCharset(const RTFToken& token);
-  void fontCodePage(const RTFToken& token);
   void colorComponent(double RTFReader::*component, const RTFToken& token);
   void unicode(const RTFToken& token);
+  void shift(const RTFToken& token, NSInteger direction);
   void plain();
   void endOfParagraph();
   void endOfTableRow();
@@ -78,6 +77,7 @@ class RTFReader {
   void append(std::u16string_view units);
   void append(char16_t unit) { append(std::u16string_view(&unit, 1)); }
   State& state() { return states_.back(); }
+  bool isLeftOut() { return state().hidden || state().deleted; }
 
   RTFTokenizer tokenizer_;
   RTFDecoder decoder_;

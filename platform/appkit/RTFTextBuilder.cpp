@@ -1,14 +1,18 @@
 #include "appkit/RTFTextBuilder.h"
 
 #include <algorithm>
+#include <array>
 #include <compare>
 #include <map>
 #include <tuple>
+#include <unordered_map>
+#include <utility>
 
 #include "appkit/RTFFonts.h"
 #include "foundation/NSDictionary.h"
 #include "foundation/NSNumber.h"
 #include "foundation/NSString.h"
+#include "foundation/NSURL.h"
 
 namespace {
 
@@ -22,45 +26,82 @@ struct Style {
   auto operator<=>(const Style&) const = default;
 };
 
-// The dictionaries of a document, each made once.
+// The dictionaries of a document, each made once: of equal ones there is only one. Names and addresses, which a
+// document can make arbitrarily long, are looked at where they are defined and never for each run.
 class Attributes {
  public:
   explicit Attributes(const RTFResources& resources) : resources_(resources) {}
 
   const Ref<NSDictionary>& forStyle(const Style& style) {
-    Ref<NSDictionary>& attributes = known_[style];
+    Ref<NSDictionary>& attributes = byStyle_[style];
     if (!attributes) attributes = make(style);
     return attributes;
   }
 
  private:
+  // Fonts, colours and links are here the only ones of their kind, so that their addresses will do.
+  using Values = std::tuple<const NSObject*, const NSObject*, const NSObject*, const NSObject*, NSInteger, NSInteger,
+                            NSInteger, NSInteger>;
+
   Ref<NSDictionary> make(const Style& style) {
     const RTFCharacterStyle& character = style.character;
+    const id font = fontOf(character);
+    const id color = colorAt(character.color);
+    const id background = colorAt(character.background);
+    const id link = linkAt(character.link);
+    Ref<NSDictionary>& made =
+        byValues_[Values{font.get(), color.get(), background.get(), link.get(), character.underline,
+                         character.strikethrough, character.superscript, style.alignment}];
+    if (made) return made;
     const auto attributes = NSMutableDictionary::dictionary();
-    set(*attributes, NSFontAttributeName(), fontOf(character));
-    set(*attributes, NSForegroundColorAttributeName(), at(resources_.palette, character.color));
-    set(*attributes, NSBackgroundColorAttributeName(), at(resources_.palette, character.background));
+    set(*attributes, NSFontAttributeName(), font);
+    set(*attributes, NSForegroundColorAttributeName(), color);
+    set(*attributes, NSBackgroundColorAttributeName(), background);
     set(*attributes, NSUnderlineStyleAttributeName(), numberOf(character.underline));
     set(*attributes, NSStrikethroughStyleAttributeName(), numberOf(character.strikethrough));
     set(*attributes, NSSuperscriptAttributeName(), numberOf(character.superscript));
-    set(*attributes, NSLinkAttributeName(), at(resources_.links, character.link));
+    set(*attributes, NSLinkAttributeName(), link);
     if (style.alignment != noAttribute) {
       const auto alignment = static_cast<NSTextAlignment>(style.alignment);
       set(*attributes, NSParagraphStyleAttributeName(), ::make<NSParagraphStyle>(alignment));
     }
-    return as<NSDictionary>(attributes->copy());
+    made = as<NSDictionary>(attributes->copy());
+    return made;
   }
 
   // Text has a font when the document says anything about it; what is not said is Helvetica at 12 points.
-  Ref<NSFont> fontOf(const RTFCharacterStyle& style) {
+  id fontOf(const RTFCharacterStyle& style) {
     const bool isNamed = resources_.fonts.contains(style.font);
     if (!isNamed && style.size <= 0 && !style.bold && !style.italic) return nil;
     Ref<NSFont>& face = faces_[{isNamed ? style.font : -1, style.bold, style.italic}];
     if (!face) {
       const std::u16string name = isNamed ? resources_.fonts.at(style.font).name : std::u16string();
-      face = appkit::fontFromRTF(name, style.bold, style.italic, style.size);
+      const auto font = appkit::fontFromRTF(name, style.bold, style.italic, style.size);
+      face = facesByName_.try_emplace(std::u16string(font->fontName()->units()), font).first->second;
     }
-    return face->fontWithSize(style.size);
+    const auto sized = face->fontWithSize(style.size);
+    return fonts_.try_emplace({face.get(), sized->pointSize()}, sized).first->second;
+  }
+
+  id colorAt(std::int32_t index) {
+    const id value = at(resources_.palette, index);
+    const auto color = as<NSColor>(value);
+    if (!color) return nil;
+    return colors_
+        .try_emplace({color->redComponent(), color->greenComponent(), color->blueComponent(), color->alphaComponent()},
+                     color)
+        .first->second;
+  }
+
+  id linkAt(std::int32_t index) {
+    const id value = at(resources_.links, index);
+    if (!value) return nil;
+    id& link = links_[index];
+    if (link) return link;
+    const auto url = as<NSURL>(value);
+    auto& sameKind = url ? urls_ : texts_;
+    link = sameKind.try_emplace(value->description()->UTF8String(), value).first->second;
+    return link;
   }
 
   static void set(NSMutableDictionary& attributes, const Ref<NSString>& name, const id& value) {
@@ -76,8 +117,15 @@ class Attributes {
   }
 
   const RTFResources& resources_;
-  std::map<Style, Ref<NSDictionary>> known_;
+  std::map<Style, Ref<NSDictionary>> byStyle_;
+  std::map<Values, Ref<NSDictionary>> byValues_;
   std::map<std::tuple<std::int32_t, bool, bool>, Ref<NSFont>> faces_;  // by number, bold and italic, of any size
+  std::unordered_map<std::u16string, Ref<NSFont>> facesByName_;
+  std::map<std::pair<const NSObject*, double>, Ref<NSFont>> fonts_;  // by face and size
+  std::map<std::array<double, 4>, Ref<NSColor>> colors_;             // by components
+  std::map<std::int32_t, id> links_;                                 // by number
+  std::unordered_map<std::string, id> urls_;                         // by text
+  std::unordered_map<std::string, id> texts_;
 };
 
 }  // namespace
@@ -104,24 +152,30 @@ bool RTFTextBuilder::replaceLastTabByLineEnd() {
   return true;
 }
 
-Ref<NSMutableAttributedString> RTFTextBuilder::styledText(const RTFResources& resources, NSInteger lastAlignment) {
+Ref<NSAttributedString> RTFTextBuilder::styledText(const RTFResources& resources, NSInteger lastAlignment) {
   endParagraph(lastAlignment);
   Attributes attributes(resources);
   const auto styled = make<NSMutableAttributedString>(NSString::stringWithUnits(text_));
+  // Never ended: it would compare the attributes of neighbouring runs, which are joined here already.
   styled->beginEditing();
+  Ref<NSDictionary> pending;
+  std::size_t start = 0;
   std::size_t paragraph = 0;
   for (std::size_t run = 0; run < runs_.size(); ++run) {
     const std::size_t runEnd = run + 1 < runs_.size() ? runs_[run + 1].location : text_.size();
     for (std::size_t at = runs_[run].location; at < runEnd;) {
       while (paragraphs_[paragraph].end <= at) ++paragraph;
-      const std::size_t end = std::min(runEnd, paragraphs_[paragraph].end);
-      styled->setAttributes_range(attributes.forStyle({runs_[run].style, paragraphs_[paragraph].alignment}),
-                                  {at, end - at});
-      at = end;
+      const auto& here = attributes.forStyle({runs_[run].style, paragraphs_[paragraph].alignment});
+      if (here != pending) {
+        styled->setAttributes_range(pending, {start, at - start});
+        pending = here;
+        start = at;
+      }
+      at = std::min(runEnd, paragraphs_[paragraph].end);
     }
   }
-  styled->endEditing();
-  return styled;
+  styled->setAttributes_range(pending, {start, text_.size() - start});
+  return make<NSAttributedString>(Ref<NSAttributedString>(styled));
 }
 
 }  // namespace appkit

@@ -32,7 +32,7 @@ class RTFTextBuilder {
   bool replaceLastTabByLineEnd();
 
   // The last paragraph may be open; it has this alignment.
-  Ref<NSMutableAttributedString> styledText(const RTFResources& resources, NSInteger lastAlignment);
+  Ref<NSAttributedString> styledText(const RTFResources& resources, NSInteger lastAlignment);
 
  private:
   struct Run {

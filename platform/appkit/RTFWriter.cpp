@@ -252,12 +252,15 @@ void RTFWriter::addColor(Words& words, const Ref<NSColor>& color, std::string_vi
 }
 
 std::size_t RTFWriter::fontNumber(const Ref<NSFont>& font) {
+  const auto known = numbersOfFonts_.find(font.get());
+  if (known != numbersOfFonts_.end()) return known->second;
   const auto [entry, isNew] = fontNumbers_.emplace(tableNameOfFont(*font), fontNumbers_.size());
   if (isNew) {
     fontTable_ += "{\\f" + textOf(entry->second) + "\\" + std::string(familyWordOfFont(*font)) + "\\fcharset0 ";
     appendFontName(fontTable_, entry->first);
     fontTable_ += ";}";
   }
+  numbersOfFonts_.emplace(font.get(), entry->second);
   return entry->second;
 }
 

@@ -44,8 +44,9 @@ class RTFWriter {
   std::string body_;
   std::string fontTable_;
   std::string colorTable_;
-  std::unordered_map<std::u16string, std::size_t> fontNumbers_;  // by name in the font table
-  std::unordered_map<std::uint32_t, std::size_t> colorNumbers_;  // by red, green and blue in one number
+  std::unordered_map<std::u16string, std::size_t> fontNumbers_;    // by name in the font table
+  std::unordered_map<const NSFont*, std::size_t> numbersOfFonts_;  // of those seen already
+  std::unordered_map<std::uint32_t, std::size_t> colorNumbers_;    // by red, green and blue in one number
   NSInteger alignment_ = noAttribute;
 };
 

@@ -11,7 +11,7 @@
 
 namespace {
 
-Ref<NSMutableAttributedString> read(std::string_view document) {
+Ref<NSAttributedString> read(std::string_view document) {
   return NSAttributedStringFromRTF(NSData::dataWithBytes(std::string(document)));
 }
 
@@ -22,8 +22,7 @@ std::string textOf(std::string_view content) {
 }
 
 // An attribute of the document's first character from the given text on, described; empty when there is none.
-std::string attributeOf(const Ref<NSMutableAttributedString>& styled, std::string_view text,
-                        const Ref<NSString>& name) {
+std::string attributeOf(const Ref<NSAttributedString>& styled, std::string_view text, const Ref<NSString>& name) {
   const NSRange found = styled->string()->rangeOfString(NSString::stringWithUTF8String(text));
   if (found.location == NSNotFound) return "(no such text)";
   const id value = styled->attribute_atIndex_effectiveRange(name, found.location);
@@ -249,6 +248,10 @@ TEST(RTFReader, LinesAndPositions) {
   EXPECT_EQ(value("\\super x", NSSuperscriptAttributeName()), "1");
   EXPECT_EQ(value("\\sub x", NSSuperscriptAttributeName()), "-1");
   EXPECT_EQ(value("\\super\\nosupersub x", NSSuperscriptAttributeName()), "");
+  EXPECT_EQ(value("\\up8 x", NSSuperscriptAttributeName()), "1");
+  EXPECT_EQ(value("\\dn x", NSSuperscriptAttributeName()), "-1");
+  EXPECT_EQ(value("\\up-2 x", NSSuperscriptAttributeName()), "-1");
+  EXPECT_EQ(value("\\up8\\up0 x", NSSuperscriptAttributeName()), "");
 }
 
 TEST(RTFReader, AlignmentInForceAtItsEndHoldsForTheWholeParagraph) {
@@ -263,6 +266,14 @@ TEST(RTFReader, AlignmentInForceAtItsEndHoldsForTheWholeParagraph) {
   EXPECT_EQ(alignment("e"), "Alignment 3");
   EXPECT_EQ(alignment("f"), "");
   EXPECT_EQ(alignment("g"), "Alignment 2");
+}
+
+TEST(RTFReader, AParagraphWhoseEndIsLeftOutGoesOnWithTheNext) {
+  const auto styled = read("{\\rtf1\\qc a{\\v\\par}\\ql b{\\deleted\\par\\row}\\qr c\\par\\ql d}");
+  EXPECT_EQ(styled->string()->UTF8String(), "abc\nd");
+  for (const char* text : {"a", "b", "c"}) {
+    EXPECT_EQ(attributeOf(styled, text, NSParagraphStyleAttributeName()), "Alignment 1");
+  }
 }
 
 TEST(RTFReader, HyperlinkFieldsAreLinks) {
@@ -306,6 +317,43 @@ TEST(RTFReader, DocumentOfAWordProcessorReadsWithItsTextFontsAndSizes) {
   EXPECT_EQ(attributeOf(styled, "Title", NSParagraphStyleAttributeName()), "Alignment 2");
 }
 
+TEST(RTFReader, DocumentOfAnOfficeSuiteReadsWithItsTextFontsAndSizes) {
+  const auto styled = read(
+      "{\\rtf1\\ansi\\deff3\\adeflang1025\n{\\fonttbl{\\f0\\froman\\fprq2\\fcharset0 Times New "
+      "Roman;}{\\f1\\froman\\fprq2"
+      "\\fcharset2 Symbol;}{\\f3\\froman\\fprq2\\fcharset0 Serif Text;}{\\f4\\fnil\\fprq0\\fcharset0 "
+      "Georgia;}{\\f6\\fnil"
+      "\\fprq0\\fcharset2 OpenSymbol{\\*\\falt Arial Unicode MS};}{\\f7\\fnil\\fprq0\\fcharset0 Courier "
+      "New;}}\n{\\colortbl;"
+      "\\red0\\green0\\blue0;\\red255\\green0\\blue0;\\red255\\green255\\blue0;}\n{\\stylesheet{"
+      "\\s0\\snext0\\rtlch\\af8"
+      "\\afs24 \\ltrch\\cf0\\f3\\fs24 "
+      "Normal;}\n}{\\*\\listtable{\\list\\listtemplateid1\n{\\listlevel\\levelnfc23{\\leveltext "
+      "\\'01\\u8226 ?;}{\\levelnumbers;}\\f6}}}{\\listoverridetable{\\listoverride\\ls1}}{\\*\\generator Office}\n"
+      "\\pard\\plain \\s1\\ql\\ltrpar{\\hich\\af4\\loch\\fs40\\b\\f4\\loch\n\\u220\\'dcberschrift \\u8364\\'80}\n\\par "
+      "\\pard\\plain "
+      "\\s18\\loch\\sb0\\sa140\\qc\\f3\\fs24{\\loch\n x}{\\loch{\\*\\updnprop8000}\\up8\\loch\n2}{\\loch\n "
+      "}{\\loch\\cf2\\chcbpat3\\loch\nred}\n\\par \\pard\\plain \\ql{\\hich\\af7\\loch\\fs18\\f7\\loch\ncode "
+      "\\u1046\\'3f \\uc0 "
+      "\\u55357\\uc1 \\u56832\\'3f}\n\\par \\pard\\plain {{\\field{\\*\\fldinst HYPERLINK \"http://example.com/\" "
+      "}{\\fldrslt "
+      "{\\ul\\ulc0\\loch\nlink}{}}}\\loch\n after}\n\\par \\trowd\\trql\\cellx271\\cellx572\\pard\\plain "
+      "\\intbl{\\loch\na}\\cell"
+      "\\pard\\plain \\intbl{\\loch\nb}\\cell\\row\\pard\\plain {\\listtext\\pard\\plain \\f6 "
+      "\\u8226\\'95\\tab}\\ilvl0\\ls1 "
+      "{\\loch\none}\n\\par }");
+  EXPECT_EQ(styled->string()->UTF8String(), "Überschrift €\n x2 red\ncode Ж 😀\nlink after\na\tb\n•\tone\n");
+  EXPECT_EQ(attributeOf(styled, "Über", NSFontAttributeName()), "\"Georgia-Bold 20.00 pt.\"");
+  EXPECT_EQ(attributeOf(styled, "2", NSSuperscriptAttributeName()), "1");
+  EXPECT_EQ(attributeOf(styled, "red", NSForegroundColorAttributeName()), "RGB 1 0 0 1");
+  EXPECT_EQ(attributeOf(styled, "red", NSBackgroundColorAttributeName()), "RGB 1 1 0 1");
+  EXPECT_EQ(attributeOf(styled, "red", NSParagraphStyleAttributeName()), "Alignment 2");
+  EXPECT_EQ(attributeOf(styled, "code", NSFontAttributeName()), "\"CourierNewPSMT 9.00 pt.\"");
+  EXPECT_EQ(attributeOf(styled, "link", NSLinkAttributeName()), "http://example.com/");
+  EXPECT_EQ(attributeOf(styled, "after", NSLinkAttributeName()), "");
+  EXPECT_EQ(attributeOf(styled, "after", NSFontAttributeName()), "\"Serif Text 12.00 pt.\"");
+}
+
 TEST(RTFReader, HundredThousandNestedGroupsAreRead) {
   constexpr std::size_t depth = 100'000;
   const std::string open = std::string(depth, '{') + "x";
@@ -318,6 +366,27 @@ TEST(RTFReader, HundredThousandNestedGroupsAreRead) {
 
 TEST(RTFReader, MoreThanAMillionNestedGroupsAreNoDocument) {
   EXPECT_EQ(read("{\\rtf1 " + std::string(1'000'001, '{')), nil);
+}
+
+// Comparing these names for each run would take minutes.
+TEST(RTFReader, LongNamesAndAddressesAreNotComparedForEachRun) {
+  const std::string name(300'000, 'A');
+  const std::string fonts = "{\\rtf1{\\fonttbl{\\f0 " + name + "1;}{\\f1 " + name + "2;}{\\f2 " + name + "1;}}";
+  std::string runs;
+  std::string results;
+  for (int i = 0; i < 100'000; ++i) {
+    runs += "\\f0 x\\f2 z\\f1 y";
+    results += "{\\fldrslt x}y";
+  }
+  const auto styled = read(fonts + runs + "}");
+  NSRange range;
+  const auto font = as<NSFont>(styled->attribute_atIndex_effectiveRange(NSFontAttributeName(), 0, &range));
+  EXPECT_EQ(font->fontName()->UTF8String(), name + "1");
+  EXPECT_EQ(range, NSMakeRange(0, 2)) << "the same font under two numbers";
+  const auto linked =
+      read("{\\rtf1{\\field{\\*\\fldinst HYPERLINK \"" + name + "1\"}{\\fldrslt a{\\field{\\*\\fldinst " +
+           "HYPERLINK \"" + name + "2\"}" + results + "}}}}");
+  EXPECT_EQ(linked->length(), 200'001U);
 }
 
 TEST(RTFReader, HostileTablesAndFieldsAreBounded) {
