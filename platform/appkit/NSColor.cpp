@@ -19,7 +19,14 @@ namespace {
 const NSRegisteredClass registration(NSColor::classObject());
 
 // The kinds of colour in an archive.
-enum ColorSpace : NSInteger { CalibratedRGB = 1, DeviceRGB = 2, CalibratedWhite = 3, DeviceWhite = 4, CMYK = 5 };
+enum ColorSpace : NSInteger {
+  CalibratedRGB = 1,
+  DeviceRGB = 2,
+  CalibratedWhite = 3,
+  DeviceWhite = 4,
+  CMYK = 5,
+  Named = 6
+};
 
 double limited(double component) { return std::isnan(component) ? 0.0 : std::clamp(component, 0.0, 1.0); }
 
@@ -127,6 +134,9 @@ id NSColor::initWithCoder(NSCoder& coder) {
       return colorWithRed_green_blue_alpha((1.0 - limited(cmyk[0])) * light, (1.0 - limited(cmyk[1])) * light,
                                            (1.0 - limited(cmyk[2])) * light, at(cmyk, 4, 1.0));
     }
+    case Named:
+      // The name means something to its system only; the colour that it stood for there goes with it.
+      return coder.decodeObjectOfClass_forKey<NSColor>("NSColor"_ns);
     default:
       return nil;
   }

@@ -32,7 +32,7 @@ class NSColor : public NSObject {
   bool conformsToCopying() const override { return true; }
 
   void encodeWithCoder(NSCoder& coder) const;
-  // Reads RGB, grey and CMYK colours; named and patterned ones give nil.
+  // Reads RGB, grey and CMYK colours, and named ones as what they stood for; patterned ones give nil.
   static id initWithCoder(NSCoder& coder);
 
  private:

@@ -6,6 +6,7 @@
 
 #include "appkit/NSFont.h"
 #include "foundation/Foundation.h"
+#include "tests/HandMadeArchive.h"
 
 namespace {
 
@@ -72,6 +73,36 @@ TEST(NSFont, EqualityIsByNameAndSize) {
   EXPECT_FALSE(font->isEqual(NSFont::fontWithName_size("Courier"_ns, 12)));
   EXPECT_FALSE(font->isEqual("Helvetica"_ns));
   EXPECT_EQ(font->copy(), font);
+}
+
+TEST(NSFont, ComesBackFromAnArchive) {
+  for (const auto& name : {"Helvetica-BoldOblique"_ns, "TimesNewRomanPSMT"_ns, "ヒラギノ角ゴ"_ns}) {
+    const auto font = NSFont::fontWithName_size(name, 13.333);
+    EXPECT_TRUE(NSEqualObjects(throughArchive(font), font)) << name->UTF8String();
+  }
+  const auto back = as<NSFont>(throughArchive(NSFont::fontWithName_size("Times-Bold"_ns, 12)));
+  EXPECT_EQ(described(back), "Times-Bold|Times|b");
+}
+
+TEST(NSFont, OfADamagedArchiveHasTheDefaultSizeOrIsNone) {
+  const id name = NSPropertyListUID::uidWithValue(3);
+  const auto size = [&](double points) -> NSDictionary::Entry {
+    return {"NSSize"_ns, NSNumber::numberWithDouble(points)};
+  };
+  const auto font = as<NSFont>(unarchived(archiveOfObject("NSFont"_ns, {{"NSName"_ns, name}, size(9)}, {"Arial"_ns})));
+  ASSERT_NE(font, nil);
+  EXPECT_EQ(described(font), "ArialMT|Arial|");
+  EXPECT_EQ(font->pointSize(), 9.0);
+  for (const double points : {0.0, -1.0, std::nan(""), std::numeric_limits<double>::infinity()}) {
+    const auto odd = unarchived(archiveOfObject("NSFont"_ns, {{"NSName"_ns, name}, size(points)}, {"Arial"_ns}));
+    EXPECT_EQ(as<NSFont>(odd)->pointSize(), 12.0);
+  }
+  EXPECT_NE(unarchived(archiveOfObject("NSFont"_ns, {{"NSName"_ns, name}}, {"Arial"_ns})), nil);
+  EXPECT_EQ(unarchived(archiveOfObject("NSFont"_ns, {size(9)})), nil);
+  EXPECT_EQ(unarchived(archiveOfObject("NSFont"_ns, {{"NSName"_ns, name}, size(9)}, {""_ns})), nil);
+  EXPECT_EQ(unarchived(archiveOfObject("NSFont"_ns, {{"NSName"_ns, name}, size(9)}, {NSNumber::numberWithBool(true)})),
+            nil);
+  EXPECT_EQ(unarchived(archiveOfObject("NSFont"_ns, {{"NSName"_ns, name}, {"NSSize"_ns, "9"_ns}}, {"Arial"_ns})), nil);
 }
 
 }  // namespace
