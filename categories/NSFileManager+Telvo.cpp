@@ -69,6 +69,7 @@ bool rename(const Ref<NSFileManager>& manager, const Ref<NSString>& path, const 
   auto item = original;
   const bool onlyCaseDiffers = telvo_isEquivalentTo(path->lastPathComponent(), filename);
   if (onlyCaseDiffers) {
+    // The path form puts the time behind the whole path, the URL form behind the last component: both come to this.
     item = NSString::stringWithFormat("%@%.2f"_ns, original, NSDate::timeIntervalSinceReferenceDateNow());
     // An item that cannot be put aside may itself be what is found under the new name, and must not be removed.
     if (!manager->moveItemAtPath_toPath_error(original, item, error)) return false;
@@ -176,6 +177,7 @@ bool telvo_copyPath_withSuffix_replaceExisting_error(const Ref<NSFileManager>& m
   if (!isPartOfName(suffix)) return refuse(error, NSFileWriteInvalidFileNameError, path);
   const auto base = path->stringByDeletingPathExtension()->stringByAppendingString(suffix);
   const auto destination = withExtension(base, path->pathExtension());
+  // First, and lost should the copy fail: its room may be what the new one needs.
   if (replaceExisting) telvo_removeFileIfExistsAtPath(manager, destination);
   return manager->copyItemAtPath_toPath_error(path, destination, error);
 }

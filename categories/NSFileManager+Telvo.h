@@ -41,7 +41,8 @@ bool telvo_renameWorkingFile_forSuccess_error(const Ref<NSFileManager>& manager,
 bool telvo_removeFileIfExistsAtPath(const Ref<NSFileManager>& manager, const Ref<NSString>& path);
 
 // Copies "/a/b.txt" to "/a/b backup.txt" for the suffix " backup". With replaceExisting an earlier copy is removed
-// first, otherwise it makes the copy fail. An empty suffix, or one with a slash, copies nothing.
+// first, also when the copy then fails; otherwise it makes the copy fail. An empty suffix, or one with a slash, copies
+// nothing.
 bool telvo_copyPath_withSuffix_replaceExisting_error(const Ref<NSFileManager>& manager, const Ref<NSString>& path,
                                                      const Ref<NSString>& suffix, bool replaceExisting,
                                                      Ref<NSError>* error);

@@ -1,8 +1,13 @@
 #include <algorithm>
+#include <array>
+#include <string>
+#include <vector>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/inotify.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "categories/NSFileManager+Telvo.h"
 #include "foundation/Foundation.h"
@@ -171,6 +176,57 @@ TEST_P(NSFileManagerTelvoRename, ACaseOnlyRenameGoesThroughANameWithTheTime) {
   EXPECT_EQ(listing(folder), name + "=1");
   ASSERT_NE(error, nil);
   EXPECT_TRUE(rename(folder.text(name), "n"_ns, true));
+}
+
+// The names that items of the folder got while it was watched.
+class WatchedFolder {
+ public:
+  explicit WatchedFolder(const TemporaryDirectory& folder) : watch_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+    inotify_add_watch(watch_, folder.path().c_str(), IN_MOVED_TO);
+  }
+  WatchedFolder(const WatchedFolder&) = delete;
+  WatchedFolder& operator=(const WatchedFolder&) = delete;
+  ~WatchedFolder() { close(watch_); }
+
+  std::vector<std::string> names() const {
+    std::vector<std::string> names;
+    alignas(inotify_event) std::array<char, 4096> buffer;
+    const ssize_t length = read(watch_, buffer.data(), buffer.size());
+    for (ssize_t at = 0; at < length;) {
+      const auto* event = reinterpret_cast<const inotify_event*>(buffer.data() + at);
+      names.emplace_back(event->name);
+      at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+    }
+    return names;
+  }
+
+ private:
+  int watch_;
+};
+
+// The path form puts the time behind the whole path and the URL form behind the last component; in the folder both
+// come to the same name.
+TEST_P(NSFileManagerTelvoRename, TheNameOnTheWayIsTheOldOneAndTheSecondsSince2001) {
+  const TemporaryDirectory folder;
+  folder.write("Photo.JPG", "1");
+  const WatchedFolder watched(folder);
+  const double before = NSDate::timeIntervalSinceReferenceDateNow();
+  EXPECT_TRUE(rename(folder.text("Photo.JPG"), "photo.jpg"_ns, false));
+  const std::vector<std::string> names = watched.names();
+  ASSERT_EQ(names.size(), 2U);
+  ASSERT_TRUE(names[0].starts_with("Photo.JPG")) << names[0];
+  const std::string time = names[0].substr(std::string("Photo.JPG").size());
+  EXPECT_EQ(time.size() - time.find('.'), 3U) << time;
+  EXPECT_NEAR(std::stod(time), before, 60.0);
+  EXPECT_EQ(names[1], "photo.jpg");
+}
+
+TEST_P(NSFileManagerTelvoRename, ANameThatDiffersInMoreThanCaseIsTakenAtOnce) {
+  const TemporaryDirectory folder;
+  folder.write("a.txt", "1");
+  const WatchedFolder watched(folder);
+  EXPECT_TRUE(rename(folder.text("a.txt"), "b.txt"_ns, false));
+  EXPECT_EQ(watched.names(), std::vector<std::string>{"b.txt"});
 }
 
 TEST_P(NSFileManagerTelvoRename, TheSameNameLosesNothingEvenWhenTheItemCannotBePutAside) {
@@ -579,6 +635,35 @@ TEST(NSFileManagerTelvo, ACopyThatDoesNotFitLeavesTheOriginalAndNoPart) {
            (folder.has("sub/big 2") || folder.has("sub/tree 2") ? " part" : "");
   });
   EXPECT_EQ(result, "failed error kept");
+}
+
+// The earlier copy goes first: its room may be what the new one needs.
+TEST(NSFileManagerTelvo, ABackupOnAFullVolumeUsesTheRoomOfTheEarlierOne) {
+  const TemporaryDirectory folder;
+  const std::string result = inChild([&]() -> std::string {
+    const SmallVolume volume(folder.path());
+    folder.write("sub/big", std::string(3000, 'x'));
+    folder.write("sub/big backup", std::string(3000, 'o'));
+    volume.fill();
+    const bool copied = telvo_backupPath(folder.text("sub/big"));
+    return (copied ? "YES " : "NO ") +
+           std::string(folder.read("sub/big backup") == folder.read("sub/big") ? "new" : "");
+  });
+  EXPECT_EQ(result, "YES new");
+}
+
+TEST(NSFileManagerTelvo, ABackupThatDoesNotFitLeavesTheOriginalOnly) {
+  const TemporaryDirectory folder;
+  const std::string result = inChild([&]() -> std::string {
+    const SmallVolume volume(folder.path());
+    folder.write("sub/big", std::string(100000, 'x'));
+    folder.write("sub/big backup", "old");
+    volume.fill();
+    const bool copied = telvo_backupPath(folder.text("sub/big"));
+    return (copied ? "YES " : "NO ") + std::to_string(folder.read("sub/big").size()) +
+           (folder.has("sub/big backup") ? " and a part" : "");
+  });
+  EXPECT_EQ(result, "NO 100000");
 }
 
 TEST(NSFileManagerTelvo, ACopyWhoseNameIsTooLongFails) {
