@@ -1,17 +1,19 @@
 #include "streams/TelvoFTPData.h"
 
 #include <algorithm>
+#include <utility>
 #include <vector>
 
 #include "categories/NSFileManager+Telvo.h"
 #include "foundation/Foundation.h"
 #include "foundation/NSNotificationCenter.h"
+#include "foundation/NSPropertyList.h"
 #include "streams/TelvoFTPStreamData.h"
 
 namespace {
 
-// A scan of many files gives the run loop its turn each time after so many records.
-constexpr NSUInteger recordsPerTurn = 512;
+// Making the plan of a large tree takes seconds, in which the run loop gets its turn each time after so long.
+constexpr std::chrono::milliseconds longestWork(20);
 
 Ref<NSString> textOrEmpty(const Ref<NSString>& text) { return text ? text : ""_ns; }
 
@@ -21,7 +23,8 @@ bool isEmpty(const Ref<NSString>& text) { return !text || text->length() == 0; }
 // folded descriptions are equal. The descriptions of a large cache are not kept, only their hashes.
 class EquivalenceIndex {
  public:
-  explicit EquivalenceIndex(const Ref<NSArray>& objects) : objects_(objects) {}
+  EquivalenceIndex(const Ref<NSArray>& objects, foundation::Checkpoint checkpoint)
+      : objects_(objects), checkpoint_(std::move(checkpoint)) {}
 
   bool containsObjectEquivalentTo(const id& object) {
     const Ref<NSString> text = foldedDescription(object);
@@ -55,13 +58,14 @@ class EquivalenceIndex {
   // Put off until the order has changed for the first time.
   void hashAll() {
     positions_.reserve(objects_->count());
-    for (NSUInteger index = 0; index < objects_->count(); ++index) {
+    for (NSUInteger index = 0; index < objects_->count() && checkpoint_(); ++index) {
       positions_.push_back({foldedDescription(objects_->objectAtIndex(index))->hash(), index});
     }
     std::sort(positions_.begin(), positions_.end(), hasLowerHash);
   }
 
   const Ref<NSArray> objects_;
+  const foundation::Checkpoint checkpoint_;
   NSUInteger next_ = 0;
   std::vector<Position> positions_;  // by hash
 };
@@ -102,24 +106,48 @@ void TelvoFTPData::uploadPath_toHost_directory_username_password_cachedInfoPath_
   const id keptAlive = self();
   resetIndex();
   setWorking(true);
+  _stopped = false;
   setUploadInfo(NSMutableArray::array());
   setHost(host);
   setUsername(username);
   setPassword(password);
-  if (!isEmpty(cachedInfoPath)) setCachedInfo(NSArray::arrayWithContentsOfFile(cachedInfoPath));
-  recursivelyScanLocalPath_forRemoteDirectory(localPath, directory);
-  filterUploadInfoUsingCachedInfo();
-  // Written whatever becomes of the upload, on purpose: what fails is recorded as if it had been sent. In place, so
-  // that links and permissions of the owner's file stay; a failure is ignored.
-  if (!isEmpty(cachedInfoPath)) cachedInfo()->writeToFile_atomically(cachedInfoPath, false);
-  if (count() > 0 && isWorking()) {
+  makePlan(localPath, directory, cachedInfoPath);
+  if (count() > 0 && !isAbandoned()) {
     sendItems();
   } else {
     streamDataEnded(nil);
   }
 }
 
+void TelvoFTPData::makePlan(const Ref<NSString>& localPath, const Ref<NSString>& remoteDirectory,
+                            const Ref<NSString>& cachedInfoPath) {
+  const auto checkpoint = [this] { return goesOn(); };
+  _lastTurn = std::chrono::steady_clock::now();
+  const bool hasCache = !isEmpty(cachedInfoPath);
+  if (hasCache) setCachedInfo(as<NSArray>(foundation::propertyListWithContentsOfFile(cachedInfoPath, checkpoint)));
+  recursivelyScanLocalPath_forRemoteDirectory(localPath, remoteDirectory);
+  filterUploadInfoUsingCachedInfo();
+  if (!hasCache || isAbandoned()) return;
+  // Written whatever becomes of the upload, on purpose: what fails is recorded as if it had been sent. In place, so
+  // that links and permissions of the owner's file stay; a failure is ignored.
+  foundation::writePropertyList(cachedInfo(), cachedInfoPath, false, checkpoint);
+}
+
+// Whether a stop has come before the first item. An item without a host has no end that could be reported, so that
+// such a job is not moved by a stop.
+bool TelvoFTPData::isAbandoned() const { return _stopped && !isEmpty(_host); }
+
+// Serves the run loop when it is time. False when the plan is not needed any more.
+bool TelvoFTPData::goesOn() {
+  if (std::chrono::steady_clock::now() - _lastTurn >= longestWork) {
+    NSRunLoop::currentRunLoop()->runMode_beforeDate(NSDefaultRunLoopMode(), nil);
+    _lastTurn = std::chrono::steady_clock::now();
+  }
+  return !isAbandoned();
+}
+
 void TelvoFTPData::stop() {
+  _stopped = true;
   setWorking(false);
   if (_streamData) _streamData->disconnect();
 }
@@ -191,7 +219,7 @@ void TelvoFTPData::recursivelyScanLocalPath_forRemoteDirectory(const Ref<NSStrin
     folders.push_back({path, below->stringByAppendingPathComponent(path->lastPathComponent()), entries});
   };
   visit(localPath, remoteDirectory);
-  while (!folders.empty()) {
+  while (!folders.empty() && goesOn()) {
     Folder& folder = folders.back();
     if (folder.next == folder.entries->count()) {
       folders.pop_back();
@@ -199,9 +227,6 @@ void TelvoFTPData::recursivelyScanLocalPath_forRemoteDirectory(const Ref<NSStrin
     }
     const auto name = as<NSString>(folder.entries->objectAtIndex(folder.next++));
     visit(folder.path->stringByAppendingPathComponent(name), Ref<NSString>(folder.remoteDirectory));
-    if (_uploadInfo->count() % recordsPerTurn == 0) {
-      NSRunLoop::currentRunLoop()->runMode_beforeDate(NSDefaultRunLoopMode(), nil);
-    }
   }
 }
 
@@ -225,8 +250,9 @@ void TelvoFTPData::filterUploadInfoUsingCachedInfo() {
   Ref<NSMutableArray> kept;
   if (_cachedInfo) {
     kept = NSMutableArray::array();
-    EquivalenceIndex cache(_cachedInfo);
+    EquivalenceIndex cache(_cachedInfo, [this] { return goesOn(); });
     for (const id& record : *plan) {
+      if (!goesOn()) return;
       if (!cache.containsObjectEquivalentTo(record)) kept->addObject(record);
     }
   }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+
 #include "foundation/NSObject.h"
 
 class NSArray;
@@ -20,18 +22,21 @@ class TelvoFTPData : public NSObject {
 
   static Ref<TelvoFTPData> ftpData();
 
-  // Runs the whole job and returns when it is over. It turns the run loop meanwhile, so that stop() can be called. With
-  // an empty host and something to send it returns at once and stays working: nothing is ever posted.
+  // Runs the whole job and returns when it is over. It turns the run loop meanwhile, while it makes the plan too, so
+  // that stop() can be called. With an empty host and something to send it returns at once and stays working: nothing
+  // is ever posted, and a stop changes nothing.
   //
   // With a cache path, the records of the last run are read from that file, records that are the same as then are not
   // sent, and the complete new plan is written to it, as an XML property list, before anything is sent. What fails to
-  // be sent is therefore not sent by the next run either unless it changes. The debug flag is not used.
+  // be sent is therefore not sent by the next run either unless it changes. A job that is stopped before that leaves
+  // the file as it is. The debug flag is not used.
   void uploadPath_toHost_directory_username_password_cachedInfoPath_debugMode(
       const Ref<NSString>& localPath, const Ref<NSString>& host, const Ref<NSString>& directory,
       const Ref<NSString>& username, const Ref<NSString>& password, const Ref<NSString>& cachedInfoPath,
       bool debugMode);
 
-  // Abandons the item in progress; the record of its end says that no more follow. Posts nothing itself.
+  // Abandons the item in progress; the record of its end says that no more follow. While the plan is being made, it is
+  // the first item that is abandoned. Posts nothing itself.
   void stop();
 
   // The progress record of the item at index(): "LocalPath" and "RemoteDirectory" ("" when the item has none), "Nth"
@@ -73,6 +78,10 @@ class TelvoFTPData : public NSObject {
   void filterUploadInfoUsingCachedInfo();
 
  private:
+  void makePlan(const Ref<NSString>& localPath, const Ref<NSString>& remoteDirectory,
+                const Ref<NSString>& cachedInfoPath);
+  bool isAbandoned() const;
+  bool goesOn();
   bool appendRecord(const Ref<NSString>& localPath, const Ref<NSString>& remoteDirectory);
   void sendItems();
   void uploadNextPath();
@@ -87,5 +96,7 @@ class TelvoFTPData : public NSObject {
   NSUInteger _index = 0;
   bool _working = false;
   bool _debugMode = false;
-  bool _itemDue = false;  // the report of an item's end asks for the next one
+  bool _stopped = false;
+  std::chrono::steady_clock::time_point _lastTurn;  // while the plan is being made
+  bool _itemDue = false;                            // the report of an item's end asks for the next one
 };

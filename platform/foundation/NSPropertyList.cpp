@@ -84,7 +84,7 @@ bool NSPropertyListSerialization::propertyList_isValidForFormat(const id& proper
   return dataWithPropertyList_format_options_error(propertyList, format, 0, nullptr) != nil;
 }
 
-id foundation::propertyListWithContentsOfFile(const Ref<NSString>& path) try {
+id foundation::propertyListWithContentsOfFile(const Ref<NSString>& path, const Checkpoint& checkpoint) try {
   constexpr std::size_t largest = std::size_t{4} << 30U;
   const auto name = systemPath(path);
   const auto file = name ? openFile(*name, O_RDONLY) : FileDescriptor();
@@ -94,16 +94,17 @@ id foundation::propertyListWithContentsOfFile(const Ref<NSString>& path) try {
   if (length < 0 || !beginsLikePropertyList({beginning.data(), static_cast<std::size_t>(length)})) return nil;
   const auto bytes = contentsOfFile(file, largest);
   if (!bytes || bytes->size() == largest) return nil;
-  return propertyListFrom(*bytes, PropertyListFactory(NSPropertyListImmutable));
+  return propertyListFrom(*bytes, PropertyListFactory(NSPropertyListImmutable, checkpoint));
 } catch (const PropertyListFailure&) {
   return nil;
 } catch (const std::bad_alloc&) {
   return nil;
 }
 
-bool foundation::writePropertyList(const id& propertyList, const Ref<NSString>& path, bool atomically) try {
+bool foundation::writePropertyList(const id& propertyList, const Ref<NSString>& path, bool atomically,
+                                   const Checkpoint& checkpoint) try {
   const auto name = systemPath(path);
-  return name && writeFile(*name, XMLFromPropertyList(propertyList), atomically);
+  return name && writeFile(*name, XMLFromPropertyList(propertyList, checkpoint), atomically);
 } catch (const PropertyListFailure&) {
   return false;
 }

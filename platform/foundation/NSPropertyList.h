@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 #include "foundation/NSObject.h"
 
 class NSData;
@@ -40,9 +42,14 @@ class NSPropertyListSerialization : public NSObject {
 
 namespace foundation {
 
-// The property list in a file, immutable, or nil. A file that does not begin like one is not read any further.
-id propertyListWithContentsOfFile(const Ref<NSString>& path);
-// As XML. False when it is no property list or cannot be written.
-bool writePropertyList(const id& propertyList, const Ref<NSString>& path, bool atomically);
+// Called again and again from inside long work, for whatever has to be done meanwhile; false gives the work up.
+using Checkpoint = std::function<bool()>;
+
+// The property list in a file, immutable, or nil; also nil when it was given up. A file that does not begin like one is
+// not read any further.
+id propertyListWithContentsOfFile(const Ref<NSString>& path, const Checkpoint& checkpoint = nullptr);
+// As XML. False when it is no property list, cannot be written, or was given up, and then the file is what it was.
+bool writePropertyList(const id& propertyList, const Ref<NSString>& path, bool atomically,
+                       const Checkpoint& checkpoint = nullptr);
 
 }  // namespace foundation

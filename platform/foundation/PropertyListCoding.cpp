@@ -13,12 +13,18 @@ void requirePropertyListDepth(std::size_t depth) {
   if (depth >= propertyListMaximumDepth) throw PropertyListFailure("containers are nested too deeply");
 }
 
+void passCheckpoint(const Checkpoint& checkpoint) {
+  if (checkpoint && !checkpoint()) throw PropertyListFailure("the work was given up");
+}
+
 id PropertyListFactory::array(std::vector<id> objects) const {
+  passCheckpoint(checkpoint_);
   if (options_ == NSPropertyListImmutable) return make<NSArray>(std::move(objects));
   return make<NSMutableArray>(std::move(objects));
 }
 
 id PropertyListFactory::dictionary(std::vector<NSDictionary::Entry> entries) const {
+  passCheckpoint(checkpoint_);
   if (options_ == NSPropertyListImmutable) return make<NSDictionary>(std::move(entries));
   return make<NSMutableDictionary>(std::move(entries));
 }

@@ -28,6 +28,8 @@ constexpr std::string_view replacementCharacter = "\xEF\xBF\xBD";
 
 class XMLWriter {
  public:
+  explicit XMLWriter(const foundation::Checkpoint& checkpoint) : checkpoint_(checkpoint) {}
+
   std::string write(const id& propertyList) {
     output_ = header;
     writeObject(propertyList, 0);
@@ -63,7 +65,10 @@ class XMLWriter {
     foundation::requirePropertyListDepth(depth);
     if (array.count() == 0) return writeLine("<array/>", depth);
     writeLine("<array>", depth);
-    for (const id& object : array) writeObject(object, depth + 1);
+    for (const id& object : array) {
+      foundation::passCheckpoint(checkpoint_);
+      writeObject(object, depth + 1);
+    }
     writeLine("</array>", depth);
   }
 
@@ -229,9 +234,12 @@ class XMLWriter {
 
   void indent(std::size_t depth) { output_.append(depth, '\t'); }
 
+  const foundation::Checkpoint& checkpoint_;
   std::string output_;
 };
 
 }  // namespace
 
-std::string foundation::XMLFromPropertyList(const id& propertyList) { return XMLWriter().write(propertyList); }
+std::string foundation::XMLFromPropertyList(const id& propertyList, const Checkpoint& checkpoint) {
+  return XMLWriter(checkpoint).write(propertyList);
+}

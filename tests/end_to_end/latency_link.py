@@ -3,7 +3,6 @@
 Packets really travel: opening a connection costs its round trip like everything else. Needs root.
 """
 
-import ctypes
 import fcntl
 import os
 import selectors
@@ -12,61 +11,31 @@ import subprocess
 import threading
 import time
 
-_CLONE_NEWNET = 0x40000000
+from network_namespace import NetworkNamespace
+
 _TUNSETIFF = 0x400454CA
 _IFF_TUN_NO_PI = 0x1001
-_libc = ctypes.CDLL(None, use_errno=True)
 
 
-def _checked(result):
-    if result != 0:
-        raise OSError(ctypes.get_errno(), os.strerror(ctypes.get_errno()))
-
-
-class Side:
-    """A network namespace with a loopback interface and one end of the link."""
+class Side(NetworkNamespace):
+    """A network namespace with one end of the link."""
 
     def __init__(self, address):
         self.address = address
-        self.tunnel = self._namespace = None
-        failure = _in_thread(self._set_up)
-        if failure:
-            raise failure
+        self.tunnel = None
+        super().__init__()
 
     def _set_up(self):
-        _checked(_libc.unshare(_CLONE_NEWNET))
-        self._namespace = os.open("/proc/thread-self/ns/net", os.O_RDONLY | os.O_CLOEXEC)
+        super()._set_up()
         self.tunnel = os.open("/dev/net/tun", os.O_RDWR | os.O_NONBLOCK | os.O_CLOEXEC)
         fcntl.ioctl(self.tunnel, _TUNSETIFF, struct.pack("16sH22x", b"wire", _IFF_TUN_NO_PI))
-        for command in (
-            "link set lo up",
-            f"address add {self.address}/24 dev wire",
-            "link set dev wire mtu 9000 txqueuelen 10000 up",
-        ):
+        for command in (f"address add {self.address}/24 dev wire", "link set dev wire mtu 9000 txqueuelen 10000 up"):
             subprocess.run(["ip", *command.split()], check=True)
 
-    @property
-    def prefix(self):
-        """Put before a command line, it runs the command on this side."""
-        return ["nsenter", f"--net=/proc/{os.getpid()}/fd/{self._namespace}"]
-
-    def run(self, function):
-        """Calls the function on this side, in a thread: its sockets belong here."""
-        results = []
-
-        def enter():
-            _checked(_libc.setns(self._namespace, _CLONE_NEWNET))
-            results.append(function())
-
-        failure = _in_thread(enter)
-        if failure:
-            raise failure
-        return results[0]
-
     def close(self):
-        for descriptor in (self.tunnel, self._namespace):
-            if descriptor is not None:
-                os.close(descriptor)
+        if self.tunnel is not None:
+            os.close(self.tunnel)
+        super().close()
 
 
 class LatencyLink:
@@ -127,18 +96,3 @@ def _deliver(tunnel, packet):
         os.write(tunnel, packet)
     except OSError:
         pass  # A lost packet; TCP copes.
-
-
-def _in_thread(function):
-    failures = []
-
-    def guarded():
-        try:
-            function()
-        except BaseException as failure:  # handed to the caller
-            failures.append(failure)
-
-    thread = threading.Thread(target=guarded)
-    thread.start()
-    thread.join()
-    return failures[0] if failures else None

@@ -1,6 +1,5 @@
 """The conversation between the helper and its owner, heard from outside."""
 
-import signal
 import subprocess
 import threading
 
@@ -9,7 +8,7 @@ import pytest
 import owner as owners
 import scripted_server as scripts
 import tree
-from scripted_server import BlackHole, ScriptedServer
+from scripted_server import ScriptedServer
 from system_log import SystemLog
 
 
@@ -203,67 +202,7 @@ def test_a_stop_after_the_last_record_changes_nothing(owner, scripted, three_ite
     assert helper.is_running()
 
 
-# Where an upload can hang: the command, and what the server does about it.
-HANGS = {
-    "greeting": ("GREETING", scripts.silence),
-    "login name": ("USER", scripts.silence),
-    "password": ("PASS", scripts.silence),
-    "folder": ("MKD", scripts.silence),
-    "passive port": ("EPSV", scripts.silence),
-    "store": ("STOR", scripts.silence),
-    "data": ("STOR", scripts.store(limit=10, ending="stall")),
-    "final reply": ("STOR", scripts.store(final=None)),
-}
-
-
-@pytest.fixture(params=HANGS)
-def hanging_helper(request, owner, scripted, tmp_path):
-    """A helper whose server has stopped answering, at each stage in turn."""
-    source = tree.Tree(tmp_path / "Site")
-    source.file("a.bin", b"x" * 20_000_000)
-    verb, action = HANGS[request.param]
-    scripted.on(verb, action)
-    helper = owner.launch(source.path, scripted)
-    owner.wait_until(
-        lambda: scripted.connections == 1 if verb == "GREETING" else verb in scripted.verbs(), what=request.param
-    )
-    return helper
-
-
-def test_a_stop_is_served_wherever_the_upload_hangs(owner, hanging_helper):
-    owner.stop_upload()
-    assert owner.wait_for_last_record(timeout=20)[-1].record["IsMore"] is False
-    hanging_helper.wait_for_line("finished; terminating the helper")
-
-
-@pytest.mark.parametrize("signal_number", [signal.SIGTERM, signal.SIGINT])
-def test_a_signal_ends_the_helper_wherever_the_upload_hangs(hanging_helper, signal_number):
-    hanging_helper.process.send_signal(signal_number)
-    assert hanging_helper.wait(timeout=20) == 0
-    assert "receieved should terminate" in hanging_helper.log()
-
-
-def test_a_stop_is_served_while_a_connection_is_being_made(owner, three_items):
-    with BlackHole() as hole:
-        helper = owner.launch(three_items.path, host=hole.address)
-        helper.wait_for_line(f"starting upload of {three_items.path}")
-        # The stop request counts as soon as the upload has begun, which no line tells.
-        owner.wait_until(lambda: owner.stop_upload() or owner.progress(), what="the last record")
-        (only,) = owner.progress()
-        assert (only.record["Nth"], only.record["IsMore"]) == (1, False)
-
-
 # Quitting and ending.
-
-
-def test_the_helper_ends_at_once_when_its_owner_quits(owner, hanging_helper):
-    owner.quit()
-    assert hanging_helper.wait(timeout=20) == 0
-    lines = hanging_helper.log()
-    quit_line = lines.index("com.example.Owner has quit")
-    assert lines[quit_line:quit_line + 4] == [
-        "com.example.Owner has quit", "... it's our owner!", "receieved should terminate", "stop",
-    ]
 
 
 def test_releasing_the_name_is_a_quit(owner, scripted, three_items):
@@ -272,16 +211,6 @@ def test_releasing_the_name_is_a_quit(owner, scripted, three_items):
     owner.wait_until(lambda: "STOR" in scripted.verbs(), what="the second item")
     owner.release_name()
     assert helper.wait(timeout=20) == 0
-
-
-def test_the_owners_quit_also_ends_a_helper_that_is_done(owner, scripted, three_items):
-    helper = owner.launch(three_items.path, scripted)
-    owner.wait_for_last_record()
-    owner.quit()
-    assert helper.wait(timeout=20) == 0
-    assert helper.log()[-4:] == [
-        "com.example.Owner has quit", "... it's our owner!", "receieved should terminate", "stop",
-    ]
 
 
 def test_other_applications_may_quit(owner, bus, scripted, three_items):

@@ -502,7 +502,6 @@ TEST(TelvoFTPData, AFreshJobIsIdle) {
   EXPECT_EQ(job->index(), 0U);
   EXPECT_EQ(job->count(), 0U);
   EXPECT_FALSE(job->currentInfo());
-  EXPECT_FALSE(job->cachedInfo());
   EXPECT_FALSE(job->host());
   EXPECT_FALSE(job->username());
   EXPECT_FALSE(job->password());
@@ -626,6 +625,97 @@ TEST(TelvoFTPData, AStopDuringTheSecondOfFiveItemsEndsTheJobWithItsRecord) {
   EXPECT_FALSE(job->isWorking());
   NSRunLoop::currentRunLoop()->runUntilDate(NSDate::dateWithTimeIntervalSinceNow(0.05));
   EXPECT_EQ(observer->records.size(), 2U) << "nothing more comes";
+}
+
+// A tree and a cache so large that the run loop gets its turn in each step of making the plan.
+class TelvoFTPDataPlanning : public testing::Test {
+ protected:
+  static constexpr int files = 20000;
+  static constexpr int cached = 40000;
+
+  TelvoFTPDataPlanning() {
+    for (int number = 0; number < files; ++number) folder.write("site/" + std::to_string(number));
+    const auto records = NSMutableArray::array();
+    for (int number = 0; number < cached; ++number) {
+      records->addObject(fileRecord(NSString::stringWithFormat("/gone/%d"_ns, number), "/gone"_ns, 5));
+    }
+    records->writeToFile_atomically(cache, false);
+    content = folder.read("cache.plist");
+  }
+
+  // Stops the job in the first turn of the run loop in which the condition holds.
+  void stopWhen(const std::function<bool()>& condition) {
+    NSRunLoop::currentRunLoop()->performBlock([this, condition] {
+      if (!condition()) return stopWhen(condition);
+      stopped = true;
+      job->stop();
+    });
+  }
+  bool isScanned() const { return job->count() == files + 1; }
+  bool isFiltered() const { return job->cachedInfo() && job->cachedInfo()->count() != cached; }
+
+  void expectAbandoned() const {
+    EXPECT_TRUE(stopped) << "the run loop had no turn in this step";
+    EXPECT_EQ(observer->all("Nth"_ns), Strings{"1"});
+    EXPECT_EQ(observer->all("IsMore"_ns), Strings{"0"});
+    EXPECT_EQ(observer->all("LocalPath"_ns), Strings{folder / "site"});
+    EXPECT_FALSE(job->isWorking());
+    EXPECT_EQ(folder.read("cache.plist"), content) << "what was not sent is not recorded";
+  }
+
+  const TemporaryDirectory folder;
+  const Ref<NSString> cache = folder.text("cache.plist");
+  const Ref<TelvoFTPData> job = TelvoFTPData::ftpData();
+  const Ref<ProgressObserver> observer = ProgressObserver::of(job);
+  const SilentServer server;
+  std::string content;
+  bool stopped = false;
+};
+
+TEST_F(TelvoFTPDataPlanning, AStopWhileTheCacheIsReadEndsTheJobWithTheFirstRecord) {
+  stopWhen([] { return true; });
+  run(job, folder.text("site"), server.host(), cache);
+  expectAbandoned();
+  EXPECT_EQ(job->count(), 1U);
+}
+
+TEST_F(TelvoFTPDataPlanning, AStopDuringTheScanEndsTheJobWithTheFirstRecord) {
+  stopWhen([this] { return job->count() > 1; });
+  run(job, folder.text("site"), server.host(), cache);
+  expectAbandoned();
+  EXPECT_LT(job->count(), static_cast<NSUInteger>(files) + 1) << "the scan was not finished";
+}
+
+TEST_F(TelvoFTPDataPlanning, AStopDuringTheFilterEndsTheJobWithTheFirstRecord) {
+  stopWhen([this] { return isScanned(); });
+  run(job, folder.text("site"), server.host(), cache);
+  expectAbandoned();
+  EXPECT_FALSE(isFiltered());
+}
+
+TEST_F(TelvoFTPDataPlanning, AStopWhileTheCacheIsWrittenEndsTheJobWithTheFirstRecord) {
+  stopWhen([this] { return isFiltered(); });
+  run(job, folder.text("site"), server.host(), cache);
+  expectAbandoned();
+}
+
+TEST_F(TelvoFTPDataPlanning, AStopMovesAJobWithoutAHostNowhere) {
+  stopWhen([this] { return job->count() > 1; });
+  run(job, folder.text("site"), ""_ns, cache);
+  EXPECT_TRUE(stopped);
+  EXPECT_TRUE(observer->records.empty());
+  EXPECT_TRUE(isScanned());
+  EXPECT_EQ(NSArray::arrayWithContentsOfFile(cache)->count(), static_cast<NSUInteger>(files) + 1);
+}
+
+TEST(TelvoFTPData, AStopBeforeTheStartDoesNotCount) {
+  const TemporaryDirectory folder;
+  folder.write("my site/a");
+  const auto job = TelvoFTPData::ftpData();
+  const auto observer = ProgressObserver::of(job);
+  job->stop();
+  run(job, folder.text("my site"), "host"_ns);
+  EXPECT_EQ(observer->all("Nth"_ns), (Strings{"1", "2"}));
 }
 
 TEST(TelvoFTPData, AJobGoesOnToItsEndWhenItsOwnerLetsGoOfIt) {
