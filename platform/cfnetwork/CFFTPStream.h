@@ -10,9 +10,10 @@ class NSURL;
 const Ref<NSString>& kCFStreamPropertyFTPUserName();  // text; without it the URL's own login, else "anonymous"
 const Ref<NSString>& kCFStreamPropertyFTPPassword();  // text
 // The system's proxy settings, a dictionary. "FTPProxy" in it is the text of a proxy's URL (socks5://, socks4://,
-// socks4a:// or http://host:port, a login in the URL is used), "ExceptionsList" an array of host names, domains
-// (".example.org" or "*.example.org"), addresses and address blocks that are reached directly. Without "FTPProxy" the
-// desktop's own settings are asked for the host. Without the property every connection is direct.
+// socks4a:// or http://host:port, port 1080 or 80 when none is given, a login in the URL is used; direct:// is none),
+// "ExceptionsList" an array of host names, domains (".example.org" or "*.example.org"), addresses and address blocks
+// that are reached directly. Without "FTPProxy" the desktop's own settings are asked for the host. Without the property
+// every connection is direct.
 const Ref<NSString>& kCFStreamPropertyFTPProxy();
 // Boolean number: the client makes the data connection (passive, the default) or the server does (active). Through a
 // proxy it is always passive.

@@ -39,12 +39,37 @@ Ref<NSError> errorFrom(const GError* error) {
 
 Ref<NSError> timeoutError() { return errorWithCode(kCFURLErrorTimedOut, "The connection was not made in time."); }
 
+struct FreeText {
+  void operator()(char* text) const { g_free(text); }
+};
+struct UnrefURI {
+  void operator()(GUri* uri) const { g_uri_unref(uri); }
+};
+
+// The proxy's URL with a port, the usual one of its kind when none is given. Nothing when it is no URL of a proxy.
+std::optional<std::string> completeProxy(const std::string& text) {
+  constexpr int socksPort = 1080;
+  constexpr int httpPort = 80;
+  const std::unique_ptr<GUri, UnrefURI> uri(g_uri_parse(text.c_str(), G_URI_FLAGS_ENCODED, nullptr));
+  if (!uri) return std::nullopt;
+  const std::string_view scheme = g_uri_get_scheme(uri.get());
+  if (scheme == "direct") return text;
+  const char* const host = g_uri_get_host(uri.get());
+  if (!host || !*host) return std::nullopt;
+  if (g_uri_get_port(uri.get()) != -1) return text;
+  const int port = scheme.starts_with("socks") ? socksPort : httpPort;
+  const std::unique_ptr<char, FreeText> complete(g_uri_join(G_URI_FLAGS_ENCODED, g_uri_get_scheme(uri.get()),
+                                                            g_uri_get_userinfo(uri.get()), host, port, "", nullptr,
+                                                            nullptr));
+  return complete.get();
+}
+
 // By name, through GIO: name resolution off this thread, both address families, proxies.
 class HostConnector : public SocketConnector {
  public:
   HostConnector(const Ref<NSRunLoop>& runLoop, Completion completion)
       : attempt_(std::make_shared<Attempt>()), timer_(runLoop, [attempt = attempt_] {
-          finish(attempt, Result{{}, false, timeoutError()});
+          finish(attempt, Result{{}, false, attempt->error});
         }) {
     attempt_->completion = std::move(completion);
     attempt_->cancellable.reset(g_cancellable_new());
@@ -57,10 +82,17 @@ class HostConnector : public SocketConnector {
   }
 
   void start(const std::string& host, std::uint16_t port, const Route& route, NSTimeInterval limit) {
+    const std::optional<std::string> proxy = completeProxy(route.proxy);
+    // Never straight to the host instead: the proxy was meant to be the only road.
+    if (route.useProxies && !route.proxy.empty() && !proxy) {
+      attempt_->error = errorWithCode(kCFURLErrorBadURL, "The proxy's URL cannot be read.");
+      timer_.fireAfter(0);
+      return;
+    }
     timer_.fireAfter(limit);
     const Object<GSocketClient> client(g_socket_client_new());
     g_socket_client_set_enable_proxy(client.get(), route.useProxies);
-    if (route.useProxies && !route.proxy.empty()) setProxy(client.get(), route);
+    if (route.useProxies && proxy) setProxy(client.get(), *proxy, route.exceptions);
     // A proxy is chosen by what the connection is for.
     const Object<GSocketConnectable> target(G_SOCKET_CONNECTABLE(g_object_new(
         G_TYPE_NETWORK_ADDRESS, "hostname", host.c_str(), "port", static_cast<guint>(port), "scheme", "ftp", nullptr)));
@@ -73,14 +105,15 @@ class HostConnector : public SocketConnector {
   struct Attempt {
     Completion completion;
     Object<GCancellable> cancellable;
+    Ref<NSError> error = timeoutError();  // told when the timer fires
   };
 
-  static void setProxy(GSocketClient* client, const Route& route) {
-    std::vector<char*> exceptions;
-    exceptions.reserve(route.exceptions.size() + 1);
-    for (const std::string& exception : route.exceptions) exceptions.push_back(const_cast<char*>(exception.c_str()));
-    exceptions.push_back(nullptr);
-    const Object<GProxyResolver> resolver(g_simple_proxy_resolver_new(route.proxy.c_str(), exceptions.data()));
+  static void setProxy(GSocketClient* client, const std::string& proxy, const std::vector<std::string>& exceptions) {
+    std::vector<char*> direct;
+    direct.reserve(exceptions.size() + 1);
+    for (const std::string& exception : exceptions) direct.push_back(const_cast<char*>(exception.c_str()));
+    direct.push_back(nullptr);
+    const Object<GProxyResolver> resolver(g_simple_proxy_resolver_new(proxy.c_str(), direct.data()));
     g_socket_client_set_proxy_resolver(client, resolver.get());
   }
 

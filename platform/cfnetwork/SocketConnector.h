@@ -35,7 +35,8 @@ struct SocketAddress {
 // Which roads lead to a host.
 struct Route {
   bool useProxies = false;  // false: always direct
-  std::string proxy;        // a proxy's URL; empty: what the desktop's settings say
+  // A proxy's URL, "direct://" for none; empty: what the desktop's settings say. One that cannot be read is an error.
+  std::string proxy;
   std::vector<std::string> exceptions;
 
   bool operator==(const Route&) const = default;

@@ -59,13 +59,14 @@ class NetworkNamespace:
         self.close()
 
 
-class SilentResolver(NetworkNamespace):
-    """A network whose one name server takes questions and never answers. `questions()` is how many there were.
+class NameServer(NetworkNamespace):
+    """A network with one name server, which either knows no name or never answers.
 
-    Programs find the name server because they run with a resolv.conf of their own, in a mount namespace.
+    Programs find it because they run with a resolv.conf of their own, in a mount namespace.
     """
 
-    def __init__(self, folder):
+    def __init__(self, folder, answers):
+        self._answers = answers
         self._socket = None
         self._questions = 0
         self._configuration = folder / "resolv.conf"
@@ -73,6 +74,8 @@ class SilentResolver(NetworkNamespace):
         self._order = folder / "nsswitch.conf"
         self._order.write_text("hosts: files dns\n")
         super().__init__()
+        self._thread = threading.Thread(target=self._serve, daemon=True)
+        self._thread.start()
 
     def _set_up(self):
         super()._set_up()
@@ -80,7 +83,6 @@ class SilentResolver(NetworkNamespace):
         subprocess.run(["ip", "address", "add", "192.0.2.1/32", "dev", "lo"], check=True)
         self._socket = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
         self._socket.bind(("127.0.0.1", 53))
-        self._socket.setblocking(False)
 
     @property
     def prefix(self):
@@ -88,16 +90,25 @@ class SilentResolver(NetworkNamespace):
         return [*super().prefix, "unshare", "--mount", "sh", "-c", f'{mounts} && exec "$@"', "sh"]
 
     def questions(self):
+        """How many there were."""
+        return self._questions
+
+    def _serve(self):
         while True:
-            try:
-                self._socket.recvfrom(4096)
-            except BlockingIOError:
-                return self._questions
+            question, client = self._socket.recvfrom(4096)
+            if not question:
+                return
             self._questions += 1
+            if self._answers:
+                # The same message as a response: recursion was desired and is available, the name does not exist.
+                self._socket.sendto(question[:2] + b"\x81\x83" + question[4:], client)
 
     def close(self):
-        if self._socket:
-            self._socket.close()
+        # An empty message ends the thread.
+        address = self._socket.getsockname()
+        self.run(lambda: socket.socket(socket.AF_INET, socket.SOCK_DGRAM).sendto(b"", address))
+        self._thread.join()
+        self._socket.close()
         super().close()
 
 

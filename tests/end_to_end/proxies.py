@@ -22,15 +22,18 @@ class Proxy:
     # Characters that a URL escapes, where the proxy's own configuration can hold them.
     login = ("proxyuser", "p@ss:w/rd%?#")
 
-    def __init__(self, login=None, host="127.0.0.1", outgoing="127.0.0.77", names=None):
-        """`names` are hosts and their addresses that nobody but the proxy knows; giving it some needs root."""
+    def __init__(self, login=None, host="127.0.0.1", outgoing="127.0.0.77", names=None, side=None,
+                 port=None):
+        """`names` are hosts and their addresses that nobody but the proxy knows; giving it some needs root. `side` is
+        the network namespace to run in."""
         self.username, self.password = login or (None, None)
         self.host = host
         self.outgoing = outgoing
         self.folder = pathlib.Path(tempfile.mkdtemp(prefix=f"telvo-{self.name}-"))
         self._names = names
         self._port = processes.ReservedPort()
-        self.port = self._port.number
+        self.port = port or self._port.number
+        self._side = side
         self._process = None
 
     @property
@@ -64,8 +67,8 @@ class Proxy:
     def __enter__(self):
         try:
             with open(self.folder / "output", "wb") as output:
-                self._process = processes.start(self._with_names(), stdout=output, stderr=output, cwd=self.folder)
-            processes.wait_until(self._accepts, 20, f"{self.name} to answer")
+                self._process = processes.start([*(self._side.prefix if self._side else ()), *self._with_names()], stdout=output, stderr=output, cwd=self.folder)
+            processes.wait_until(self._is_ready, 20, f"{self.name} to answer")
             return self
         except BaseException:
             self.__exit__()
@@ -77,8 +80,11 @@ class Proxy:
         self._port.release()
         shutil.rmtree(self.folder, ignore_errors=True)
 
-    def _accepts(self):
+    def _is_ready(self):
         assert self._process.poll() is None, f"{self.name} ended at once\n{self.log()}"
+        return self._side.run(self._accepts) if self._side else self._accepts()
+
+    def _accepts(self):
         try:
             socket.create_connection((self.host, self.port), 10).close()
             return True

@@ -41,8 +41,9 @@ class Server:
     needs_root = True
     allows_anonymous = False
 
-    def __init__(self, root=None, username="telvo", password="secret", host="127.0.0.1", side=None):
-        """`side` is the network namespace to run in, a LatencyLink's; none for the test's own."""
+    def __init__(self, root=None, username="telvo", password="secret", host="127.0.0.1", side=None,
+                 port=None):
+        """`side` is the network namespace to run in, with its own ports; none for the test's own network."""
         if self.needs_root and os.geteuid() != 0:
             raise RuntimeError(f"{self.name} has to be started as root")
         self.username = username
@@ -57,7 +58,7 @@ class Server:
             os.chown(self.root, USER_ID, GROUP_ID)
         self.log = self.folder / "log"
         self._port = processes.ReservedPort()
-        self.port = self._port.number
+        self.port = port or self._port.number
         self._process = None
 
     @property

@@ -7,6 +7,7 @@ import pytest
 import proxies
 import servers
 import tree
+from network_namespace import NetworkNamespace
 from scripted_server import ScriptedServer
 
 
@@ -128,6 +129,19 @@ def test_what_is_no_exception_goes_through_the_proxy(owner, kind, scripted, site
         assert [host for host, *_ in scripted.control_peers] == [proxy.outgoing]
 
 
+@pytest.mark.parametrize("kind, port", [(proxies.Microsocks, 1080), (proxies.Tinyproxy, 80)])
+def test_without_a_port_it_is_the_usual_one(owner, kind, port, site):
+    with (
+        NetworkNamespace() as network,
+        kind(side=network, port=port, login=kind.login) as proxy,
+        servers.Pyftpdlib(side=network) as server,
+    ):
+        environment = {"ftp_proxy": proxy.url.removesuffix(f":{port}")}
+        upload(owner, site.path, server, environment, prefix=network.prefix)
+        assert site.differences(server.root) == []
+        assert str(server.port) in proxy.log()
+
+
 # A proxy that cannot be used: the items fail, and the server is not reached on another road.
 
 
@@ -148,8 +162,9 @@ def test_a_proxy_that_is_not_there_fails_the_items(owner, kind, scripted, site):
     assert scripted.connections == 0
 
 
-def test_a_proxy_of_an_unknown_kind_fails_the_items(owner, scripted, site):
-    notifications = upload(owner, site.path, scripted, {"ftp_proxy": "gopher://127.0.0.1:70"})
+@pytest.mark.parametrize("url", ["gopher://127.0.0.1:70", "socks5://", "http://127.0.0.1:99999", "socks5://a b:1", "%"])
+def test_a_proxy_that_cannot_be_one_fails_the_items(owner, scripted, site, url):
+    notifications = upload(owner, site.path, scripted, {"ftp_proxy": url})
     assert len(notifications) == 3
     assert scripted.connections == 0
 

@@ -12,7 +12,7 @@ import pytest
 import owner as owners
 import scripted_server as scripts
 import tree
-from network_namespace import SilentResolver
+from network_namespace import NameServer
 from scripted_server import BlackHole, ScriptedServer
 
 # Generous: how soon is not what these tests are about.
@@ -84,7 +84,7 @@ def waits_for_reply(verb, action, item, is_there=None, environment=None):
 
 @contextlib.contextmanager
 def resolving(owner, folder):
-    with SilentResolver(folder) as network:
+    with NameServer(folder, answers=False) as network:
         helper = owner.launch(site(folder), host="ftp.example.test", prefix=network.prefix)
         owner.wait_until(network.questions, what="the question for the host's address")
         yield Situation(helper)

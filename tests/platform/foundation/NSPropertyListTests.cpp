@@ -517,4 +517,49 @@ TEST(NSPropertyList, AnotherImplementationReadsWhatIsWrittenAndTheOtherWayRound)
   }
 }
 
+// ---- Checkpoints ----
+
+Ref<NSArray> manyRecords() {
+  const auto records = NSMutableArray::array();
+  for (int number = 0; number < 100; ++number) {
+    records->addObject(NSDictionary::dictionary({{"Number"_ns, NSNumber::numberWithInteger(number)}}));
+  }
+  return records;
+}
+
+TEST(NSPropertyList, ReadingAndWritingPassTheCheckpointAgainAndAgain) {
+  const TemporaryDirectory folder;
+  int passed = 0;
+  const auto checkpoint = [&] { return ++passed > 0; };
+  EXPECT_TRUE(foundation::writePropertyList(manyRecords(), folder.text("list"), false, checkpoint));
+  EXPECT_GE(passed, 100);
+  encoded(manyRecords(), binary)->writeToFile_atomically(folder.text("binary"), false);
+  for (const auto& name : {"list"_ns, "binary"_ns}) {
+    passed = 0;
+    const auto path = folder.text(name->UTF8String());
+    EXPECT_TRUE(NSEqualObjects(foundation::propertyListWithContentsOfFile(path, checkpoint), manyRecords()));
+    EXPECT_GE(passed, 100);
+  }
+}
+
+TEST(NSPropertyList, ReadingThatIsGivenUpGivesNothing) {
+  const TemporaryDirectory folder;
+  manyRecords()->writeToFile_atomically(folder.text("list"), false);
+  int left = 50;
+  EXPECT_FALSE(foundation::propertyListWithContentsOfFile(folder.text("list"), [&] { return --left > 0; }));
+  EXPECT_EQ(left, 0) << "it went on";
+}
+
+TEST(NSPropertyList, WritingThatIsGivenUpLeavesTheFileAsItIs) {
+  const TemporaryDirectory folder;
+  folder.write("list", "what it was");
+  for (const bool atomically : {false, true}) {
+    int left = 50;
+    EXPECT_FALSE(
+        foundation::writePropertyList(manyRecords(), folder.text("list"), atomically, [&] { return --left > 0; }));
+    EXPECT_EQ(left, 0) << "it went on";
+    EXPECT_EQ(folder.read("list"), "what it was");
+  }
+}
+
 }  // namespace
