@@ -1,14 +1,19 @@
+#include <algorithm>
+#include <cerrno>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "cfnetwork/CFFTPStream.h"
+#include "cfnetwork/FileReadStream.h"
 #include "foundation/Foundation.h"
 #include "streams/TelvoFTPStreamData.h"
 #include "systemconfiguration/SCDynamicStore.h"
 #include "tests/EnvironmentVariable.h"
 #include "tests/TemporaryDirectory.h"
+#include "tests/platform/cfnetwork/ScriptedFTPServer.h"
 #include "tests/streams/NotificationRecorder.h"
 #include "tests/streams/TestStreams.h"
 
@@ -170,6 +175,75 @@ TEST_F(TelvoUploadFTPStreamDataTest, SetsTheSystemsProxySettingsAsTheyAreNow) {
 TEST_F(TelvoUploadFTPStreamDataTest, TheOtherFTPConnectionsAddNothing) {
   EXPECT_EQ(TelvoListingFTPStreamData::classObject()->superclass(), TelvoAbstractFTPStreamData::classObject());
   EXPECT_EQ(TelvoDownloadFTPStreamData::classObject()->superclass(), TelvoAbstractFTPStreamData::classObject());
+}
+
+// A file on a disk that fails after so many bytes.
+class FailingFile : public FileReadStream {
+  NS_OBJECT(FailingFile, FileReadStream)
+
+ public:
+  FailingFile(std::string path, std::size_t readable) : FileReadStream(std::move(path)), readable_(readable) {}
+  NSInteger read_maxLength(std::uint8_t* buffer, NSUInteger length) override {
+    if (readable_ > 0) {
+      const NSInteger size = FileReadStream::read_maxLength(buffer, std::min<NSUInteger>(length, readable_));
+      readable_ -= static_cast<std::size_t>(size);
+      return size;
+    }
+    fail(NSError::errorWithPOSIXCode(EIO));
+    return -1;
+  }
+
+ private:
+  std::size_t readable_;
+};
+
+Class FailingFile::classObject() {
+  static const NSClass object("FailingFile", FileReadStream::classObject(), {});
+  return &object;
+}
+
+class UploadOfFailingFile : public TelvoUploadFTPStreamData {
+  NS_OBJECT(UploadOfFailingFile, TelvoUploadFTPStreamData)
+
+ public:
+  explicit UploadOfFailingFile(std::size_t readable) : readable_(readable) {}
+  void setStreamsWithParameters(const Ref<NSDictionary>& parameters) override {
+    TelvoUploadFTPStreamData::setStreamsWithParameters(parameters);
+    setInputStream(
+        make<FailingFile>(as<NSString>(parameters->objectForKey("Path"_ns))->fileSystemRepresentation(), readable_));
+  }
+
+ private:
+  const std::size_t readable_;
+};
+
+Class UploadOfFailingFile::classObject() {
+  static const NSClass object("UploadOfFailingFile", TelvoUploadFTPStreamData::classObject(), {});
+  return &object;
+}
+
+TEST_F(TelvoUploadFTPStreamDataTest, AFileThatCannotBeReadToItsEndNeverCountsAsWholeForTheServer) {
+  const std::string content(4'000'000, 'x');
+  const std::string path = folder.write("a.bin", content);
+  for (const std::size_t readable : {std::size_t{0}, std::size_t{1}, std::size_t{512'000}, std::size_t{3'000'000}}) {
+    ScriptedFTPServer server;
+    const auto failing = make<UploadOfFailingFile>(readable);
+    recorder->signatures.clear();
+    recorder->objects.clear();
+    failing->uploadPath_toHost_directory_username_password_forDelegate_useSameThread(
+        text(path), text("127.0.0.1:" + std::to_string(server.port())), "/"_ns, "telvo"_ns, "secret"_ns, recorder,
+        true);
+    const auto error = std::ranges::find(recorder->signatures, "streamData:errorOccurred:");
+    ASSERT_NE(error, recorder->signatures.end()) << readable;
+    EXPECT_EQ(recorder->textAt(static_cast<std::size_t>(error - recorder->signatures.begin())),
+              "Error while reading: -1");
+    EXPECT_EQ(std::ranges::count(recorder->signatures, "streamData:errorOccurred:"), 1) << readable;
+    EXPECT_EQ(std::ranges::count(recorder->signatures, "streamDataConnectionTerminated:"), 0) << readable;
+    EXPECT_EQ(recorder->signatures.back(), "streamDataEnded:");
+    // Whatever the server was asked to store, it has seen the end of by now or does so soon.
+    EXPECT_TRUE(server.waitUntil([&] { return server.transfers().size() >= server.count("STOR"); })) << readable;
+    EXPECT_EQ(server.file("/a.bin"), std::nullopt) << readable;
+  }
 }
 
 // The transfer pump between two streams that do as they are told.

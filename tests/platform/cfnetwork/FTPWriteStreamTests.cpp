@@ -107,7 +107,7 @@ TEST(FTPWriteStream, SendsWhatFollowsTheLoginAlongWithIt) {
   ScriptedFTPServer server;
   std::string behind;
   server.on("PASS", [&](scripted::Session& session, const std::string&) {
-    behind = session.unread();
+    behind = session.unread(2);
     session.loggedIn = true;
     session.reply("230 Logged in.");
   });

@@ -226,11 +226,20 @@ std::string ScriptedFTPServer::Session::nextLine() {
       if (line.ends_with('\r')) line.pop_back();
       return line;
     }
-    char buffer[4096];
-    const ssize_t size = wait(control_, POLLIN) ? ::recv(control_.get(), buffer, sizeof buffer, 0) : 0;
-    if (size <= 0) throw Over();
-    unread_.append(buffer, static_cast<std::size_t>(size));
+    readMore();
   }
+}
+
+void ScriptedFTPServer::Session::readMore() {
+  char buffer[4096];
+  const ssize_t size = wait(control_, POLLIN) ? ::recv(control_.get(), buffer, sizeof buffer, 0) : 0;
+  if (size <= 0) throw Over();
+  unread_.append(buffer, static_cast<std::size_t>(size));
+}
+
+const std::string& ScriptedFTPServer::Session::unread(std::ptrdiff_t lines) {
+  while (std::ranges::count(unread_, '\n') < lines) readMore();
+  return unread_;
 }
 
 void ScriptedFTPServer::Session::serveNext() {

@@ -128,6 +128,8 @@ class ScriptedFTPServer::Session {
   void sendOneByOne(std::string_view bytes);
   // What the client has sent beyond the command that is being served.
   const std::string& unread() const { return unread_; }
+  // The same once so many lines of it have come.
+  const std::string& unread(std::ptrdiff_t lines);
   void forgetUnread() { unread_.clear(); }
   // Serves a command as the script says.
   void perform(const std::string& verb, const std::string& argument);
@@ -170,6 +172,7 @@ class ScriptedFTPServer::Session {
   friend class ScriptedFTPServer;
   void run();
   std::string nextLine();
+  void readMore();
   bool wait(const foundation::FileDescriptor& descriptor, short events);
   bool readData(std::string& content, std::size_t limit);
 
