@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "categories/NSString+Telvo.h"
-#include "foundation/NSArray.h"
 #include "foundation/NSBundle.h"
 #include "foundation/NSDictionary.h"
 #include "foundation/NSFileManager.h"
@@ -91,14 +90,14 @@ Ref<NSString> telvo_uniquePathWithPrefix(const Ref<NSString>& path, const Ref<NS
 
 Ref<NSString> telvo_validatedDirectoryPath(const Ref<NSString>& path) {
   if (!path) return nil;
-  const Ref<NSArray> components = telvo_expandedPath(path)->pathComponents();
-  Ref<NSString> rebuilt = ""_ns;
-  for (const id& component : *components) {
-    rebuilt = rebuilt->stringByAppendingPathComponent(as<NSString>(component));
+  // Appending takes out slashes that mean nothing: every other one ends a component.
+  const Ref<NSString> folder = ""_ns->stringByAppendingPathComponent(telvo_expandedPath(path));
+  for (NSUInteger end = 0; end < folder->length();) {
+    end = std::min(folder->units().find(u'/', end + 1), folder->length());
     // Below a folder that cannot be made none can.
-    if (!isOrBecomesFolder(rebuilt)) break;
+    if (!isOrBecomesFolder(folder->substringToIndex(end))) break;
   }
-  return NSString::pathWithComponents(components);
+  return folder;
 }
 
 Ref<NSString> telvo_validatedFilePath(const Ref<NSString>& path) {
