@@ -1,5 +1,6 @@
 #include "foundation/Base64.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 

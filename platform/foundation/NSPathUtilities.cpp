@@ -6,10 +6,12 @@
 #include <array>
 #include <climits>
 #include <cstdlib>
+#include <filesystem>
 
 #include <pwd.h>
 #include <unistd.h>
 
+#include "foundation/FileIO.h"
 #include "foundation/NSArray.h"
 #include "foundation/NSException.h"
 #include "foundation/NSString.h"
@@ -48,16 +50,25 @@ std::size_t extensionDot(std::u16string_view path) {
   return dot;
 }
 
-// Empty when there is no such user. Longer names are not asked for: modules of the name service abort the process on
-// them.
+// Empty when there is no such user. Longer names are not asked for, since modules of the name service abort the process
+// on them, nor are those with a NUL, which would pass for shorter ones.
 std::string homeOfUser(const std::string& name) {
-  if (name.size() >= LOGIN_NAME_MAX) return "";
+  if (name.size() >= LOGIN_NAME_MAX || name.find('\0') != std::string::npos) return "";
   std::array<char, 16384> buffer;
   passwd entry{};
   passwd* found = nullptr;
   const int result = name.empty() ? getpwuid_r(getuid(), &entry, buffer.data(), buffer.size(), &found)
                                   : getpwnam_r(name.c_str(), &entry, buffer.data(), buffer.size(), &found);
   return result == 0 && found && entry.pw_dir ? entry.pw_dir : "";
+}
+
+// Where a link leads; the path itself when it is none.
+std::u16string withoutLinkAtEnd(const std::u16string& path) {
+  const std::optional<std::string> file = foundation::systemPath(NSString::stringWithUnits(path));
+  std::error_code failure;
+  if (!file || !std::filesystem::is_symlink(*file, failure)) return path;
+  const std::filesystem::path target = std::filesystem::canonical(*file, failure);
+  return failure ? path : std::u16string(NSString::stringWithUTF8String(target.string())->units());
 }
 
 // Takes off the last component of an absolute path that has no slash at its end.
@@ -163,6 +174,8 @@ Ref<NSString> NSString::stringByAbbreviatingWithTildeInPath() const {
 Ref<NSString> NSString::stringByStandardizingPath() const {
   const std::u16string path = collapsed(stringByExpandingTildeInPath()->units());
   const bool absolute = path.starts_with(slash);
+  // The system does not look at longer paths either.
+  const bool asksForLinks = absolute && path.size() < PATH_MAX;
   std::u16string result;
   for (std::size_t from = 0; from < path.size();) {
     const std::size_t end = std::min(path.find(slash, from), path.size());
@@ -171,6 +184,8 @@ Ref<NSString> NSString::stringByStandardizingPath() const {
     if (component.empty() || component == u".") continue;
     // A relative path's parents cannot be resolved without knowing where it starts.
     if (absolute && component == u"..") {
+      // To the system, the parent of a link is that of the folder it leads to.
+      if (asksForLinks) result = withoutLinkAtEnd(result);
       goToParent(result);
       continue;
     }

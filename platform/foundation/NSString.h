@@ -129,7 +129,8 @@ class NSString : public NSObject {
   // True when, after white space, a sign and zeroes, the text goes on with one of YyTt1-9.
   bool boolValue() const;
 
-  // Paths (NSPathUtilities.cpp): components are what stands between slashes; texts only, no file is looked at.
+  // Paths (NSPathUtilities.cpp): components are what stands between slashes. No file is looked at, but for the links
+  // that stringByStandardizingPath() goes up from.
   Ref<NSString> lastPathComponent() const;
   Ref<NSString> stringByDeletingLastPathComponent() const;
   Ref<NSString> stringByAppendingPathComponent(const Ref<NSString>& component) const;
@@ -142,6 +143,8 @@ class NSString : public NSObject {
   bool isAbsolutePath() const;
   Ref<NSString> stringByExpandingTildeInPath() const;
   Ref<NSString> stringByAbbreviatingWithTildeInPath() const;
+  // Without "~", double slashes and "."; an absolute path also without "..", the parent of a link being that of the
+  // folder it leads to.
   Ref<NSString> stringByStandardizingPath() const;
   // The bytes that the file system knows the path by.
   std::string fileSystemRepresentation() const { return UTF8String(); }

@@ -1,5 +1,7 @@
 #include "foundation/URLParser.h"
 
+#include <algorithm>
+
 #include <arpa/inet.h>
 
 #include "foundation/PercentEncoding.h"
@@ -21,6 +23,8 @@ bool isScheme(std::string_view text) {
 
 bool isIPv6Address(std::string_view text) {
   in6_addr address{};
+  // The system would read no further than to a NUL.
+  if (text.find('\0') != std::string_view::npos) return false;
   return inet_pton(AF_INET6, std::string(text).c_str(), &address) == 1;
 }
 

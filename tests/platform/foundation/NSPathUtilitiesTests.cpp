@@ -1,11 +1,16 @@
+#include <filesystem>
+
 #include <gtest/gtest.h>
 #include <pwd.h>
 #include <unistd.h>
 
 #include "foundation/Foundation.h"
 #include "tests/EnvironmentVariable.h"
+#include "tests/TemporaryDirectory.h"
 
 namespace {
+
+namespace fs = std::filesystem;
 
 std::string utf8(const Ref<NSString>& text) { return text ? text->UTF8String() : "(nil)"; }
 Ref<NSString> path(std::string_view bytes) { return NSString::stringWithUTF8String(bytes); }
@@ -112,6 +117,8 @@ TEST(NSPathUtilities, TildeWithANameIsThatUsersHomeFolder) {
   EXPECT_EQ(utf8(path("~" + name)->stringByExpandingTildeInPath()), home);
   EXPECT_EQ(utf8(path("~" + name + "/a")->stringByExpandingTildeInPath()), home + "/a");
   EXPECT_EQ(utf8("~no such user/a"_ns->stringByExpandingTildeInPath()), "~no such user/a");
+  const std::string longer = "~" + name + std::string(1, '\0') + "x/a";
+  EXPECT_EQ(utf8(path(longer)->stringByExpandingTildeInPath()), longer);
 }
 
 TEST(NSPathUtilities, NamesThatNoUserCanHaveAreNotLookedUp) {
@@ -148,6 +155,31 @@ TEST(NSPathUtilities, StandardizingResolvesParentsOfAbsolutePaths) {
   EXPECT_EQ(standardized("/../../a/.."), "/");
   EXPECT_EQ(standardized("a/../b"), "a/../b") << "relative to a place that is not known";
   EXPECT_EQ(standardized("../a"), "../a");
+}
+
+TEST(NSPathUtilities, TheParentOfALinkIsThatOfTheFolderItLeadsTo) {
+  const TemporaryDirectory folder;
+  const std::string real = fs::canonical(folder.path());
+  fs::create_directories(folder / "far/away/target");
+  fs::create_symlink("far/away/target", folder / "link");
+  fs::create_symlink("nowhere", folder / "broken");
+  fs::create_symlink("loop", folder / "loop");
+  EXPECT_EQ(standardized(folder / "link/../x"), real + "/far/away/x");
+  EXPECT_EQ(standardized(folder / "link/../../x"), real + "/far/x");
+  EXPECT_EQ(standardized(folder / "link/inside/../x"), folder / "link/x") << "only the parents of links move";
+  EXPECT_EQ(standardized(folder / "link/x"), folder / "link/x");
+  EXPECT_EQ(standardized(folder / "broken/../x"), folder / "x");
+  EXPECT_EQ(standardized(folder / "loop/../x"), folder / "x");
+  EXPECT_EQ(standardized(folder / "link" + std::string(1, '\0') + "/../x"), folder / "x") << "another name";
+}
+
+TEST(NSPathUtilities, PathsTooLongForTheSystemAreTextsOnly) {
+  const TemporaryDirectory folder;
+  fs::create_directories(folder / "far/away");
+  fs::create_symlink("far/away", folder / "link");
+  std::string longPath = folder / "link/../x";
+  for (int component = 0; component < 3000; ++component) longPath += "/a/..";
+  EXPECT_EQ(standardized(longPath), folder / "x");
 }
 
 }  // namespace

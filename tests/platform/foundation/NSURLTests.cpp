@@ -124,6 +124,8 @@ TEST(NSURL, RejectsBrokenSchemesHostsAndPorts) {
                            "ftp://[v1]/"}) {
     EXPECT_EQ(url(text), nil) << text;
   }
+  const std::string withNUL = std::string("ftp://[::1") + '\0' + "x]/";
+  EXPECT_EQ(NSURL::URLWithString(NSString::stringWithUTF8String(withNUL)), nil);
   EXPECT_EQ(url("ftp://h:65535/")->port()->integerValue(), 65535);
   EXPECT_EQ(url("ftp://h:00021/")->port()->integerValue(), 21);
 }
