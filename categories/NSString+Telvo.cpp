@@ -81,7 +81,8 @@ class LineWrapper {
   }
 
   void endPiece() {
-    pieces_.push_back(NSString::stringWithUnits(std::move(piece_)));
+    // Empty lines, of which there can be millions, share their piece.
+    pieces_.push_back(piece_.empty() ? ""_ns : NSString::stringWithUnits(std::move(piece_)));
     piece_.clear();
   }
 

@@ -385,18 +385,19 @@ TEST(NSDateTelvo, OtherStylesArePositional) {
   }
 }
 
-TEST(NSDateTelvo, SingularAndPluralInEveryLanguage) {
+TEST(NSDateTelvo, NumbersAndZerosInEveryLanguage) {
   struct Sample {
     const char* language;
     const char* one;
     const char* two;
     const char* none;
+    const char* withZeros;
   };
   const Sample samples[] = {
-      {"en_US", "1 day", "2 days", "0 seconds"},
-      {"de_DE", "1 Tag", "2 Tage", "0 Sekunden"},
-      {"fr_FR", "1 jour", "2 jours", "0 seconde"},
-      {"ja_JP", "1 日", "2 日", "0 秒"},
+      {"en_US", "1 day", "2 days", "0 seconds", "2 hours, 0 minutes, 0 seconds"},
+      {"de_DE", "1 Tag", "2 Tage", "0 Sekunden", "2 Stunden, 0 Minuten und 0 Sekunden"},
+      {"fr_FR", "1 jour", "2 jours", "0 seconde", "2 heures, 0 minute et 0 seconde"},
+      {"ja_JP", "1 日", "2 日", "0 秒", "2 時間 0 分 0 秒"},
   };
   for (const Sample& sample : samples) {
     const EnvironmentVariable language("LC_ALL", sample.language);
@@ -404,6 +405,8 @@ TEST(NSDateTelvo, SingularAndPluralInEveryLanguage) {
     EXPECT_EQ(relative(2.0 * 86400.0, 3), sample.two);
     EXPECT_EQ(relative(0.0, 3), sample.none);
     EXPECT_EQ(relative(0.0, 3, 0, true), sample.none);
+    EXPECT_EQ(relative(2.0 * 3600.0, 3, 0, true), sample.withZeros);
+    EXPECT_EQ(relative(90061.0, 3, 1), sample.one);
   }
 }
 
