@@ -754,6 +754,20 @@ TEST_F(NSFileManagerTelvoScan, NamesMatchWithoutTheirExtension) {
             "a.txt,sub,sub.txt");
 }
 
+TEST_F(NSFileManagerTelvoScan, FragmentsAreExtensionsOrNames) {
+  const auto scan = [&](const Ref<NSArray>& fragments, bool isExtension) {
+    return found(
+        telvo_pathsWithFragments_isExtension_atPath_deepScan(manager(), fragments, isExtension, folder_.text(), true),
+        folder_);
+  };
+  const auto fragments = NSArray::arrayWithObjects({"MD"_ns, "noext"_ns, "Inner"_ns});
+  EXPECT_EQ(scan(fragments, true), "README.md,sub.txt/inner.md");
+  EXPECT_EQ(scan(fragments, false), "noext,sub.txt/inner.md");
+  EXPECT_EQ(scan(nil, true), scan(nil, false));
+  EXPECT_EQ(telvo_pathsWithFragments_isExtension_atPath_deepScan(nil, fragments, true, folder_.text(), true), nil);
+  EXPECT_EQ(telvo_pathsWithFragments_isExtension_atPath_deepScan(manager(), fragments, true, nil, true), nil);
+}
+
 TEST_F(NSFileManagerTelvoScan, NoFragmentsMatchNothing) {
   EXPECT_EQ(found(telvo_pathsWithFilenames_atPath_deepScan(manager(), NSArray::array(), folder_.text(), true), folder_),
             "");
