@@ -4,13 +4,29 @@
 
 #include "foundation/CollectionDescription.h"
 #include "foundation/NSArray.h"
+#include "foundation/NSDate.h"
 #include "foundation/NSEnumerator.h"
 #include "foundation/NSException.h"
+#include "foundation/NSNumber.h"
 #include "foundation/NSString.h"
 
 namespace {
 
 constexpr std::size_t indexedFrom = 9;
+
+// Whether the object holds no others.
+bool isPlain(const id& object) {
+  const Class type = object->isa();
+  return type->isSubclassOfClass(NSString::classObject()) || type->isSubclassOfClass(NSNumber::classObject()) ||
+         type->isSubclassOfClass(NSDate::classObject());
+}
+
+// Spreads a pair of hashes over all bits, so that a sum of pairs tells which belong together.
+NSUInteger hashOfPair(NSUInteger key, NSUInteger value) {
+  NSUInteger hash = key * 31 + value;
+  hash = (hash ^ (hash >> 30U)) * 0xBF58476D1CE4E5B9U;
+  return hash ^ (hash >> 27U);
+}
 
 }  // namespace
 
@@ -132,6 +148,16 @@ bool NSDictionary::isEqual(const id& other) const {
   return std::ranges::all_of(entries_, [&](const Entry& entry) {
     return NSEqualObjects(dictionary->objectForKey(entry.first), entry.second);
   });
+}
+
+NSUInteger NSDictionary::hash() const {
+  // A sum, because equal dictionaries may have their entries in another order; and of plain ones only, because others
+  // may hold each other many times over, or this very dictionary.
+  NSUInteger hash = count();
+  for (const auto& [key, value] : entries_) {
+    if (isPlain(key) && isPlain(value)) hash += hashOfPair(key->hash(), value->hash());
+  }
+  return hash;
 }
 
 id NSDictionary::copy() const { return self(); }

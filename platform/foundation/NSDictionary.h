@@ -52,7 +52,7 @@ class NSDictionary : public NSObject {
   // so equal dictionaries have equal descriptions however they were filled.
   Ref<NSString> description() const override;
   bool isEqual(const id& other) const override;
-  NSUInteger hash() const override { return count(); }
+  NSUInteger hash() const override;
   id copy() const override;
   id mutableCopy() const override;
   bool conformsToCopying() const override { return true; }

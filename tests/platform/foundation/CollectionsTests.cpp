@@ -120,7 +120,38 @@ TEST(NSArray, HashesTellArraysOfOneLengthApart) {
     hashes.insert(NSArray::arrayWithObjects({NSArray::arrayWithObject(NSNumber::numberWithInteger(i))})->hash());
     hashes.insert(integers(500, i)->hash());
   }
-  EXPECT_GT(hashes.size(), 3 * arrays * 9 / 10);
+  EXPECT_GT(hashes.size(), 2700U);
+}
+
+TEST(NSDictionary, EqualDictionariesHaveEqualHashesWhateverTheirOrder) {
+  const auto date = NSDate::dateWithTimeIntervalSince1970(0.5);
+  const auto nested = NSArray::arrayWithObjects({"x"_ns, NSDictionary::dictionary()});
+  const auto dictionary = NSDictionary::dictionary({{"a"_ns, NSNumber::numberWithInteger(1)},
+                                                    {"b"_ns, date},
+                                                    {NSNumber::numberWithInteger(2), "two"_ns},
+                                                    {"list"_ns, nested}});
+  const auto other = NSMutableDictionary::dictionary({{"list"_ns, nested->mutableCopy()},
+                                                      {NSNumber::numberWithDouble(2.0), NSMutableString::string()},
+                                                      {"b"_ns, NSDate::dateWithTimeIntervalSince1970(0.5)},
+                                                      {"a"_ns, NSNumber::numberWithBool(true)}});
+  other->setObject_forKey(NSMutableString::stringWithString("two"_ns), NSNumber::numberWithInteger(2));
+  ASSERT_TRUE(dictionary->isEqual(other));
+  EXPECT_EQ(dictionary->hash(), other->hash());
+}
+
+TEST(NSDictionary, HashesTellRecordsWithTheSameKeysApart) {
+  std::set<NSUInteger> hashes;
+  constexpr NSInteger records = 1000;
+  for (NSInteger i = 0; i < records; ++i) {
+    const auto small = NSNumber::numberWithInteger(i % 10);
+    const auto large = NSNumber::numberWithInteger(i / 10);
+    hashes.insert(NSDictionary::dictionary({{"a"_ns, small}, {"b"_ns, large}})->hash());
+  }
+  EXPECT_GT(hashes.size(), 900U);
+  const auto itself = NSMutableDictionary::dictionary();
+  itself->setObject_forKey(itself, "self"_ns);
+  EXPECT_EQ(itself->hash(), itself->hash());
+  itself->removeAllObjects();
 }
 
 TEST(NSArray, AnArrayThatHoldsItselfHasAHash) {
