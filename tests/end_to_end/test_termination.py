@@ -1,7 +1,7 @@
 """The helper's own end, 30 seconds after its last record. In a file of its own, since it takes that long."""
 
 import tree
-from scripted_server import ScriptedServer
+from scripted_server import ScriptedServer, silence
 
 
 def seconds_between(helper, first, second):
@@ -21,15 +21,24 @@ def test_the_helper_ends_30_seconds_after_its_last_record(owner, tmp_path):
         stopped = owner.launch(source.path, server, notificationIdentifier="stopped")
         owner.wait_for_last_record(token="stopped")
         owner.stop_upload("stopped")
+        stores = server.verbs().count("STOR")
+        server.on("STOR", silence)
+        halfway = owner.launch(source.path, server, notificationIdentifier="halfway")
+        owner.wait_until(lambda: server.verbs().count("STOR") > stores, what="the second item")
+        owner.stop_upload("halfway")
 
-        assert [helper.wait(timeout=120) for helper in (sending, idle, stopped)] == [0, 0, 0]
+        helpers = (sending, idle, stopped, halfway)
+        assert [helper.wait(timeout=120) for helper in helpers] == [0, 0, 0, 0]
         beginning = [f"helper launched for {source.path}", f"starting upload of {source.path}"]
         end = ["terminating the helper", "receieved should terminate", "stop"]
         three = ["progress: 33%", "progress: 66%", "progress: 100%", "finished; terminating the helper"]
         assert sending.log() == beginning + three + end
         assert idle.log() == beginning + ["progress: 0%", "finished; terminating the helper"] + end
         assert stopped.log() == beginning + three + ["shouldStop received", "stop"] + end
+        stop = ["progress: 33%", "shouldStop received", "stop", "progress: 66%", "finished; terminating the helper"]
+        assert halfway.log() == beginning + stop + end
         # It may take longer on a busy machine, but never less.
         assert seconds_between(sending, "progress: 100%", "terminating the helper") >= 29.99
         assert seconds_between(idle, "progress: 0%", "terminating the helper") >= 29.99
+        assert seconds_between(halfway, "progress: 66%", "terminating the helper") >= 29.99
         assert seconds_between(stopped, "progress: 100%", "terminating the helper") >= 29.99
