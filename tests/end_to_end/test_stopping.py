@@ -10,6 +10,7 @@ import threading
 import pytest
 
 import owner as owners
+import processes
 import scripted_server as scripts
 import tree
 from network_namespace import NameServer
@@ -206,6 +207,15 @@ def sent(server):
     return server and (server.connections, [command.line for command in server.commands if command.verb in ITEM_VERBS])
 
 
+def wait_until_it_hears_who_quits(helper, bus):
+    def has_heard():
+        with owners.Application(bus, MARKER):
+            pass
+        return f"{MARKER} has quit" in helper.log()
+
+    processes.wait_until(has_heard, PATIENCE, "the helper to listen", interval=0.1)
+
+
 def test_a_stop_request_ends_the_upload_with_the_record_of_the_item(owner, witness, situation):
     before = sent(situation.server)
     cache = situation.cache.read_bytes() if situation.cache else None
@@ -252,10 +262,7 @@ def test_the_helper_ends_at_once_and_posts_nothing_more(bus, owner, witness, sit
     before = sent(situation.server)
     cache = situation.cache.read_bytes() if situation.cache else None
     if not situation.slack:
-        # From then on the helper hears who quits.
-        with owners.Application(bus, MARKER):
-            pass
-        situation.helper.wait_for_line(f"{MARKER} has quit", PATIENCE)
+        wait_until_it_hears_who_quits(situation.helper, bus)
     ENDS[end](owner, situation.helper)
     situation.let_go()
     assert situation.helper.wait(PATIENCE) == 0
