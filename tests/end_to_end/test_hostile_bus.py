@@ -205,7 +205,7 @@ def test_a_signal_of_another_place_or_name_is_not_ours(owner, bus, helper, held,
 
 def test_calls_to_the_helper_are_answered_with_an_error_and_change_nothing(owner, bus, helper, held):
     # Its unique name on the bus is the sender of what it posts.
-    sender = owner.progress()[0].sender
+    sender = owner.wait_for_records(1)[0].sender
     for method in ("Posted", "Stop", "Quit"):
         with pytest.raises(GLib.Error):
             owner._connection.call_sync(sender, owners.OBJECT_PATH, owners.INTERFACE, method, None, None,
