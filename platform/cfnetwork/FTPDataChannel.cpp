@@ -19,12 +19,7 @@ FTPDataChannel::FTPDataChannel(Ref<NSRunLoop> runLoop, const FTPLimits& limits, 
       delegate_(delegate),
       watch_(runLoop_, [this] { checkProgress(); }) {}
 
-FTPDataChannel::~FTPDataChannel() {
-  if (!socket_ || closed_) return;
-  // A reset instead of an orderly end.
-  const linger abort{1, 0};
-  setsockopt(socket_.get(), SOL_SOCKET, SO_LINGER, &abort, sizeof abort);
-}
+FTPDataChannel::~FTPDataChannel() = default;
 
 void FTPDataChannel::connect(const FTPConnection& control, std::uint16_t port) {
   const auto completion = [this](cfnetwork::SocketConnector::Result result) { connected(std::move(result)); };
@@ -73,7 +68,15 @@ void FTPDataChannel::accept() {
   attach();
 }
 
+// Whether the system resets the connection when the socket goes, instead of ending it in good order.
+void FTPDataChannel::setBreaksOff(bool breaksOff) {
+  const linger setting{breaksOff ? 1 : 0, 0};
+  setsockopt(socket_.get(), SOL_SOCKET, SO_LINGER, &setting, sizeof setting);
+}
+
 void FTPDataChannel::attach() {
+  // Set from the start, so that it holds for the process's end as well, however that comes.
+  setBreaksOff(true);
   source_.emplace(runLoop_, socket_.get(), foundation::DescriptorSource::None, [this] { socketReady(); });
   delegate_.dataChannelDidConnect();
 }
@@ -107,6 +110,7 @@ void FTPDataChannel::askForSpace() {
 void FTPDataChannel::close() {
   if (!socket_ || closed_) return;
   closed_ = true;
+  setBreaksOff(false);
   ::shutdown(socket_.get(), SHUT_WR);
   source_->setEvents(foundation::DescriptorSource::Readable);
   startWatch();

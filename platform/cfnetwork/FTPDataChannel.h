@@ -30,7 +30,8 @@ class FTPDataChannel {
   FTPDataChannel(Ref<NSRunLoop> runLoop, const FTPLimits& limits, Delegate& delegate);
   FTPDataChannel(const FTPDataChannel&) = delete;
   FTPDataChannel& operator=(const FTPDataChannel&) = delete;
-  // Breaks the connection off unless it was closed: the server must not take what has arrived for the whole file.
+  // Breaks the connection off unless it was closed, as the process's end does too: the server must not take what has
+  // arrived for the whole file.
   ~FTPDataChannel();
 
   // Passive: to the control connection's own peer, whatever address the server names.
@@ -58,6 +59,7 @@ class FTPDataChannel {
   void connected(cfnetwork::SocketConnector::Result result);
   void accept();
   void attach();
+  void setBreaksOff(bool breaksOff);
   void socketReady();
   void startWatch();
   NSTimeInterval watchInterval() const;

@@ -276,3 +276,36 @@ def test_the_helper_ends_at_once_and_posts_nothing_more(bus, owner, witness, sit
     assert sent(situation.server) == before
     if situation.cache:
         assert situation.cache.read_bytes() == cache
+
+
+@pytest.mark.parametrize("end", [*ENDS, "a stop request", "SIGKILL"])
+def test_a_file_that_is_broken_off_has_no_good_end_on_the_server(owner, tmp_path, end):
+    reading, released = threading.Event(), threading.Event()
+
+    def hold(session, argument):
+        session.reply(b"150 Go ahead.")
+        data = session.open_data()
+        reading.set()
+        released.wait(PATIENCE)
+        session.receive(argument, data)
+
+    source = tmp_path / "large.bin"
+    with open(source, "wb") as file:
+        file.truncate(50_000_000)
+    with ScriptedServer() as server:
+        server.on("STOR", hold)
+        helper = owner.launch(source, server)
+        assert reading.wait(PATIENCE)
+        if end == "a stop request":
+            owner.stop_upload()
+            owner.wait_for_last_record()
+        elif end == "SIGKILL":
+            helper.process.send_signal(signal.SIGKILL)
+            helper.wait(PATIENCE)
+        else:
+            ENDS[end](owner, helper)
+            assert helper.wait(PATIENCE) == 0
+        released.set()
+        processes.wait_until(lambda: server.transfers, PATIENCE, "the end of the data")
+        assert [transfer.ended for transfer in server.transfers] == [False]
+        assert server.files == {}
