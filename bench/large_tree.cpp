@@ -88,6 +88,7 @@ void compare(const std::string& program, int files) {
   const Usage second = median(job);
   std::printf("%8d files: find %.2f s, first run %.2f s, unchanged %.2f s = %.1f times find, %.0f MB\n", files,
               find.seconds, first.seconds, second.seconds, second.seconds / find.seconds, second.peakMegabytes);
+  std::fflush(stdout);  // or every child would write it again
   std::filesystem::remove_all(folder);
 }
 
