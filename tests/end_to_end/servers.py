@@ -130,6 +130,7 @@ def _password_hash(password):
 
 class Vsftpd(Server):
     name = "vsftpd"
+    logs_commands = True
 
     def command(self):
         # The account exists only in a mount namespace of the server's own, so the system's files stay untouched.
@@ -166,7 +167,7 @@ xferlog_enable=YES
 dual_log_enable=YES
 xferlog_file={self.folder}/transfers
 vsftpd_log_file={self.log}
-log_ftp_protocol=YES
+log_ftp_protocol={"YES" if self.logs_commands else "NO"}
 """)
         program = SERVERS_FOLDER / "vsftpd" / "usr/sbin/vsftpd"
         mounts = " && ".join(f"mount --bind {self.folder}/{name} /etc/{name}" for name in ("passwd", "shadow", "pam.d"))
