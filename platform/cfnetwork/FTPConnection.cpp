@@ -1,8 +1,10 @@
 #include "cfnetwork/FTPConnection.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <utility>
+#include <vector>
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -20,6 +22,13 @@ void setOption(int descriptor, int level, int option) {
 }
 
 bool isTransferCompletion(const FTPReply& reply) { return reply.code == 226 || reply.code == 250; }
+
+// Whether the reply's code belongs to one kind of command only, and to another one than expected.
+bool belongsElsewhere(const FTPReply& reply, const std::vector<int>& expected) {
+  constexpr std::array telling{213, 226, 227, 229, 250, 257};
+  return std::ranges::find(telling, reply.code) != telling.end() &&
+         std::ranges::find(expected, reply.code) == expected.end();
+}
 
 }  // namespace
 
@@ -123,10 +132,25 @@ void FTPConnection::fail(const Ref<NSError>& error) {
   Delegate* const delegate = delegate_;
   // A refusal that could not be assigned yet says more than the connection's end that followed it.
   const Ref<NSError> reason = held_ ? cfnetwork::errorWithReply(*held_) : error;
+  // A command that came during a transfer and has not been answered after it may have been too much for the server.
+  if (!commands_.empty() && commands_.front().kind == Kind::BehindTransfer) habits_.order = Order::Broken;
   close();
   commands_.clear();
   portHandler_ = nullptr;
   if (delegate) delegate->connectionDidFail(reason);
+}
+
+// A server that passes over a command, or answers one twice, gives each later command the reply to another one.
+void FTPConnection::failOutOfStep(const FTPReply& reply) {
+  fail(cfnetwork::errorWithCode(kCFURLErrorBadServerResponse, "The server's replies are out of step: " +
+                                                                  std::to_string(reply.code) + " " + reply.text));
+}
+
+FTPConnection::ReplyHandler FTPConnection::checked(ReplyHandler handler, std::vector<int> expected) {
+  return [this, handler = std::move(handler), codes = std::move(expected)](const FTPReply& reply) {
+    if (belongsElsewhere(reply, codes)) return failOutOfStep(reply);
+    if (handler) handler(reply);
+  };
 }
 
 bool FTPConnection::isReusable() {
@@ -238,6 +262,7 @@ void FTPConnection::handleDuringTransfer(const FTPReply& reply) {
     const Command behind = takeCommand(0);
     if (overtaken) habits_.order = Order::Broken;
     finish(behind, overtaken ? first : reply);
+    if (state_ == State::Failed) return;
     finish(transfer, overtaken ? reply : first);
     return;
   }
@@ -250,8 +275,15 @@ void FTPConnection::handleDuringTransfer(const FTPReply& reply) {
     orderBroken();
     return finish(behind, reply);
   }
+  if (!mayBeOfCommandBehind(reply)) return finish(takeCommand(0), reply);
   held_ = reply;
   armDeadline();
+}
+
+// Whether a refusal that comes during a transfer may be the answer to the command that was sent behind it.
+bool FTPConnection::mayBeOfCommandBehind(const FTPReply& reply) const {
+  if (habits_.order == Order::Kept) return false;
+  return habits_.order != Order::Unknown || (reply.code >= 500 && reply.code <= 504) || reply.code == 530;
 }
 
 void FTPConnection::orderBroken() {
@@ -285,7 +317,10 @@ void FTPConnection::deadlinePassed() {
 }
 
 void FTPConnection::makeFolder(const std::string& path, ReplyHandler handler) {
-  send("MKD " + path, Kind::Plain, std::move(handler), true);
+  enqueue("MKD " + path, Kind::Plain, checked(std::move(handler), {250, 257}), true);
+  // Not PASV: a server that is so old may well wait for the data connection before it goes on.
+  if (isPassive() && extendedPassive_ && !portRequested_ && port_ == 0) return sendPassiveRequest(Kind::Plain);
+  flush();
 }
 
 void FTPConnection::requestPassivePort(PortHandler handler) {
@@ -309,6 +344,7 @@ void FTPConnection::sendPassiveRequest(Kind kind) {
 }
 
 void FTPConnection::passiveReply(const FTPReply& reply, bool extended, bool ahead) {
+  if (belongsElsewhere(reply, {extended ? 229 : 227})) return failOutOfStep(reply);
   portRequested_ = false;
   const auto port = extended ? FTPPortFromExtendedPassiveReply(reply) : FTPPortFromPassiveReply(reply);
   if (port) {
@@ -359,7 +395,7 @@ void FTPConnection::store(const std::string& path, bool isRepeatable, ReplyHandl
   transferSent_ = false;
   transferDrained_ = false;
   transferCompletedFirst_ = false;
-  enqueue("STOR " + path, Kind::Transfer, std::move(handler), true);
+  enqueue("STOR " + path, Kind::Transfer, checked(std::move(handler), {226, 250}), true);
   const bool mayAsk = habits_.order == Order::Kept || (habits_.order == Order::Likely && isRepeatable);
   if (isPassive() && habits_.order == Order::Unknown) {
     sendProbe();
@@ -372,10 +408,11 @@ void FTPConnection::store(const std::string& path, bool isRepeatable, ReplyHandl
 
 void FTPConnection::sendProbe() {
   send("NOOP", Kind::BehindTransfer, [this](const FTPReply& reply) {
-    if (reply.code == 227 || reply.code == 229 || reply.code == 257) {
-      // The answer to what was asked next: the server passes over what comes during a transfer.
+    // The answer to what was asked next: the server passes over what comes during a transfer.
+    const bool isFolderRefused = reply.code == 521 || reply.code == 550 || reply.code == 553;
+    if (isFolderRefused || belongsElsewhere(reply, {250})) {
       habits_.order = Order::Broken;
-      return fail(cfnetwork::errorWithCode(kCFURLErrorBadServerResponse, "The server passed over a command."));
+      return commands_.empty() ? failOutOfStep(reply) : handle(reply);
     }
     if (transferCompletedFirst_ && reply.isCompletion() && habits_.order == Order::Unknown)
       habits_.order = Order::Likely;

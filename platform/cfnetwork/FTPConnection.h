@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "cfnetwork/FTPReply.h"
 #include "cfnetwork/SocketConnector.h"
@@ -79,6 +80,8 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   // Whoever uses the connection at the moment; null while nobody does. Replies to commands of a delegate that has let
   // go are read and dropped.
   void setDelegate(Delegate* delegate);
+  // From the next command on.
+  void setLimits(const FTPLimits& limits) { limits_ = limits; }
 
   void open();
   // Says good-bye without waiting for an answer, and closes.
@@ -94,7 +97,7 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   void setEarlyData(FTPServerHabits::EarlyData earlyData) { habits_.earlyData = earlyData; }
   int descriptor() const { return socket_.get(); }
 
-  // Makes a folder; the handler gets the reply.
+  // Makes a folder; the handler gets the reply. The port for the next transfer is asked for along with it.
   void makeFolder(const std::string& path, ReplyHandler handler);
   // Asks for the port of the next data connection, or gives the one that is in hand, within this call then.
   void requestPassivePort(PortHandler handler);
@@ -142,12 +145,15 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   bool receive();
   void handle(const FTPReply& reply);
   void handleDuringTransfer(const FTPReply& reply);
+  bool mayBeOfCommandBehind(const FTPReply& reply) const;
   Command takeCommand(std::size_t index);
   static void finish(const Command& command, const FTPReply& reply);
   void watch();
   void armDeadline();
   void deadlinePassed();
   void fail(const Ref<NSError>& error);
+  void failOutOfStep(const FTPReply& reply);
+  ReplyHandler checked(ReplyHandler handler, std::vector<int> expected);
 
   void sendPassiveRequest(Kind kind);
   void passiveReply(const FTPReply& reply, bool extended, bool ahead);

@@ -16,7 +16,11 @@ FTPConnectionPool::~FTPConnectionPool() {
 }
 
 std::shared_ptr<FTPConnection> FTPConnectionPool::take(const FTPEndpoint& endpoint) {
-  std::erase_if(connections_, [](const auto& connection) { return !connection->isReusable(); });
+  std::erase_if(connections_, [this](const auto& connection) {
+    if (connection->isReusable()) return false;
+    rememberHabits(connection->endpoint(), connection->habits());
+    return true;
+  });
   const auto found =
       std::ranges::find_if(connections_, [&](const auto& connection) { return connection->endpoint() == endpoint; });
   if (found == connections_.end()) return nullptr;

@@ -13,6 +13,13 @@
 #include "foundation/NSError.h"
 #include "foundation/NSRunLoop.h"
 
+namespace {
+
+// A server has nothing to say on this connection. So many bytes are read to get at its end, not more.
+constexpr std::size_t mostUnwanted = 1 << 20;
+
+}  // namespace
+
 FTPDataChannel::FTPDataChannel(Ref<NSRunLoop> runLoop, const FTPLimits& limits, Delegate& delegate)
     : runLoop_(std::move(runLoop)),
       limits_(limits),
@@ -121,6 +128,8 @@ FTPDataChannel::Ending FTPDataChannel::ending() {
     std::array<char, 4096> unwanted;
     const ssize_t size = ::recv(socket_.get(), unwanted.data(), unwanted.size(), MSG_DONTWAIT);
     peerEnded_ = size == 0;
+    if (size > 0) unwanted_ += static_cast<std::size_t>(size);
+    if (unwanted_ > mostUnwanted) error_ = EPROTO;
     if (size < 0 && errno != EAGAIN && errno != EWOULDBLOCK && errno != EINTR) error_ = errno;
   } else if (peerEnded_ && error_ == 0) {
     socklen_t size = sizeof error_;

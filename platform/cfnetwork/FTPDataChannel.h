@@ -82,5 +82,6 @@ class FTPDataChannel {
   bool blocked_ = false;
   bool closed_ = false;
   bool peerEnded_ = false;
-  int error_ = 0;  // errno value of a connection that was broken off after close()
+  std::size_t unwanted_ = 0;  // bytes that the server has sent
+  int error_ = 0;             // errno value of a connection that was broken off after close()
 };

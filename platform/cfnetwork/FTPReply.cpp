@@ -41,6 +41,8 @@ void FTPReplyParser::append(std::string_view bytes) {
   while (!bytes.empty() && !damaged_) {
     const std::size_t end = bytes.find('\n');
     const std::string_view piece = bytes.substr(0, end);
+    size_ += piece.size() + 1;
+    damaged_ = size_ > maximumReply;
     line_.append(piece.substr(0, maximumText - std::min(line_.size(), maximumText)));
     if (end == std::string_view::npos) return;
     bytes.remove_prefix(end + 1);
@@ -58,9 +60,7 @@ void FTPReplyParser::endLine() {
     const bool last = code == open_->code && separator == ' ';
     keep("\n");
     keep(last ? line.substr(std::min<std::size_t>(4, line.size())) : line);
-    if (!last) return;
-    complete_.push_back(std::move(*open_));
-    open_.reset();
+    if (last) complete();
     return;
   }
   if (line.empty()) return;  // some servers put empty lines between replies
@@ -69,9 +69,13 @@ void FTPReplyParser::endLine() {
     return;
   }
   open_ = FTPReply{code, std::string(line.substr(std::min<std::size_t>(4, line.size())))};
-  if (separator == '-') return;
+  if (separator == ' ') complete();
+}
+
+void FTPReplyParser::complete() {
   complete_.push_back(std::move(*open_));
   open_.reset();
+  size_ = 0;
 }
 
 void FTPReplyParser::keep(std::string_view text) {

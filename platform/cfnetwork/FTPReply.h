@@ -22,21 +22,25 @@ class FTPReplyParser {
  public:
   // The longest text that a reply keeps, in bytes; the rest of a longer one is read and dropped.
   static constexpr std::size_t maximumText = 4096;
+  // The most bytes that a reply may have; a server that sends more without an end is not waited for.
+  static constexpr std::size_t maximumReply = 32 << 20;
 
   void append(std::string_view bytes);
 
   // The oldest complete reply that was not taken yet.
   std::optional<FTPReply> next();
 
-  // Whether something came that is no reply; what follows it is not looked at.
+  // Whether something came that is no reply, or one without an end; what follows it is not looked at.
   bool isDamaged() const { return damaged_; }
 
  private:
   void endLine();
   void keep(std::string_view text);
+  void complete();
 
   std::string line_;              // its beginning, as far as it is kept
   std::optional<FTPReply> open_;  // a reply of several lines, until its last line
+  std::size_t size_ = 0;          // of the reply under way
   std::deque<FTPReply> complete_;
   bool damaged_ = false;
 };

@@ -172,6 +172,7 @@ void FTPWriteStream::useConnection() {
   if (!connection_) return openConnection();
   fromPool_ = true;
   connection_->setDelegate(this);
+  connection_->setLimits(limits());
   if (connection_->isLoggedIn()) transfer();
 }
 
@@ -261,8 +262,15 @@ void FTPWriteStream::storeReply(const FTPReply& reply) {
     return proceed();
   }
   if (isTrial_ && (reply.isRefusal() || !dataEnded_)) return startOver();
+  // Servers close a port that they have given ahead of time some time later.
+  const bool isPortGone = reply.code == 425 && connection_->isPortFromAhead();
+  if (isPortGone && mayStartOver(true)) return startOver();
   if (!reply.isCompletion()) return failWith(cfnetwork::errorWithReply(reply));
-  if (!dataEnded_) return failWith(failure_ ? failure_ : cutShortError());
+  if (!dataEnded_) {
+    // The server may have more to say about it, which must not be taken for the reply to something else.
+    connection_->close();
+    return failWith(failure_ ? failure_ : cutShortError());
+  }
   if (isTrial_ || failure_) return checkSize();
   store_ = Store::Confirmed;
   confirm();
@@ -309,7 +317,7 @@ void FTPWriteStream::connectionDidOvertakeTransfer() {
   const Ref<NSStream> keptAlive(this);
   // On a connection of its own, since this transfer's reply may be owed for ever. When some of the data is no longer
   // here, the transfer goes on: if it was harmed, it ends in an error like any other.
-  if (canRepeat()) replaceConnection();
+  if (canRepeat() && !failure_) replaceConnection();
 }
 
 void FTPWriteStream::connectionDidFail(const Ref<NSError>& error) {
@@ -322,9 +330,10 @@ void FTPWriteStream::connectionDidFail(const Ref<NSError>& error) {
 // A kept connection that has died since, or a port asked for ahead of time that is no longer open, is replaced unseen:
 // once, and only while the server has stored nothing and all data so far is still here. A trial that goes wrong in any
 // way is repeated without running ahead.
-bool FTPWriteStream::mayStartOver() const {
+bool FTPWriteStream::mayStartOver(bool isNothingStored) const {
+  // After a failure the writer may have been told that a write has failed.
   if (failure_ || !canRepeat()) return false;
-  return isTrial_ || (fromPool_ && !startedOver_ && store_ < Store::Accepted);
+  return isTrial_ || (fromPool_ && !startedOver_ && isNothingStored);
 }
 
 void FTPWriteStream::startOver() {
@@ -370,10 +379,11 @@ void FTPWriteStream::dataChannelDidEnd() {
 
 void FTPWriteStream::dataChannelDidFail(const Ref<NSError>& error) {
   const Ref<NSStream> keptAlive(this);
+  const bool isNothingStored = store_ < Store::Accepted || !channel_->isConnected();
   channel_.reset();
   if (store_ == Store::Checking) return;
   if (store_ == Store::Confirmed) return checkSize();
-  if ((isTrial_ || connection_->isPortFromAhead()) && mayStartOver()) return startOver();
+  if ((isTrial_ || connection_->isPortFromAhead()) && mayStartOver(isNothingStored)) return startOver();
   waitForReason(error);
 }
 
@@ -499,7 +509,10 @@ void FTPWriteStream::close() {
   } else if (complete) {
     waitForEnd();
   }
+  // An error that came together with the writer's end is no less an error.
+  const bool isUntold = streamStatus() == NSStreamStatusError && !isInterrupted();
   letGo();
+  if (isUntold) deliverIfWaiting(NSStreamEventErrorOccurred);
   cancelAllEvents();
   setStatus(NSStreamStatusClosed);
 }
@@ -524,7 +537,6 @@ void FTPWriteStream::waitForEnd() {
   for (const std::exception_ptr& exception : exceptions) {
     runLoop->performBlock([exception] { std::rethrow_exception(exception); });
   }
-  if (streamStatus() == NSStreamStatusError) deliverIfWaiting(NSStreamEventErrorOccurred);
 }
 
 // The data connection is gone. The server usually says why; when it does not in a short while, the error is told.

@@ -23,8 +23,7 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
 
   const Ref<NSURL>& URL() const { return url_; }
 
-  // Used instead of the thread's (FTPConnectionPool::limits); before open(). A connection that is kept from an earlier
-  // stream goes by the limits of the stream that has opened it.
+  // Used instead of the thread's (FTPConnectionPool::limits); before open().
   void setLimits(const FTPLimits& limits) { limits_ = limits; }
 
   // Begins in the next run-loop turn. "Open completed" comes with the data connection, or with the made folder. A
@@ -86,7 +85,8 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
   void checkSize();
   void confirm();
   void confirmWithoutEnd();
-  bool mayStartOver() const;
+  bool mayStartOver() const { return mayStartOver(store_ < Store::Accepted); }
+  bool mayStartOver(bool isNothingStored) const;
   void startOver();
   void replaceConnection();
   void proceed();

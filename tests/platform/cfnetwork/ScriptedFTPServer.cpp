@@ -108,6 +108,12 @@ ScriptedFTPServer& ScriptedFTPServer::always(const std::string& verb, Action act
   return *this;
 }
 
+void ScriptedFTPServer::forgetActions() {
+  const std::lock_guard lock(mutex_);
+  actions_.clear();
+  standingActions_.clear();
+}
+
 std::string ScriptedFTPServer::url(const std::string& path) const {
   const std::string host = host_.find(':') == std::string::npos ? host_ : "[" + host_ + "]";
   return "ftp://telvo:secret@" + host + ":" + std::to_string(port_) + path;
@@ -398,6 +404,14 @@ std::string ScriptedFTPServer::Session::receiveAndServe() {
   return content;
 }
 
+void ScriptedFTPServer::Session::sendData(std::string_view bytes) {
+  while (!bytes.empty() && wait(data_, POLLOUT)) {
+    const ssize_t sent = ::send(data_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (sent < 0 && errno != EAGAIN) return;
+    if (sent > 0) bytes.remove_prefix(static_cast<std::size_t>(sent));
+  }
+}
+
 void ScriptedFTPServer::Session::closeData() {
   data_.close();
   if (!dataEnd_) dataEnd_ = End::ByServer;
@@ -547,6 +561,37 @@ Action afterSeconds(double seconds, Action action) {
     session.sleep(seconds);
     action(session, argument);
   };
+}
+
+Action flood(const std::string& bytes) {
+  return [bytes](Session& session, const std::string&) {
+    while (true) session.send(bytes);
+  };
+}
+
+Action storePart(std::size_t limit, Action action) {
+  return [limit, action = std::move(action)](Session& session, const std::string& path) {
+    session.reply("150 Send it.");
+    if (!session.openData()) return session.reply("425 No data connection.");
+    session.note(path, session.receive(limit));
+    action(session, path);
+  };
+}
+
+Action closeData() {
+  return [](Session& session, const std::string&) { session.closeData(); };
+}
+
+Action resetData() {
+  return [](Session& session, const std::string&) { session.resetData(); };
+}
+
+Action closedDataPort() {
+  return [](Session& session, const std::string&) { session.reply(extendedPassiveReply(session.closedPort())); };
+}
+
+Action fullDataPort() {
+  return [](Session& session, const std::string&) { session.reply(extendedPassiveReply(session.fullPort())); };
 }
 
 Action storeThen(const std::string& line) {

@@ -57,6 +57,9 @@ class ScriptedFTPServer {
   // For every occurrence for which on() says nothing.
   ScriptedFTPServer& always(const std::string& verb, Action action);
 
+  // From now on everything is served as usual.
+  void forgetActions();
+
   // Small enough, it makes a sender wait for the server to read.
   void setReceiveBuffer(int bytes) { receiveBuffer_ = bytes; }
 
@@ -157,6 +160,8 @@ class ScriptedFTPServer::Session {
   std::string receive(std::size_t limit = std::string::npos);
   // The same, serving commands as they come in.
   std::string receiveAndServe();
+  // Sends bytes on the data connection, as far as the client takes them.
+  void sendData(std::string_view bytes);
   // Whether receive() has found the data's end, and which.
   const std::optional<End>& dataEnd() const { return dataEnd_; }
   void closeData();
@@ -207,10 +212,20 @@ Action dropControl();
 Action resetControl();
 Action then(Action first, Action second);
 Action afterSeconds(double seconds, Action action);
+// Sends this over and over until the client has gone.
+Action flood(const std::string& bytes);
+// STOR: accepts the data connection, reads at most so many bytes, and goes on with another action.
+Action storePart(std::size_t limit, Action action);
+// Ends the data connection in good order, or breaks it off.
+Action closeData();
+Action resetData();
 // STOR: accepts the data connection, reads it to its end, and answers with this line.
 Action storeThen(const std::string& line);
 // The same, but serves commands that come during the transfer at once.
 Action storeServing(const std::string& line);
+// EPSV: names a port that refuses connections, or drops requests to connect.
+Action closedDataPort();
+Action fullDataPort();
 // EPSV: looks at the data connection on its own account, for so many seconds before it goes on to the next command.
 // What comes in the meantime makes it close the data connection, or is thrown away.
 Action passiveLosingEarlyData(double seconds = 0.1);

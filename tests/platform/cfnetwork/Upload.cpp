@@ -47,7 +47,7 @@ void Upload::run(const std::function<bool()>& until) {
 // takes many thousands.
 void Upload::expectCalm() const {
   const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - started_;
-  const double allowed = 200 + 40 * elapsed.count() + static_cast<double>(content.size()) / 1000;
+  const double allowed = 200 + 40 * elapsed.count() + static_cast<double>(content.size() + bytesFromServer) / 1000;
   EXPECT_LE(static_cast<double>(turns_), allowed) << "in " << elapsed.count() << " s";
 }
 
@@ -69,12 +69,13 @@ void Upload::stream_handleEvent(const Ref<NSStream>&, NSStreamEvent event) {
       break;
     case NSStreamEventHasSpaceAvailable:
       if (whenSpace) whenSpace();
-      pump();
+      if (!over_) pump();
       break;
     case NSStreamEventErrorOccurred:
       error = stream->streamError();
       errorCameInsideClose = closing_;
-      close();
+      over_ = true;
+      whenError ? whenError() : close();
       break;
     default:
       break;

@@ -31,6 +31,9 @@ class Upload : private NSStreamDelegate {
     return isStored();
   }
 
+  // As the writer does at its end.
+  void close();
+
   bool isOver() const { return over_; }
   bool isStored() const { return over_ && !error && failedWrites == 0; }
   bool has(NSStreamEvent event) const;
@@ -46,7 +49,9 @@ class Upload : private NSStreamDelegate {
   std::size_t offset = 0;           // how much of it has been written
   std::function<void()> whenOpen;   // called for the event
   std::function<void()> whenSpace;  // called before anything is written
+  std::function<void()> whenError;  // called instead of closing the stream
   std::function<bool()> interruption;
+  std::size_t bytesFromServer = 0;  // what a talkative server sends may take turns, too
 
   std::vector<NSStreamEvent> events;
   Ref<NSError> error;
@@ -56,7 +61,6 @@ class Upload : private NSStreamDelegate {
  private:
   void stream_handleEvent(const Ref<NSStream>& sender, NSStreamEvent event) override;
   void pump();
-  void close();
   void expectCalm() const;
 
   foundation::SignalSource atEnd_;
