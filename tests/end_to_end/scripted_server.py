@@ -17,6 +17,7 @@ written with the functions of Session.
 import collections
 import dataclasses
 import hashlib
+import select
 import socket
 import struct
 import threading
@@ -146,6 +147,7 @@ class Session:
         self._control.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
         self._owned = []  # data sockets and listeners, closed with the session
         self._listener = None
+        self._accepted = None
         self._active_address = None
         self.thread = threading.Thread(target=self._run, daemon=True)
 
@@ -224,6 +226,8 @@ class Session:
         try:
             if self._active_address:
                 data = socket.create_connection(self._active_address, timeout)
+            elif self._accepted:
+                data, self._accepted = self._accepted, None
             elif self._listener:
                 self._listener.settimeout(timeout)
                 data, _ = self._listener.accept()
@@ -235,6 +239,23 @@ class Session:
         self._owned.append(data)
         self.server.data_peers.append(data.getpeername())
         return data
+
+    def data_that_comes_early(self, seconds):
+        """Waits for a data connection with something on it; None when none comes before the client's next command.
+
+        A data connection without anything on it stays for open_data().
+        """
+        ready, _, _ = select.select([self._listener, self._control], [], [])
+        if self._listener not in ready:
+            ready, _, _ = select.select([self._listener], [], [], 0.05)
+            if not ready:
+                return None
+        data, _ = self._listener.accept()
+        self._owned.append(data)
+        if select.select([data], [], [], seconds)[0]:
+            return data
+        self._accepted = data
+        return None
 
     def receive(self, path, data, limit=None):
         """Reads the data connection to its end, or until at least `limit` bytes have come, and records the file."""
