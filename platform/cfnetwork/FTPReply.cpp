@@ -6,6 +6,9 @@
 
 namespace {
 
+// What a line counts beside its bytes, so that a flood of empty ones ends early.
+constexpr std::size_t lineCost = 32;
+
 bool isDigit(char character) { return character >= '0' && character <= '9'; }
 
 // The code that a line begins with, 0 when it does not begin with one.
@@ -41,7 +44,7 @@ void FTPReplyParser::append(std::string_view bytes) {
   while (!bytes.empty() && !damaged_) {
     const std::size_t end = bytes.find('\n');
     const std::string_view piece = bytes.substr(0, end);
-    size_ += piece.size() + 1;
+    size_ += piece.size() + lineCost;
     damaged_ = size_ > maximumReply;
     line_.append(piece.substr(0, maximumText - std::min(line_.size(), maximumText)));
     if (end == std::string_view::npos) return;

@@ -276,14 +276,16 @@ void FTPWriteStream::storeReply(const FTPReply& reply) {
   confirm();
 }
 
-// The server's confirmation alone does not tell whether it has stored everything; the file's size does.
-void FTPWriteStream::checkSize() {
+// The server's confirmation alone does not tell whether it has stored everything; the file's size does. Servers that
+// tell no sizes may have to be believed.
+void FTPWriteStream::checkSize(bool isConfirmationEnough) {
   store_ = Store::Checking;
   patience_.reset();
   const Ref<NSError> doubt = failure_ ? failure_ : cutShortError();
-  if (!connection_->isLoggedIn()) return failWith(doubt);
-  connection_->requestSize(path_, [this, doubt](const FTPReply& reply) {
-    const bool isWhole = FTPSizeFromReply(reply) == written_;
+  if (!connection_->isLoggedIn()) return isConfirmationEnough ? finish() : failWith(doubt);
+  connection_->requestSize(path_, [this, doubt, isConfirmationEnough](const FTPReply& reply) {
+    const bool isUnknownCommand = reply.code >= 500 && reply.code <= 504;
+    const bool isWhole = FTPSizeFromReply(reply) == written_ || (isUnknownCommand && isConfirmationEnough);
     if (isTrial_ && !isWhole) return startOver();
     if (!isWhole) return failWith(doubt);
     if (isTrial_) connection_->setEarlyData(FTPServerHabits::EarlyData::Taken);
@@ -306,9 +308,10 @@ void FTPWriteStream::confirm() {
   }
 }
 
-// Some servers leave the data connection open, and some confirm while data is still on its way.
+// Some servers leave the data connection open, and some confirm while data is still on its way. What the server's
+// system has acknowledged, the server may still leave unread.
 void FTPWriteStream::confirmWithoutEnd() {
-  if (channel_->isDrained()) return finish();
+  if (channel_->isDrained()) return checkSize(true);
   after(longestEndWait, &FTPWriteStream::confirmWithoutEnd);
 }
 

@@ -82,7 +82,7 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
   void listenActively();
   void sendStore(bool isRepeatable);
   void storeReply(const FTPReply& reply);
-  void checkSize();
+  void checkSize(bool isConfirmationEnough = false);
   void confirm();
   void confirmWithoutEnd();
   bool mayStartOver() const { return mayStartOver(store_ < Store::Accepted); }

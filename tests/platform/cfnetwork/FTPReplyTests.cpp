@@ -114,6 +114,17 @@ TEST(FTPReplyParser, KeepsTheBeginningOfATextOfTenMegabytes) {
   EXPECT_EQ(replies[1].text, "Next");
 }
 
+TEST(FTPReplyParser, GivesUpAReplyWithoutAnEnd) {
+  EXPECT_TRUE(isDamagedBy(std::string(FTPReplyParser::maximumReply, 'x')));
+  EXPECT_TRUE(isDamagedBy(std::string(FTPReplyParser::maximumReply, '\n')));
+  EXPECT_TRUE(isDamagedBy("220-\n" + std::string(FTPReplyParser::maximumReply, '\n')));
+  // Each reply has a limit of its own.
+  FTPReplyParser parser;
+  for (int i = 0; i < 5; ++i) parser.append("220 " + std::string(FTPReplyParser::maximumReply / 4, 'x') + "\r\n");
+  EXPECT_FALSE(parser.isDamaged());
+  EXPECT_EQ(takeAll(parser).size(), 5U);
+}
+
 TEST(FTPReplyParser, SeesTheCodeOfALineThatIsCut) {
   const auto replies = repliesIn("451 " + std::string(1 << 20, 'y') + "\r\n");
   ASSERT_EQ(replies.size(), 1U);

@@ -137,6 +137,8 @@ std::vector<Fault> faultsOfStoring() {
        0, largeSize},
       {"226 with the last bytes unread", "STOR", storePart(smallSize - 1, then(reply("226 Done."), closeData())), 0, "",
        kCFURLErrorNetworkConnectionLost},
+      {"226 with all bytes unread and the data connection left open", "STOR", storePart(0, reply("226 Done.")), 0, "",
+       kCFURLErrorNetworkConnectionLost},
       {"226 with all bytes unread", "STOR", storePart(0, then(reply("226 Done."), closeData())), 0, ""},
       {"226 never comes", "STOR", storePart(std::string::npos, then(closeData(), stall())), 0, "", kCFURLErrorTimedOut},
       {"226 never comes and commands are answered", "STOR", storePart(std::string::npos, closeData()), 0, "", 0,
@@ -720,6 +722,9 @@ TEST(FTPWriteStreamConfirmation, ADataConnectionThatTheServerLeavesOpenIsNoFailu
   });
   for (const char* path : {"/a", "/b", "/c"}) expectStored(server, path, "content");
   EXPECT_EQ(server.sessions(), 1U);
+  // Nor when there are no sizes to be had.
+  server.always("SIZE", reply("500 What?"));
+  expectStored(server, "/d", "content");
 }
 
 TEST(FTPWriteStreamConfirmation, AnEarlyOneIsNotBelievedBeforeAllDataIsRead) {
