@@ -153,6 +153,15 @@ class AddressConnector : public SocketConnector {
       : runLoop_(std::move(runLoop)), completion_(std::move(completion)), timer_(runLoop_, [this] {
           finish({{}, false, timeoutError()});
         }) {}
+  AddressConnector(const AddressConnector&) = delete;
+  AddressConnector& operator=(const AddressConnector&) = delete;
+  // An attempt that is given up may have got through already: the other side must not take it for a connection that
+  // was used and ended in good order.
+  ~AddressConnector() override {
+    if (!socket_) return;
+    const linger abort{1, 0};
+    setsockopt(socket_.get(), SOL_SOCKET, SO_LINGER, &abort, sizeof abort);
+  }
 
   void start(const SocketAddress& address, NSTimeInterval limit) {
     socket_ =
