@@ -36,6 +36,11 @@ std::string textOf(Number number) {
   return {digits.data(), end};
 }
 
+template <class... Parts>
+void append(std::string& output, const Parts&... parts) {
+  (output.append(std::string_view(parts)), ...);
+}
+
 void appendByte(std::string& output, char16_t byte) {
   static constexpr std::string_view digits = "0123456789abcdef";
   output += "\\'";
@@ -59,7 +64,7 @@ void appendUnit(std::string& output, char16_t unit) {
   } else if (unit < 0x80 || (unit >= 0xA0 && unit <= 0xFF)) {
     appendByte(output, unit);  // the same in code page 1252
   } else {
-    output += "\\u" + textOf(static_cast<std::int16_t>(unit));
+    append(output, "\\u", textOf(static_cast<std::int16_t>(unit)));
     appendByte(output, fallbackFor(unit));
   }
 }
@@ -105,7 +110,7 @@ void appendFontName(std::string& output, std::u16string_view name) {
 }
 
 void addExact(std::string& exact, std::u16string_view name, std::string_view value) {
-  exact += " " + asASCII(name) + "=" + std::string(value);
+  append(exact, " ", asASCII(name), "=", value);
 }
 
 // A number attribute that one of the words may stand for.
@@ -120,8 +125,7 @@ void addStyle(std::string& common, std::string& exact, const id& attribute, cons
   // For other readers, the first word of the table on the same side of 0 comes nearest to a value without one.
   const auto nearest =
       std::ranges::find_if(table, [&](const auto& entry) { return (entry.second < 0) == (value < 0); });
-  if (isKnown || (value != 0 && nearest != table.end()))
-    common += "\\" + std::string((isKnown ? known : nearest)->first);
+  if (isKnown || (value != 0 && nearest != table.end())) append(common, "\\", (isKnown ? known : nearest)->first);
   if (!isKnown) addExact(exact, exactName, textOf(value));
 }
 
@@ -172,7 +176,7 @@ void RTFWriter::writeParagraph(NSRange range) {
   if (alignment != alignment_) {
     const auto word = std::ranges::find(alignmentWords, alignment, [](const auto& entry) { return entry.second; });
     body_ += "\\pard";
-    if (word != alignmentWords.end()) body_ += "\\" + std::string(word->first);
+    if (word != alignmentWords.end()) append(body_, "\\", word->first);
     body_ += " ";
     alignment_ = alignment;
   }
@@ -197,7 +201,7 @@ void RTFWriter::writeRun(const Ref<NSDictionary>& attributes, std::u16string_vie
   const bool isPlain = words.common.empty() && words.exact.empty();
   if (!isPlain || isLink) body_ += "{";
   body_ += words.common;
-  if (!words.exact.empty()) body_ += "{\\*\\" + std::string(exactValuesWord) + words.exact + "}";
+  if (!words.exact.empty()) append(body_, "{\\*\\", exactValuesWord, words.exact, "}");
   if (!words.common.empty() && words.exact.empty()) body_ += " ";
   appendText(body_, units);
   if (!isPlain || isLink) body_ += "}";
@@ -224,10 +228,10 @@ void RTFWriter::addFont(Words& words, const Ref<NSFont>& font) {
     return static_cast<std::int32_t>(std::clamp(std::round(font->pointSize() * unit), 1.0, largest));
   };
   const std::int32_t halves = inUnits(2.0);
-  words.common += "\\f" + textOf(fontNumber(font)) + "\\fs" + textOf(halves);
+  append(words.common, "\\f", textOf(fontNumber(font)), "\\fs", textOf(halves));
   if (halves / 2.0 != font->pointSize()) {
     const std::int32_t thousandths = inUnits(1000.0);
-    words.common += "\\fsmilli" + textOf(thousandths);
+    append(words.common, "\\fsmilli", textOf(thousandths));
     if (thousandths / 1000.0 != font->pointSize()) addExact(words.exact, exactSize, textOf(font->pointSize()));
   }
   if ((font->traits() & NSBoldFontMask) != 0) words.common += "\\b";
@@ -238,8 +242,8 @@ void RTFWriter::addColor(Words& words, const Ref<NSColor>& color, std::string_vi
                          std::u16string_view exactName) {
   if (!color) return;
   const std::string number = textOf(colorNumber(*color));
-  words.common += std::string(word) + number;
-  if (word == "\\cb") words.common += "\\chcbpat" + number;
+  append(words.common, word, number);
+  if (word == "\\cb") append(words.common, "\\chcbpat", number);
   const std::array<double, 4> components{color->redComponent(), color->greenComponent(), color->blueComponent(),
                                          color->alphaComponent()};
   const bool isInTable = components[3] == 1.0 && std::ranges::all_of(components, [](double component) {
@@ -247,7 +251,7 @@ void RTFWriter::addColor(Words& words, const Ref<NSColor>& color, std::string_vi
                          });
   if (isInTable) return;
   std::string list;
-  for (const double component : components) list += (list.empty() ? "" : ",") + textOf(component);
+  for (const double component : components) append(list, list.empty() ? "" : ",", textOf(component));
   addExact(words.exact, exactName, list);
 }
 
@@ -256,7 +260,7 @@ std::size_t RTFWriter::fontNumber(const Ref<NSFont>& font) {
   if (known != numbersOfFonts_.end()) return known->second;
   const auto [entry, isNew] = fontNumbers_.emplace(tableNameOfFont(*font), fontNumbers_.size());
   if (isNew) {
-    fontTable_ += "{\\f" + textOf(entry->second) + "\\" + std::string(familyWordOfFont(*font)) + "\\fcharset0 ";
+    append(fontTable_, "{\\f", textOf(entry->second), "\\", familyWordOfFont(*font), "\\fcharset0 ");
     appendFontName(fontTable_, entry->first);
     fontTable_ += ";}";
   }
@@ -271,7 +275,7 @@ std::size_t RTFWriter::colorNumber(const NSColor& color) {
   const std::uint32_t blue = byte(color.blueComponent());
   // Entry 0 is the default colour.
   const auto [entry, isNew] = colorNumbers_.emplace((red << 16U) | (green << 8U) | blue, colorNumbers_.size() + 1);
-  if (isNew) colorTable_ += "\\red" + textOf(red) + "\\green" + textOf(green) + "\\blue" + textOf(blue) + ";";
+  if (isNew) append(colorTable_, "\\red", textOf(red), "\\green", textOf(green), "\\blue", textOf(blue), ";");
   return entry->second;
 }
 
