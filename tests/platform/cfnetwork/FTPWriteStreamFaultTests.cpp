@@ -620,7 +620,6 @@ TEST(FTPWriteStreamBehind, NothingThatAServerDoesAboutTheProbeHarmsAnItem) {
       {"421", then(reply("421 Too much."), dropControl())},
       {"end", dropControl()},
       {"garbage", reply("what?")},
-      {"two replies", then(reply("200 Yes."), reply("200 Yes."))},
   };
   for (const bool serves : {false, true}) {
     for (const auto& [name, answer] : answers) {
@@ -642,6 +641,26 @@ TEST(FTPWriteStreamBehind, NothingThatAServerDoesAboutTheProbeHarmsAnItem) {
       expectRunToGoOn(server);
       EXPECT_LE(server.sessions(), 3U);
     }
+  }
+}
+
+// A reply that nobody has asked for may come just when the next command has been sent, and then it is taken for that
+// one's reply.
+TEST(FTPWriteStreamBehind, ASecondReplyToTheProbeCostsNoMoreThanTheNextItem) {
+  for (const bool serves : {false, true}) {
+    SCOPED_TRACE(serves ? "during the transfer" : "after the transfer");
+    ScriptedFTPServer server;
+    if (serves) server.always("STOR", storeServing("226 Stored."));
+    server.on("NOOP", then(reply("200 Yes."), reply("200 Yes.")));
+    Upload first(server, "/first", "content");
+    first.limits = shortLimits();
+    first.run();
+    EXPECT_TRUE(first.error || server.waitUntil([&] { return server.file("/first") == "content"; }));
+    Upload folder(server, "/folder/");
+    folder.limits = shortLimits();
+    folder.run();
+    expectRunToGoOn(server);
+    EXPECT_LE(server.sessions(), 3U);
   }
 }
 
