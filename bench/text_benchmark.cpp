@@ -1,6 +1,5 @@
 // Each text extension on texts of 10 MB: English prose, prose beyond ASCII, and what is hardest on the function. Every
-// function is linear in its input and takes well under a second, but for writing a date by a pattern of three million
-// fields, which takes about two.
+// function is linear in its input and takes well under a second.
 
 #include <functional>
 #include <string>

@@ -1,5 +1,8 @@
 #include <algorithm>
 #include <cmath>
+#include <string>
+#include <string_view>
+#include <unordered_map>
 
 #include "categories/NSDate+Telvo.h"
 #include "categories/NSString+Telvo.h"
@@ -32,6 +35,36 @@ Ref<NSDateFormatter> englishFormatter(const Ref<NSString>& format) {
   formatter->setLocale(NSLocale::localeWithLocaleIdentifier("en"_ns));
   if (format) formatter->setDateFormat(format);
   return formatter;
+}
+
+bool isPatternLetter(char16_t unit) { return (unit >= u'A' && unit <= u'Z') || (unit >= u'a' && unit <= u'z'); }
+
+// A field comes out the same wherever it stands, so each different one is written once, however long the pattern is.
+Ref<NSString> stringByFields(const Ref<NSDate>& date, std::u16string_view pattern) {
+  std::unordered_map<std::u16string_view, Ref<NSString>> texts;
+  std::u16string result;
+  bool quoted = false;
+  for (std::size_t index = 0; index < pattern.size();) {
+    const char16_t unit = pattern[index];
+    if (unit == u'\'' && pattern.substr(index, 2) == u"''") {
+      result.push_back(unit);
+      index += 2;
+    } else if (unit == u'\'') {
+      quoted = !quoted;
+      ++index;
+    } else if (quoted || !isPatternLetter(unit)) {
+      result.push_back(unit);
+      ++index;
+    } else {
+      const auto field = pattern.substr(index, pattern.find_first_not_of(unit, index) - index);
+      Ref<NSString>& text = texts[field];
+      if (!text) text = englishFormatter(NSString::stringWithUnits(std::u16string(field)))->stringFromDate(date);
+      if (!text) return nil;
+      result += text->units();
+      index += field.size();
+    }
+  }
+  return NSString::stringWithUnits(std::move(result));
 }
 
 Ref<NSDate> dateFromOldStyleJSONString(const Ref<NSString>& text) {
@@ -209,6 +242,8 @@ NSTimeInterval telvo_localTimeOffset() {
 // ---- Text for programs
 
 Ref<NSString> telvo_stringWithFormat(const Ref<NSDate>& date, const Ref<NSString>& format) {
+  constexpr NSUInteger longPattern = 4096;
+  if (date && format && format->length() > longPattern) return stringByFields(date, format->units());
   return englishFormatter(format)->stringFromDate(date);
 }
 

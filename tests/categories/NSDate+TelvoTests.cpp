@@ -293,6 +293,26 @@ TEST(NSDateTelvo, PatternsAreWrittenInEnglish) {
   EXPECT_EQ(telvo_stringWithFormat(nil, "yyyy"_ns), nil);
 }
 
+TEST(NSDateTelvo, VeryLongPatternsAreWrittenLikeShortOnes) {
+  const EnvironmentVariable zone("TZ", "Europe/Berlin");
+  const auto date = universalTime(2024, 10, 5, 22, 7);
+  for (const auto& part : {"EEEE, d MMMM yyyy 'at' HH:mm, "_ns, "''yy'o''clock EEE'MMMMM{zzzz}eQQQ "_ns, "'d 'd"_ns}) {
+    const auto once = telvo_stringWithFormat(date, part->stringByAppendingString(part));
+    ASSERT_NE(once, nil);
+    std::u16string pattern;
+    std::u16string expected;
+    for (int count = 0; count < 1000; ++count) {
+      pattern.append(part->units()).append(part->units());
+      expected.append(once->units());
+    }
+    EXPECT_EQ(utf8(telvo_stringWithFormat(date, NSString::stringWithUnits(pattern))),
+              utf8(NSString::stringWithUnits(expected)));
+    // A letter that stands for nothing is as wrong in a long pattern as in a short one.
+    EXPECT_EQ(telvo_stringWithFormat(date, NSString::stringWithUnits(pattern + u"J")), nil);
+  }
+  EXPECT_EQ(telvo_stringWithFormat(date, "J"_ns), nil);
+}
+
 TEST(NSDateTelvo, StylesAreWrittenInTheUsersLanguage) {
   const EnvironmentVariable zone("TZ", "UTC");
   const EnvironmentVariable language("LC_ALL", "en_US.UTF-8");
