@@ -48,6 +48,8 @@ class ControlTap:
             number = self.connections
             self.connections += 1
             self._sockets += [client, server]
+            for item in (client, server):
+                item.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)  # as direct connections have it
             for source, target, lines in ((client, server, self.commands), (server, client, self.replies)):
                 threading.Thread(target=self._pass_on, args=(number, source, target, lines), daemon=True).start()
 
