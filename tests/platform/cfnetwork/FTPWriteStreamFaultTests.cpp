@@ -684,7 +684,7 @@ TEST(FTPWriteStreamBehind, NothingThatAServerDoesAboutAnEarlyRequestForAPortHarm
         ScriptedFTPServer server;
         for (int i = 0; i < filesBefore; ++i) expectStored(server, "/" + std::to_string(i), "content");
         // The next STOR has a request for a port behind it, unless the port it needs is asked for only now.
-        server.on("STOR", [&, serves = serves](Session& session, const std::string& path) {
+        server.on("STOR", [serves, answer = answer](Session& session, const std::string& path) {
           session.server().on("EPSV", answer);
           (serves ? storeServing("226 Stored.") : storeThen("226 Stored."))(session, path);
         });
