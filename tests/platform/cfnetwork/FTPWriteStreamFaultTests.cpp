@@ -1,4 +1,5 @@
 #include <cerrno>
+#include <future>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -599,13 +600,13 @@ TEST(FTPWriteStreamFolder, ThePortForTheNextFileIsAskedForAlongWithIt) {
   EXPECT_EQ(server.count("EPSV"), 1U);
   expectStored(server, "/two/a", "content");
   EXPECT_EQ(server.count("EPSV"), 1U);
-  std::string behind;
+  std::promise<std::string> behind;
   server.on("MKD", [&](Session& session, const std::string&) {
-    behind = session.unread();
+    behind.set_value(session.unread());
     session.reply("257 Made.");
   });
-  EXPECT_TRUE(Upload(server, "/three/").stores());
-  EXPECT_EQ(behind, "EPSV\r\n");
+  ASSERT_TRUE(Upload(server, "/three/").stores());
+  EXPECT_EQ(behind.get_future().get(), "EPSV\r\n");
   expectStored(server, "/three/a", "content");
 }
 
