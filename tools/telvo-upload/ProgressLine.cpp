@@ -42,7 +42,7 @@ std::string ending(const std::string& text, std::size_t characters) {
 
 std::string bar(std::uint64_t percent) {
   const std::size_t filled = std::min<std::size_t>(percent, 100) * barLength / 100;
-  return "[" + std::string(filled, '#') + std::string(barLength - filled, '-') + "]";
+  return std::string("[").append(filled, '#').append(barLength - filled, '-').append("]");
 }
 
 }  // namespace
