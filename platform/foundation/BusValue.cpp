@@ -4,6 +4,8 @@
 #include <utility>
 #include <vector>
 
+#include <gio/gio.h>
+
 #include "foundation/NSArray.h"
 #include "foundation/NSData.h"
 #include "foundation/NSDate.h"

@@ -2,11 +2,10 @@
 
 #include <string>
 
-#include <gio/gio.h>
-
 #include "foundation/NSObject.h"
 
 class NSDictionary;
+using GVariant = struct _GVariant;
 
 // Property-list values as they travel over the bus:
 //   text s, boolean b, signed integer x, unsigned integer t, real d, date (d) in seconds since 1970, data ay,

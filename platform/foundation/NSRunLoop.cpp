@@ -4,6 +4,8 @@
 #include <exception>
 #include <utility>
 
+#include <glib.h>
+
 #include "foundation/EventSource.h"
 #include "foundation/NSDate.h"
 #include "foundation/NSString.h"

@@ -1,5 +1,7 @@
 #include "foundation/NotificationSignal.h"
 
+#include <gio/gio.h>
+
 #include "foundation/BusValue.h"
 #include "foundation/NSDictionary.h"
 #include "foundation/NSString.h"

@@ -1,8 +1,8 @@
 #pragma once
 
-#include <gio/gio.h>
-
 #include "foundation/NSNotification.h"
+
+using GVariant = struct _GVariant;
 
 // A notification as the bus signal that carries it, of type (ssa{sv}): name, object and details. For .cpp files of the
 // platform only.

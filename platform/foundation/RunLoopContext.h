@@ -6,9 +6,10 @@
 #include <mutex>
 #include <unordered_set>
 
-#include <glib.h>
-
 #include "foundation/NSRunLoop.h"
+
+using GMainContext = struct _GMainContext;
+using GSource = struct _GSource;
 
 // What an NSRunLoop is made of. For .cpp files of the platform only.
 struct NSRunLoop::Context {

@@ -9,6 +9,8 @@
 #include <thread>
 #include <utility>
 
+#include <gio/gio.h>
+
 #include "foundation/NSRunLoop.h"
 #include "foundation/RunLoopContext.h"
 
@@ -51,6 +53,9 @@ class TimeLimit {
   std::thread thread_;
 };
 
+// The connection; null when there is no bus.
+GDBusConnection* sessionBus();
+
 // GLib's own synchronous flush knows no limit, and a bus that is stopped would keep the process for ever.
 void flushBeforeExit() {
   if (!somethingWasEmitted) return;
@@ -88,6 +93,11 @@ GDBusConnection* connect() {
   return connection;
 }
 
+GDBusConnection* sessionBus() {
+  static GDBusConnection* const connection = connect();
+  return connection;
+}
+
 struct Subscriber {
   std::function<void(GVariant*)> callback;
 };
@@ -102,11 +112,6 @@ void signalArrived(GDBusConnection*, const gchar*, const gchar*, const gchar*, c
 const char* orNull(const std::optional<std::string>& text) { return text ? text->c_str() : nullptr; }
 
 }  // namespace
-
-GDBusConnection* sessionBus() {
-  static GDBusConnection* const connection = connect();
-  return connection;
-}
 
 void emitOnSessionBus(const char* path, const char* interface, const char* member, GVariant* parameters) {
   g_variant_ref_sink(parameters);

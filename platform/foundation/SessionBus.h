@@ -4,14 +4,12 @@
 #include <optional>
 #include <string>
 
-#include <gio/gio.h>
+using GVariant = struct _GVariant;
 
-// The connection to the user's session bus that the notification centres share. For .cpp files of the platform only.
+// The user's session bus, over one connection that the notification centres share. It is made when it is first needed
+// and lives until the process ends. There is no bus when none answers within five seconds; one that dies does not end
+// the process. For .cpp files of the platform only.
 namespace foundation {
-
-// The connection, made when it is first asked for; null when there is no session bus, or none that answers within
-// five seconds. Lives until the process ends; a bus that dies does not end the process. Any thread.
-GDBusConnection* sessionBus();
 
 // A signal sent to everybody, with the parameters taken over as GLib does. Nothing is sent without a bus. What was
 // sent leaves before the process exits, if the bus takes it within a second. Any thread.

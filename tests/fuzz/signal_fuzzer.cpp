@@ -1,5 +1,7 @@
 #include <memory>
 
+#include <gio/gio.h>
+
 #include "foundation/NSDictionary.h"
 #include "foundation/NSNotification.h"
 #include "foundation/NSString.h"
