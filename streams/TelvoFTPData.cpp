@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "categories/NSFileManager+Telvo.h"
+#include "foundation/Checkpoint.h"
 #include "foundation/Foundation.h"
 #include "foundation/NSNotificationCenter.h"
 #include "foundation/NSPropertyList.h"

@@ -1,7 +1,6 @@
 #pragma once
 
-#include <functional>
-
+#include "foundation/Checkpoint.h"
 #include "foundation/NSObject.h"
 
 class NSData;
@@ -41,9 +40,6 @@ class NSPropertyListSerialization : public NSObject {
 };
 
 namespace foundation {
-
-// Called again and again from inside long work, for whatever has to be done meanwhile; false gives the work up.
-using Checkpoint = std::function<bool()>;
 
 // The property list in a file, immutable, or nil; also nil when it was given up. A file that does not begin like one is
 // not read any further.

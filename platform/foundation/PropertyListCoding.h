@@ -6,9 +6,9 @@
 #include <utility>
 #include <vector>
 
+#include "foundation/Checkpoint.h"
 #include "foundation/NSDictionary.h"
 #include "foundation/NSObject.h"
-#include "foundation/NSPropertyList.h"
 
 // What the readers and writers of the property-list formats share.
 namespace foundation {
