@@ -96,6 +96,8 @@ class TelvoFTPData : public NSObject {
   NSUInteger _index = 0;
   bool _working = false;
   bool _debugMode = false;
+  // By stop(), since the start of the upload. Not the same as "not working", which a job also is before its start and
+  // after its end, when it can be asked for a plan all the same, and which others may set.
   bool _stopped = false;
   std::chrono::steady_clock::time_point _lastTurn;  // while the plan is being made
   bool _itemDue = false;                            // the report of an item's end asks for the next one
