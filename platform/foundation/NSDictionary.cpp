@@ -23,8 +23,10 @@ bool isPlain(const id& object) {
 
 // Spreads a pair of hashes over all bits, so that a sum of pairs tells which belong together.
 NSUInteger hashOfPair(NSUInteger key, NSUInteger value) {
-  NSUInteger hash = key * 31 + value;
-  hash = (hash ^ (hash >> 30U)) * 0xBF58476D1CE4E5B9U;
+  constexpr NSUInteger keyFactor = 31;  // key and value are not the same thing
+  constexpr NSUInteger mixer = 0xBF58476D1CE4E5B9U;
+  NSUInteger hash = key * keyFactor + value;
+  hash = (hash ^ (hash >> 30U)) * mixer;
   return hash ^ (hash >> 27U);
 }
 
