@@ -16,6 +16,7 @@
 #include "foundation/Foundation.h"
 #include "streams/TelvoFTPData.h"
 #include "tests/TemporaryDirectory.h"
+#include "tests/streams/ProgressObserver.h"
 
 namespace {
 
@@ -392,39 +393,6 @@ TEST(TelvoFTPDataCache, OnlyNamesThatXMLCannotHoldAreSentAgain) {
 }
 
 // ---- The run ----
-
-// Collects what a job posts, and does something about each record when told to.
-class ProgressObserver : public NSObject {
-  NS_OBJECT(ProgressObserver, NSObject)
-
- public:
-  static Ref<ProgressObserver> of(const Ref<TelvoFTPData>& job) {
-    const auto observer = make<ProgressObserver>();
-    NSNotificationCenter::defaultCenter()->addObserver_selector_name_object(observer, "progress:"_sel,
-                                                                            "TelvoFTPDataProgressNotification"_ns, job);
-    return observer;
-  }
-
-  void progress(const Ref<NSNotification>& notification) {
-    records.push_back(notification->userInfo());
-    if (then) then();
-  }
-
-  std::vector<std::string> all(const Ref<NSString>& key) const {
-    std::vector<std::string> result;
-    for (const auto& record : records) result.push_back(record ? utf8(record->objectForKey(key)) : "(no record)");
-    return result;
-  }
-
-  std::vector<Ref<NSDictionary>> records;
-  std::function<void()> then;
-};
-
-Class ProgressObserver::classObject() {
-  static const NSClass object("ProgressObserver", NSObject::classObject(),
-                              {method("progress:"_sel, &ProgressObserver::progress)});
-  return &object;
-}
 
 void run(const Ref<TelvoFTPData>& job, const Ref<NSString>& source, const Ref<NSString>& host,
          const Ref<NSString>& cachePath = nil) {

@@ -7,10 +7,12 @@
 #include "cfnetwork/CFNetworkErrors.h"
 #include "cfnetwork/FTPConnectionPool.h"
 #include "foundation/Foundation.h"
+#include "streams/TelvoFTPData.h"
 #include "streams/TelvoFTPStreamData.h"
 #include "tests/TemporaryDirectory.h"
 #include "tests/platform/cfnetwork/ScriptedFTPServer.h"
 #include "tests/streams/NotificationRecorder.h"
+#include "tests/streams/ProgressObserver.h"
 
 // What a connection reports, and how a job goes on, when the server misbehaves at one item.
 
@@ -117,39 +119,15 @@ TEST_P(TelvoUploadFault, IsReportedOnceAndThenTheEnd) {
 
 // A run.
 
-class RecordObserver : public NSObject {
-  NS_OBJECT(RecordObserver, NSObject)
-
- public:
-  void progress(const Ref<NSNotification>& notification) { records.push_back(notification->userInfo()); }
-
-  std::vector<std::string> all(const Ref<NSString>& key) const {
-    std::vector<std::string> result;
-    for (const auto& record : records) result.push_back(record->objectForKey(key)->description()->UTF8String());
-    return result;
-  }
-
-  std::vector<Ref<NSDictionary>> records;
-};
-
-Class RecordObserver::classObject() {
-  static const NSClass object("RecordObserver", NSObject::classObject(),
-                              {method("progress:"_sel, &RecordObserver::progress)});
-  return &object;
-}
-
 using Texts = std::vector<std::string>;
 
 TEST_P(TelvoUploadFault, AtTheSecondOfThreeItemsDoesNotStopTheRun) {
   const Fault& fault = GetParam();
   server.on(fault.verb, fault.action);
   const auto job = TelvoFTPData::ftpData();
-  const auto observer = make<RecordObserver>();
-  NSNotificationCenter::defaultCenter()->addObserver_selector_name_object(observer, "progress:"_sel,
-                                                                          "TelvoFTPDataProgressNotification"_ns, job);
+  const auto observer = ProgressObserver::of(job);
   job->uploadPath_toHost_directory_username_password_cachedInfoPath_debugMode(
       folder.text("Site"), hostOf(server), "/"_ns, "telvo"_ns, "secret"_ns, nil, false);
-  NSNotificationCenter::defaultCenter()->removeObserver(observer);
 
   // No record tells whether its item was stored.
   EXPECT_EQ(observer->all("Nth"_ns), (Texts{"1", "2", "3"}));
