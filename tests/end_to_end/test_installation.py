@@ -21,17 +21,22 @@ def installed():
         yield pathlib.Path(folder)
 
 
-def environment(bus, folder, **more):
-    return {"PATH": "/usr/bin:/bin", "HOME": str(folder), "XDG_CONFIG_HOME": str(folder / "config"),
-            "DBUS_SESSION_BUS_ADDRESS": bus.address} | more
+def run_tool(installation, bus, home, *arguments, **variables):
+    environment = {"PATH": "/usr/bin:/bin", "HOME": str(home), "XDG_CONFIG_HOME": str(home / "config"),
+                   "DBUS_SESSION_BUS_ADDRESS": bus.address}
+    return subprocess.run([installation / "bin" / "telvo-upload", *arguments], env=environment | variables, timeout=120,
+                          text=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+
+
+def check_upload(installation, bus, server, source, home):
+    run = run_tool(installation, bus, home, "--user", server.username, source.path, server.address,
+                   TELVO_PASSWORD=server.password)
+    assert (run.returncode, run.stderr) == (0, "")
+    assert source.differences(server.root) == []
 
 
 def test_the_tool_finds_the_helper_and_uploads(installed, bus, any_server, sample_tree, tmp_path):
-    command = [installed / "bin" / "telvo-upload", "--user", any_server.username, sample_tree.path, any_server.address]
-    run = subprocess.run(command, env=environment(bus, tmp_path, TELVO_PASSWORD=any_server.password), timeout=120,
-                         text=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-    assert (run.returncode, run.stderr) == (0, "")
-    assert sample_tree.differences(any_server.root) == []
+    check_upload(installed, bus, any_server, sample_tree, tmp_path)
 
 
 def test_a_moved_installation_works_as_well(installed, bus, any_server, sample_tree, tmp_path):
@@ -41,21 +46,15 @@ def test_a_moved_installation_works_as_well(installed, bus, any_server, sample_t
     hidden = installed.with_name(installed.name + "-hidden")
     installed.rename(hidden)
     try:
-        run = subprocess.run([moved / "bin" / "telvo-upload", "--user", any_server.username, sample_tree.path,
-                              any_server.address], timeout=120, text=True, stdout=subprocess.PIPE,
-                             stderr=subprocess.PIPE,
-                             env=environment(bus, tmp_path, TELVO_PASSWORD=any_server.password))
+        check_upload(moved, bus, any_server, sample_tree, tmp_path)
     finally:
         hidden.rename(installed)
-    assert (run.returncode, run.stderr) == (0, "")
-    assert sample_tree.differences(any_server.root) == []
 
 
 def test_a_helper_that_is_missing_is_told(installed, bus, any_server, sample_tree, tmp_path):
-    moved = tmp_path / "incomplete"
-    shutil.copytree(installed / "bin", moved / "bin")
-    run = subprocess.run([moved / "bin" / "telvo-upload", sample_tree.path, any_server.address], timeout=120,
-                         text=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE, env=environment(bus, tmp_path))
+    incomplete = tmp_path / "incomplete"
+    shutil.copytree(installed / "bin", incomplete / "bin")
+    run = run_tool(incomplete, bus, tmp_path, sample_tree.path, any_server.address)
     assert run.returncode == 1
     assert "TelvoFTPHelper is not installed" in run.stderr
 
