@@ -62,6 +62,10 @@ def memory(pid, field):
         return next(int(line.split()[1]) * 1024 for line in file if line.startswith(f"{field}:"))
 
 
+def open_descriptors(pid):
+    return len(os.listdir(f"/proc/{pid}/fd"))
+
+
 class ReservedPort:
     """A TCP port that is free now and stays reserved among all running tests until released.
 

@@ -1,7 +1,6 @@
 """Large numbers of items: nothing may grow with them but the plan."""
 
-import os
-
+import processes
 import servers
 import tree
 from control_tap import ControlTap
@@ -11,30 +10,18 @@ from scripted_server import ScriptedServer
 SMALL_STACK = ["prlimit", "--stack=1048576:1048576"]
 
 
-def make_files(folder, folders, files_each):
-    for outer in range(folders):
-        inner = folder / f"{outer:04}"
-        inner.mkdir(parents=True)
-        for number in range(files_each):
-            (inner / f"{number:04}.txt").touch()
-
-
-def open_descriptors(pid):
-    return len(os.listdir(f"/proc/{pid}/fd"))
-
-
 def test_ten_thousand_files_on_a_small_stack_with_few_descriptors(owner, tmp_path):
     source = tree.Tree(tmp_path / "Site")
-    make_files(source.path, 20, 500)
+    tree.make_empty_files(source.path, 20, 500)
     with servers.Vsftpd() as server, ControlTap(server) as tap:
         helper = owner.launch(
             source.path, prefix=SMALL_STACK, debug=None, host=tap.address, username=server.username,
             password=server.password,
         )
         owner.wait_for_records(100, timeout=120)
-        early = open_descriptors(helper.pid)
+        early = processes.open_descriptors(helper.pid)
         owner.wait_for_records(9900, timeout=600)
-        late = open_descriptors(helper.pid)
+        late = processes.open_descriptors(helper.pid)
         notifications = owner.wait_for_last_record(timeout=600)
         # One more or less for a data connection that is just being opened or closed.
         assert abs(late - early) <= 3
@@ -47,7 +34,7 @@ def test_ten_thousand_files_on_a_small_stack_with_few_descriptors(owner, tmp_pat
 
 def test_200_000_unchanged_files_are_nothing_to_send(owner, tmp_path):
     source = tmp_path / "Site"
-    make_files(source, 200, 1000)
+    tree.make_empty_files(source, 200, 1000)
     cache = tmp_path / "cache.plist"
     with ScriptedServer() as server:
         # The first run only has to write the cache, which it has done when the first record comes.

@@ -5,7 +5,7 @@ import os
 
 import processes
 import servers
-from test_many_items import make_files, open_descriptors
+import tree
 
 TOTAL = 1 + 200 + 100_000
 
@@ -18,14 +18,14 @@ class QuietVsftpd(servers.Vsftpd):
 
 def test_100_000_files_are_sent_with_flat_memory_and_descriptors(owner, tmp_path):
     source = tmp_path / "Site"
-    make_files(source, 200, 500)
+    tree.make_empty_files(source, 200, 500)
     with QuietVsftpd() as server:
         helper = owner.launch(source, server, debug=None)
         measured = {}
         # From a quarter on, when everything that grows to its final size has been used.
         for count in (25_000, 50_000, 75_000, 99_000):
             owner.wait_until(lambda: len(owner.heard) >= count, timeout=900, what=f"record {count}")
-            measured[count] = processes.memory(helper.pid, "VmRSS"), open_descriptors(helper.pid)
+            measured[count] = processes.memory(helper.pid, "VmRSS"), processes.open_descriptors(helper.pid)
         owner.wait_until(lambda: len(owner.heard) == TOTAL, timeout=120, what="the last record")
         assert [heard.record["Nth"] for heard in owner.heard] == list(range(1, TOTAL + 1))
         assert sum(len(files) for _, _, files in os.walk(server.root)) == 100_000

@@ -144,11 +144,7 @@ def between_items(owner, folder):
 @pytest.fixture(scope="module")
 def large_tree(tmp_path_factory):
     root = tmp_path_factory.mktemp("large") / "Site"
-    for folder in range(200):
-        path = root / f"{folder:04}"
-        path.mkdir(parents=True)
-        for number in range(1000):
-            (path / f"{number:04}").touch()
+    tree.make_empty_files(root, 200, 1000)
     return root
 
 

@@ -95,3 +95,12 @@ def sample(path):
     tree.file("exact.bin", os.urandom(512_000))
     tree.file("a/b/c/d/e/f/g/h/leaf", b"leaf")
     return tree
+
+
+def make_empty_files(folder, folders, files_each):
+    """Makes folders in the folder, each with so many files."""
+    for outer in range(folders):
+        inner = folder / f"{outer:04}"
+        inner.mkdir(parents=True)
+        for number in range(files_each):
+            (inner / f"{number:04}.txt").touch()
