@@ -9,6 +9,7 @@ import bus as buses
 import owner as owners
 import servers
 import tree
+from scripted_server import ScriptedServer
 
 
 @pytest.fixture
@@ -34,8 +35,33 @@ def any_server():
 
 
 @pytest.fixture
+def scripted():
+    """A server that behaves well until a test tells it otherwise."""
+    with ScriptedServer() as server:
+        yield server
+
+
+@pytest.fixture
 def sample_tree(tmp_path):
     return tree.sample(tmp_path / "Site")
+
+
+@pytest.fixture
+def small_tree(tmp_path):
+    """A folder with two files."""
+    source = tree.Tree(tmp_path / "Site")
+    source.file("a.txt", b"a")
+    source.file("b.txt", b"b")
+    return source
+
+
+@pytest.fixture
+def five_items(tmp_path):
+    """A folder with four files."""
+    source = tree.Tree(tmp_path / "Five")
+    for name in "abcd":
+        source.file(f"{name}.txt", name.encode())
+    return source
 
 
 @pytest.fixture(scope="session")

@@ -103,9 +103,9 @@ class Application:
             entries["UserInfo"] = GLib.Variant("a{sv}", user_info)
         self.emit(GLib.Variant("(ssa{sv})", (name, posted_object or "", entries)))
 
-    def emit(self, parameters):
-        """Sends a Posted signal with any parameters, right or wrong."""
-        self._connection.emit_signal(None, OBJECT_PATH, INTERFACE, "Posted", parameters)
+    def emit(self, parameters, path=OBJECT_PATH, interface=INTERFACE, member="Posted"):
+        """Sends a signal with any parameters, right or wrong."""
+        self._connection.emit_signal(None, path, interface, member, parameters)
         # The answer shows that the bus has handled what was sent before it.
         self._call("GetId", None)
 
@@ -164,6 +164,20 @@ class Owner(Application):
                         len(self._helpers))
         self._helpers.append(helper)
         return helper
+
+    def upload(self, source, server=None, timeout=120, **options):
+        """A whole run of a helper, which ends in good order and has a record for each item; the progress notifications
+        of it."""
+        self.heard.clear()
+        helper = self.launch(source, server, **options)
+        notifications = self.wait_for_last_record(timeout)
+        helper.wait_for_line("finished; terminating the helper")
+        helper.terminate()
+        assert helper.wait() == 0
+        records = [notification.record for notification in notifications]
+        if records != [None]:
+            assert [record["Nth"] for record in records] == list(range(1, records[0]["Total"] + 1))
+        return notifications
 
     def _environment(self, extra):
         # The home folder is the test's own and no proxy of the person who runs it applies.

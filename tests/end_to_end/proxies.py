@@ -22,8 +22,7 @@ class Proxy:
     # Characters that a URL escapes, where the proxy's own configuration can hold them.
     login = ("proxyuser", "p@ss:w/rd%?#")
 
-    def __init__(self, login=None, host="127.0.0.1", outgoing="127.0.0.77", names=None, side=None,
-                 port=None):
+    def __init__(self, login=None, host="127.0.0.1", outgoing="127.0.0.77", names=None, side=None, port=None):
         """`names` are hosts and their addresses that nobody but the proxy knows; giving it some needs root. `side` is
         the network namespace to run in."""
         self.username, self.password = login or (None, None)
@@ -67,7 +66,9 @@ class Proxy:
     def __enter__(self):
         try:
             with open(self.folder / "output", "wb") as output:
-                self._process = processes.start([*(self._side.prefix if self._side else ()), *self._with_names()], stdout=output, stderr=output, cwd=self.folder)
+                prefix = self._side.prefix if self._side else ()
+                self._process = processes.start([*prefix, *self._with_names()], stdout=output, stderr=output,
+                                                cwd=self.folder)
             processes.wait_until(self._is_ready, 20, f"{self.name} to answer")
             return self
         except BaseException:

@@ -457,6 +457,23 @@ def silence(session, _argument):
     session.wait()
 
 
+class Pause:
+    """An action that holds the server up until released."""
+
+    def __init__(self, action):
+        self._action = action
+        self._released = threading.Event()
+        self.reached = threading.Event()
+
+    def __call__(self, session, argument):
+        self.reached.set()
+        self._released.wait(120)
+        self._action(session, argument)
+
+    def release(self):
+        self._released.set()
+
+
 def drop(session, _argument):
     session.close()
 

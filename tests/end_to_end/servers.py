@@ -41,8 +41,7 @@ class Server:
     needs_root = True
     allows_anonymous = False
 
-    def __init__(self, root=None, username="telvo", password="secret", host="127.0.0.1", side=None,
-                 port=None):
+    def __init__(self, root=None, username="telvo", password="secret", host="127.0.0.1", side=None, port=None):
         """`side` is the network namespace to run in, with its own ports; none for the test's own network."""
         if self.needs_root and os.geteuid() != 0:
             raise RuntimeError(f"{self.name} has to be started as root")

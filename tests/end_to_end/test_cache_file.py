@@ -9,8 +9,6 @@ import xml.parsers.expat
 import pytest
 
 import processes
-import tree
-from scripted_server import ScriptedServer
 
 HEAD = b'<?xml version="1.0" encoding="UTF-8"?>\n<plist version="1.0">'
 TAIL = b"</plist>\n"
@@ -18,32 +16,13 @@ GIGABYTE = 1 << 30
 
 
 @pytest.fixture
-def source(tmp_path):
-    result = tree.Tree(tmp_path / "Site")
-    result.file("a.txt", b"a")
-    result.file("b.txt", b"b")
-    return result
-
-
-@pytest.fixture
 def cache(tmp_path):
     return tmp_path / "cache.plist"
 
 
-@pytest.fixture
-def server():
-    with ScriptedServer() as running:
-        yield running
-
-
-def run(owner, source, server, cache, prefix=processes.BOUND_BY_PERMISSIONS, patience=60):
-    """A whole run; the number of items that it sent."""
-    owner.heard.clear()
-    helper = owner.launch(source.path, server, prefix=prefix, cachedInfoPath=cache)
-    last = owner.wait_for_last_record(timeout=patience)[-1].record
-    helper.wait_for_line("finished; terminating the helper")
-    helper.terminate()
-    assert helper.wait() == 0
+def run(owner, source, server, cache, prefix=processes.BOUND_BY_PERMISSIONS, **options):
+    """A whole run, to which permissions apply; the number of items that it sent."""
+    last = owner.upload(source.path, server, prefix=prefix, cachedInfoPath=cache, **options)[-1].record
     return last["Total"] if last else 0
 
 
@@ -56,40 +35,40 @@ def records(cache):
 
 
 @pytest.mark.parametrize("path", ["missing/cache.plist", ".", "Site/a.txt/cache.plist", "n" * 300, "loop", "pipe"])
-def test_a_path_that_cannot_be_written_means_no_cache(owner, source, server, tmp_path, path):
+def test_a_path_that_cannot_be_written_means_no_cache(owner, small_tree, scripted, tmp_path, path):
     os.symlink("loop", tmp_path / "loop")
     os.mkfifo(tmp_path / "pipe")
     before = sorted(tmp_path.rglob("*"))
     for _ in range(2):
-        assert run(owner, source, server, tmp_path / path) == 3
-    assert server.files == {"/Site/a.txt": b"a", "/Site/b.txt": b"b"}
+        assert run(owner, small_tree, scripted, tmp_path / path) == 3
+    assert scripted.files == {"/Site/a.txt": b"a", "/Site/b.txt": b"b"}
     after = [item for item in tmp_path.rglob("*") if not item.name.startswith("helper-")]
     assert sorted(after) == before
 
 
 @pytest.mark.parametrize("path", ["/dev/full", "/dev/null", "/dev/zero", "/proc/self/mem", "/proc/version"])
-def test_a_device_or_a_file_of_the_system_means_no_cache(owner, source, server, path):
+def test_a_device_or_a_file_of_the_system_means_no_cache(owner, small_tree, scripted, path):
     for _ in range(2):
-        assert run(owner, source, server, path) == 3
+        assert run(owner, small_tree, scripted, path) == 3
 
 
-def test_a_cache_that_may_not_be_read_or_written_is_none(owner, source, server, cache):
-    assert run(owner, source, server, cache) == 3
+def test_a_cache_that_may_not_be_read_or_written_is_none(owner, small_tree, scripted, cache):
+    assert run(owner, small_tree, scripted, cache) == 3
     written = cache.read_bytes()
     cache.chmod(0)
-    assert run(owner, source, server, cache) == 3
+    assert run(owner, small_tree, scripted, cache) == 3
     cache.chmod(0o600)
     assert cache.read_bytes() == written
 
 
-def test_a_cache_that_may_only_be_read_keeps_its_old_contents(owner, source, server, cache):
-    assert run(owner, source, server, cache) == 3
+def test_a_cache_that_may_only_be_read_keeps_its_old_contents(owner, small_tree, scripted, cache):
+    assert run(owner, small_tree, scripted, cache) == 3
     written = cache.read_bytes()
     cache.chmod(0o400)
-    source.file("c.txt", b"c")
+    small_tree.file("c.txt", b"c")
     # So that what was not in it is sent by every run.
-    assert run(owner, source, server, cache) == 1
-    assert run(owner, source, server, cache) == 1
+    assert run(owner, small_tree, scripted, cache) == 1
+    assert run(owner, small_tree, scripted, cache) == 1
     assert cache.read_bytes() == written
 
 
@@ -108,23 +87,23 @@ def disk(tmp_path):
     return folder
 
 
-def test_a_read_only_disk_keeps_the_old_contents(owner, source, server, disk):
+def test_a_read_only_disk_keeps_the_old_contents(owner, small_tree, scripted, disk):
     cache = disk / "cache.plist"
-    assert run(owner, source, server, cache) == 3
+    assert run(owner, small_tree, scripted, cache) == 3
     written = cache.read_bytes()
     read_only = with_disk(disk, "mount --bind . . && mount -o remount,bind,ro .")
-    source.file("c.txt", b"c")
-    assert run(owner, source, server, cache, prefix=read_only) == 1
+    small_tree.file("c.txt", b"c")
+    assert run(owner, small_tree, scripted, cache, prefix=read_only) == 1
     assert cache.read_bytes() == written
 
 
-def test_on_a_full_disk_everything_is_sent_and_the_next_run_sends_it_again(owner, source, server, disk, tmp_path):
+def test_on_a_full_disk_everything_is_sent_and_the_next_run_sends_it_again(owner, small_tree, scripted, disk, tmp_path):
     for number in range(200):
-        source.file(f"{number}.txt", b"content")
+        small_tree.file(f"{number}.txt", b"content")
     full = with_disk(disk, "mount -t tmpfs -o size=16k tmpfs .")
-    helper = owner.launch(source.path, server, prefix=full, cachedInfoPath=disk / "cache.plist")
+    helper = owner.launch(small_tree.path, scripted, prefix=full, cachedInfoPath=disk / "cache.plist")
     assert owner.wait_for_last_record()[-1].record["Total"] == 203
-    assert len(server.files) == 202
+    assert len(scripted.files) == 202
     with open(f"/proc/{helper.pid}/root{disk}/cache.plist", "rb") as file:
         left = file.read()
     assert 0 < len(left) <= 16384
@@ -133,7 +112,7 @@ def test_on_a_full_disk_everything_is_sent_and_the_next_run_sends_it_again(owner
 
     cache = tmp_path / "left.plist"
     cache.write_bytes(left)
-    assert run(owner, source, server, cache) == 203
+    assert run(owner, small_tree, scripted, cache) == 203
     assert len(records(cache)) == 203
 
 
@@ -174,35 +153,35 @@ FOREIGN = {
 
 
 @pytest.mark.parametrize("content", FOREIGN.values(), ids=FOREIGN)
-def test_what_is_no_cache_filters_nothing_and_is_replaced(owner, source, server, cache, content):
+def test_what_is_no_cache_filters_nothing_and_is_replaced(owner, small_tree, scripted, cache, content):
     cache.write_bytes(content)
-    assert run(owner, source, server, cache) == 3
+    assert run(owner, small_tree, scripted, cache) == 3
     assert [record["RemoteDirectory"] for record in records(cache)] == ["/", "/Site", "/Site"]
-    assert run(owner, source, server, cache) == 0
-    assert server.files == {"/Site/a.txt": b"a", "/Site/b.txt": b"b"}
+    assert run(owner, small_tree, scripted, cache) == 0
+    assert scripted.files == {"/Site/a.txt": b"a", "/Site/b.txt": b"b"}
 
 
-def test_a_binary_cache_counts_as_well(owner, source, server, cache):
-    assert run(owner, source, server, cache) == 3
+def test_a_binary_cache_counts_as_well(owner, small_tree, scripted, cache):
+    assert run(owner, small_tree, scripted, cache) == 3
     cache.write_bytes(binary(records(cache)))
-    assert run(owner, source, server, cache) == 0
+    assert run(owner, small_tree, scripted, cache) == 0
     assert cache.read_bytes().startswith(b"<?xml")
 
 
-def test_a_cache_that_ends_anywhere_is_none_or_the_whole(owner, source, server, cache):
-    assert run(owner, source, server, cache) == 3
+def test_a_cache_that_ends_anywhere_is_none_or_the_whole(owner, small_tree, scripted, cache):
+    assert run(owner, small_tree, scripted, cache) == 3
     written = cache.read_bytes()
     for size in sorted({*range(0, len(written), len(written) // 12), len(written) - 9, len(written) - 2}):
         cache.write_bytes(written[:size])
-        assert run(owner, source, server, cache) == 3, size
+        assert run(owner, small_tree, scripted, cache) == 3, size
         assert cache.read_bytes() == written
     # Only the line feed at the end may be missing.
     cache.write_bytes(written[:-1])
-    assert run(owner, source, server, cache) == 0
+    assert run(owner, small_tree, scripted, cache) == 0
 
 
-def test_bytes_that_have_gone_bad_never_stop_a_run(owner, source, server, cache):
-    assert run(owner, source, server, cache) == 3
+def test_bytes_that_have_gone_bad_never_stop_a_run(owner, small_tree, scripted, cache):
+    assert run(owner, small_tree, scripted, cache) == 3
     written = cache.read_bytes()
     dice = random.Random(4)
     for _ in range(15):
@@ -211,7 +190,7 @@ def test_bytes_that_have_gone_bad_never_stop_a_run(owner, source, server, cache)
             damaged[dice.randrange(len(damaged))] = dice.randrange(256)
         cache.write_bytes(damaged)
         # What reads differently now is sent again, and nothing else can happen.
-        assert 0 <= run(owner, source, server, cache) <= 3
+        assert 0 <= run(owner, small_tree, scripted, cache) <= 3
         assert cache.read_bytes() == written
 
 
@@ -229,35 +208,35 @@ def write_with_hole(path, before, after):
 
 @pytest.mark.parametrize("before", [b"", HEAD, HEAD + b"<array><string>", HEAD + b"<array><data>", b"bplist00"],
                          ids=["nothing", "no element", "text", "data", "binary"])
-def test_a_gigabyte_of_nothing_is_no_cache(owner, source, server, cache, before):
+def test_a_gigabyte_of_nothing_is_no_cache(owner, small_tree, scripted, cache, before):
     write_with_hole(cache, before, b"")
-    assert run(owner, source, server, cache, patience=300) == 3
+    assert run(owner, small_tree, scripted, cache, timeout=300) == 3
     assert len(records(cache)) == 3
 
 
-def test_a_gigabyte_around_a_cache_is_that_cache(owner, source, server, cache):
-    assert run(owner, source, server, cache) == 3
+def test_a_gigabyte_around_a_cache_is_that_cache(owner, small_tree, scripted, cache):
+    assert run(owner, small_tree, scripted, cache) == 3
     written = cache.read_bytes()
     start = written.index(b"<array>")
     write_with_hole(cache, written[:start] + b"<!--", b"-->" + written[start:])
-    source.file("c.txt", b"c")
-    assert run(owner, source, server, cache, patience=300) == 1
+    small_tree.file("c.txt", b"c")
+    assert run(owner, small_tree, scripted, cache, timeout=300) == 1
     assert len(records(cache)) == 4
 
 
 # A helper that is killed.
 
 
-def test_a_kill_at_any_moment_leaves_a_cache_with_which_the_next_run_is_complete(owner, source, server, cache):
+def test_a_kill_at_any_moment_leaves_a_cache_with_which_the_next_run_is_complete(owner, small_tree, scripted, cache):
     """Written in place, the file may be cut when the helper is killed in the middle of that, and is then no cache: the
     next run sends everything. It is never a mixture, nor taken for more than it is."""
     for number in range(1500):
-        source.file(f"folder/{number:04}.txt")
+        small_tree.file(f"folder/{number:04}.txt")
     total = 1504
-    assert run(owner, source, server, cache) == total
+    assert run(owner, small_tree, scripted, cache) == total
     old = cache.read_bytes()
-    source.file("new.txt", b"new")
-    assert run(owner, source, server, cache) == 1
+    small_tree.file("new.txt", b"new")
+    assert run(owner, small_tree, scripted, cache) == 1
     new = cache.read_bytes()
 
     dice = random.Random(5)
@@ -266,12 +245,12 @@ def test_a_kill_at_any_moment_leaves_a_cache_with_which_the_next_run_is_complete
     for round_number in range(40):
         cache.write_bytes(old)
         begun = time.monotonic()
-        helper = owner.launch(source.path, server, notificationIdentifier=f"killed {round_number}",
+        helper = owner.launch(small_tree.path, scripted, notificationIdentifier=f"killed {round_number}",
                               cachedInfoPath=cache)
         # How far it has come is seen in what it has read and written, whatever the machine's speed.
         moment = dice.choice(["at once", "planning", "any", "any", "sending"])
         if moment == "planning":
-            helper.wait_for_line(f"starting upload of {source.path}")
+            helper.wait_for_line(f"starting upload of {small_tree.path}")
         elif moment == "sending":
             owner.wait_for_records(1, token=f"killed {round_number}")
         elif moment == "any":
@@ -281,7 +260,7 @@ def test_a_kill_at_any_moment_leaves_a_cache_with_which_the_next_run_is_complete
         state = "old" if content == old else "new" if content == new else "cut"
         assert state != "cut" or new.startswith(content), (moment, time.monotonic() - begun)
         seen.add(state)
-        assert run(owner, source, server, cache) == sent[state], state
+        assert run(owner, small_tree, scripted, cache) == sent[state], state
         assert cache.read_bytes() == new
     assert {"old", "new"} <= seen
-    assert len(server.files) == 1503
+    assert len(scripted.files) == 1503

@@ -31,14 +31,6 @@ FAULTS = {
 }
 
 
-def upload(owner, source, server, **parameters):
-    helper = owner.launch(source, server, **parameters)
-    notifications = owner.wait_for_last_record()
-    helper.terminate()
-    assert helper.wait() == 0
-    return [notification.record for notification in notifications]
-
-
 @pytest.fixture
 def site(tmp_path):
     source = tree.Tree(tmp_path / "Site")
@@ -47,7 +39,8 @@ def site(tmp_path):
     return source.path
 
 
-def expect_three_records(records, site):
+def expect_three_records(notifications, site):
+    records = [notification.record for notification in notifications]
     assert [record["Nth"] for record in records] == [1, 2, 3]
     assert [record["Total"] for record in records] == [3, 3, 3]
     assert [record["Percent"] for record in records] == [33, 66, 100]
@@ -62,10 +55,10 @@ def test_a_fault_at_the_second_of_three_items_stops_nothing(owner, site, name):
     verb, action = FAULTS[name]
     with ScriptedServer() as server:
         server.on(verb, action)
-        records = upload(owner, site, server)
-        expect_three_records(records, site)
+        notifications = owner.upload(site, server)
+        expect_three_records(notifications, site)
         assert server.folders == {"/", "/Site"}
-        last = records[2]["LocalPath"].removeprefix(str(site.parent))
+        last = notifications[2].record["LocalPath"].removeprefix(str(site.parent))
         assert server.files[last] == CONTENT
         assert all(content == CONTENT for content in server.files.values())
 
@@ -75,7 +68,7 @@ def test_a_fault_at_the_second_of_three_items_stops_nothing(owner, site, name):
 def test_a_refused_folder_does_not_keep_its_files_back(owner, site, action):
     with ScriptedServer() as server:
         server.on("MKD", action)
-        expect_three_records(upload(owner, site, server), site)
+        expect_three_records(owner.upload(site, server), site)
         assert server.files == {"/Site/a": CONTENT, "/Site/b": CONTENT}
 
 
@@ -84,7 +77,7 @@ def test_a_refused_folder_does_not_keep_its_files_back(owner, site, action):
 def test_a_refused_connection_costs_one_item(owner, site, greeting):
     with ScriptedServer() as server:
         server.on("GREETING", greeting)
-        expect_three_records(upload(owner, site, server), site)
+        expect_three_records(owner.upload(site, server), site)
         assert server.folders == {"/"}
         assert server.files == {"/Site/a": CONTENT, "/Site/b": CONTENT}
 
@@ -92,7 +85,7 @@ def test_a_refused_connection_costs_one_item(owner, site, greeting):
 def test_a_server_that_refuses_everybody_is_asked_once_for_each_item(owner, site):
     with ScriptedServer() as server:
         server.always("PASS", reply(b"530 Wrong."))
-        expect_three_records(upload(owner, site, server), site)
+        expect_three_records(owner.upload(site, server), site)
         assert server.verbs().count("PASS") == 3
         assert server.files == {}
 
@@ -109,8 +102,7 @@ def test_a_server_that_ends_every_connection_after_one_item_gets_all_of_them(own
 
     with ScriptedServer() as server:
         server.always("STOR", last_one)
-        records = upload(owner, source.path, server)
-        assert len(records) == 11
+        assert len(owner.upload(source.path, server)) == 11
         assert server.files == {f"/Many/{number}": b"content" for number in range(10)}
 
 
@@ -133,8 +125,7 @@ def test_a_server_that_loses_early_data_loses_none(owner, tmp_path):
     with ScriptedServer() as server:
         server.always("EPSV", impatient)
         server.always("STOR", store_unless_lost)
-        records = upload(owner, source.path, server)
-        assert len(records) == 11
+        assert len(owner.upload(source.path, server)) == 11
         assert server.files == {f"/Many/{number}": b"content %d" % number for number in range(10)}
 
 

@@ -1,15 +1,12 @@
 """Every program of the session may post to the helper. Whatever it sends, the helper goes on with its work."""
 
-import threading
-
 import pytest
 from gi.repository import Gio, GLib
 
 import owner as owners
 import processes
 import scripted_server as scripts
-import tree
-from scripted_server import ScriptedServer
+from scripted_server import Pause
 
 MEGABYTE = 1 << 20
 
@@ -38,8 +35,8 @@ def data(size, type_text="ay"):
     return GLib.Variant.new_from_bytes(GLib.VariantType(type_text), GLib.Bytes(bytes(size)), True)
 
 
-# What is no stop request for this helper: it has another form, or is too large to be one. Large ones are made when it is
-# their turn.
+# What is no stop request for this helper: it has another form, or is too large to be one. Large ones are made when it
+# is their turn.
 NO_REQUEST = {
     "nothing": None,
     "an empty body": GLib.Variant("()", ()),
@@ -85,49 +82,20 @@ ODD_REQUESTS = {
 }
 
 
-class Held:
-    """A server that answers the first file only when told to, so that the run waits for the test."""
-
-    def __init__(self, server):
-        self._go_on = threading.Event()
-        self.reached = threading.Event()
-        server.on("STOR", self)
-
-    def __call__(self, session, argument):
-        self.reached.set()
-        self._go_on.wait(120)
-        scripts.usual("STOR")(session, argument)
-
-    def release(self):
-        self._go_on.set()
-
-
-@pytest.fixture
-def scripted():
-    with ScriptedServer() as server:
-        yield server
-
-
-@pytest.fixture
-def source(tmp_path):
-    result = tree.Tree(tmp_path / "Site")
-    for name in "abcd":
-        result.file(f"{name}.txt", name.encode())
-    return result
-
-
 @pytest.fixture
 def held(scripted):
-    holding = Held(scripted)
-    yield holding
-    holding.release()
+    """The server answers the first file only when this is released, so that the run waits for the test."""
+    pause = Pause(scripts.usual("STOR"))
+    scripted.on("STOR", pause)
+    yield pause
+    pause.release()
 
 
 @pytest.fixture
-def helper(owner, scripted, source, held):
+def helper(owner, scripted, five_items, held):
     """A helper in the middle of its second item."""
     # Under the address sanitizer, memory that was given back would be held for a while.
-    running = owner.launch(source.path, scripted, environment={"ASAN_OPTIONS": "quarantine_size_mb=1"})
+    running = owner.launch(five_items.path, scripted, environment={"ASAN_OPTIONS": "quarantine_size_mb=1"})
     owner.wait_until(held.reached.is_set, what="the second item")
     return running
 
@@ -197,7 +165,7 @@ def test_a_flood_of_small_signals_is_survived(owner, bus, helper, held, scripted
     (owners.OBJECT_PATH, owners.INTERFACE, "NotPosted"),
 ])
 def test_a_signal_of_another_place_or_name_is_not_ours(owner, bus, helper, held, path, interface, member):
-    owner._connection.emit_signal(None, path, interface, member, stop({}))
+    owner.emit(stop({}), path, interface, member)
     wait_until_heard(bus, helper)
     held.release()
     assert len(owner.wait_for_last_record()) == 5

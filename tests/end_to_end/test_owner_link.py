@@ -1,74 +1,33 @@
 """The conversation between the helper and its owner, heard from outside."""
 
 import subprocess
-import threading
 
 import pytest
 
 import owner as owners
 import scripted_server as scripts
-import tree
-from scripted_server import ScriptedServer
+from scripted_server import Pause
 from system_log import SystemLog
-
-
-class Pause:
-    """An action that holds the server up until released."""
-
-    def __init__(self, action):
-        self._action = action
-        self._released = threading.Event()
-        self.reached = threading.Event()
-
-    def __call__(self, session, argument):
-        self.reached.set()
-        self._released.wait(60)
-        self._action(session, argument)
-
-    def release(self):
-        self._released.set()
-
-
-@pytest.fixture
-def scripted():
-    with ScriptedServer() as server:
-        yield server
-
-
-@pytest.fixture
-def three_items(tmp_path):
-    source = tree.Tree(tmp_path / "Site")
-    source.file("a.txt", b"a")
-    source.file("b.txt", b"b")
-    return source
-
-
-@pytest.fixture
-def five_items(tmp_path):
-    source = tree.Tree(tmp_path / "Five")
-    for name in "abcd":
-        source.file(f"{name}.txt", name.encode())
-    return source
 
 
 # Progress.
 
 
-def test_three_items_are_33_66_and_100_percent(owner, scripted, three_items):
-    owner.launch(three_items.path, scripted)
+def test_three_items_are_33_66_and_100_percent(owner, scripted, small_tree):
+    owner.launch(small_tree.path, scripted)
     notifications = owner.wait_for_last_record()
     records = [notification.record for notification in notifications]
     assert [record["Percent"] for record in records] == [33, 66, 100]
     assert [record["Nth"] for record in records] == [1, 2, 3]
     assert [record["Total"] for record in records] == [3, 3, 3]
     assert [record["IsMore"] for record in records] == [True, True, False]
-    assert records[0]["LocalPath"] == str(three_items.path)
+    assert records[0]["LocalPath"] == str(small_tree.path)
     assert [record["RemoteDirectory"] for record in records] == ["/", "/Site", "/Site"]
-    assert {record["LocalPath"] for record in records[1:]} == {f"{three_items.path}/{name}.txt" for name in "ab"}
+    assert {record["LocalPath"] for record in records[1:]} == {f"{small_tree.path}/{name}.txt" for name in "ab"}
 
 
-def test_progress_is_posted_in_the_public_wire_format(owner, scripted, three_items):
-    owner.launch(three_items.path, scripted)
+def test_progress_is_posted_in_the_public_wire_format(owner, scripted, small_tree):
+    owner.launch(small_tree.path, scripted)
     for notification in owner.wait_for_last_record():
         assert notification.name == owners.PROGRESS
         assert notification.object == "token-1"
@@ -78,13 +37,13 @@ def test_progress_is_posted_in_the_public_wire_format(owner, scripted, three_ite
         assert set(notification.details) <= {"UserInfo", "HasObject", "DeliverImmediately"}
 
 
-def test_other_programs_read_the_progress_too(owner, bus, scripted, three_items):
+def test_other_programs_read_the_progress_too(owner, bus, scripted, small_tree):
     monitor = subprocess.Popen(
         ["dbus-monitor", f"interface='{owners.INTERFACE}'"], env=bus.environment, stdout=subprocess.PIPE, text=True
     )
     try:
         monitor.stdout.readline()  # Its first line comes once it listens.
-        owner.launch(three_items.path, scripted)
+        owner.launch(small_tree.path, scripted)
         owner.wait_for_last_record()
     finally:
         monitor.terminate()
@@ -93,37 +52,37 @@ def test_other_programs_read_the_progress_too(owner, bus, scripted, three_items)
     assert "uint64 33" in output
 
 
-def test_records_come_one_by_one_as_the_items_end(owner, scripted, three_items):
+def test_records_come_one_by_one_as_the_items_end(owner, scripted, small_tree):
     pause = Pause(scripts.usual("STOR"))
     scripted.on("STOR", None, pause)
-    owner.launch(three_items.path, scripted)
+    owner.launch(small_tree.path, scripted)
     assert len(owner.wait_for_records(2)) == 2
-    pause.reached.wait(30)
+    assert pause.reached.wait(30)
     assert len(owner.progress()) == 2
     pause.release()
     assert len(owner.wait_for_last_record()) == 3
 
 
-def test_nothing_to_send_is_one_notification_without_contents(owner, scripted, three_items, tmp_path):
+def test_nothing_to_send_is_one_notification_without_contents(owner, scripted, small_tree, tmp_path):
     cache = tmp_path / "cache.plist"
-    owner.launch(three_items.path, scripted, cachedInfoPath=cache)
+    owner.launch(small_tree.path, scripted, cachedInfoPath=cache)
     owner.wait_for_last_record()
     owner.heard.clear()
     connections = scripted.connections
-    helper = owner.launch(three_items.path, scripted, cachedInfoPath=cache)
+    helper = owner.launch(small_tree.path, scripted, cachedInfoPath=cache)
     helper.wait_for_line("finished; terminating the helper")
     (only,) = owner.wait_for_records(1)
     assert only.record is None
     assert "UserInfo" not in only.details
     assert helper.log() == [
-        f"helper launched for {three_items.path}", f"starting upload of {three_items.path}", "progress: 0%",
+        f"helper launched for {small_tree.path}", f"starting upload of {small_tree.path}", "progress: 0%",
         "finished; terminating the helper",
     ]
     assert scripted.connections == connections
 
 
-def test_two_helpers_are_told_apart_by_their_tokens(owner, scripted, three_items, five_items):
-    owner.launch(three_items.path / "a.txt", scripted)
+def test_two_helpers_are_told_apart_by_their_tokens(owner, scripted, small_tree, five_items):
+    owner.launch(small_tree.path / "a.txt", scripted)
     owner.launch(five_items.path, scripted, notificationIdentifier="token-2")
     assert len(owner.wait_for_last_record()) == 1
     assert len(owner.wait_for_last_record(token="token-2")) == 5
@@ -191,8 +150,8 @@ def test_without_a_token_every_stop_counts_and_progress_has_no_object(owner, scr
     assert (last.record["Percent"], last.record["IsMore"]) == (40, False)
 
 
-def test_a_stop_after_the_last_record_changes_nothing(owner, scripted, three_items):
-    helper = owner.launch(three_items.path, scripted)
+def test_a_stop_after_the_last_record_changes_nothing(owner, scripted, small_tree):
+    helper = owner.launch(small_tree.path, scripted)
     owner.wait_for_last_record()
     helper.wait_for_line("finished; terminating the helper")
     owner.stop_upload()
@@ -205,18 +164,18 @@ def test_a_stop_after_the_last_record_changes_nothing(owner, scripted, three_ite
 # Quitting and ending.
 
 
-def test_releasing_the_name_is_a_quit(owner, scripted, three_items):
+def test_releasing_the_name_is_a_quit(owner, scripted, small_tree):
     scripted.on("STOR", scripts.silence)
-    helper = owner.launch(three_items.path, scripted)
+    helper = owner.launch(small_tree.path, scripted)
     owner.wait_until(lambda: "STOR" in scripted.verbs(), what="the second item")
     owner.release_name()
     assert helper.wait(timeout=20) == 0
 
 
-def test_other_applications_may_quit(owner, bus, scripted, three_items):
+def test_other_applications_may_quit(owner, bus, scripted, small_tree):
     pause = Pause(scripts.usual("STOR"))
     scripted.on("STOR", pause)
-    helper = owner.launch(three_items.path, scripted)
+    helper = owner.launch(small_tree.path, scripted)
     owner.wait_until(pause.reached.is_set, what="the second item")
     for name in ("com.example.Owner2", "com.example.owner", "com.example.Own"):
         with owners.Application(bus, name):
@@ -228,15 +187,15 @@ def test_other_applications_may_quit(owner, bus, scripted, three_items):
     assert helper.is_running()
 
 
-def test_an_empty_host_stalls_until_the_owner_quits(owner, three_items, tmp_path):
+def test_an_empty_host_stalls_until_the_owner_quits(owner, small_tree, tmp_path):
     cache = tmp_path / "cache.plist"
-    helper = owner.launch(three_items.path, host="", cachedInfoPath=cache)
+    helper = owner.launch(small_tree.path, host="", cachedInfoPath=cache)
     helper.wait_for_line("finished; terminating the helper")
     assert cache.read_bytes().count(b"<dict>") == 3
     owner.stop_upload()
     helper.wait_for_line("stop")
     assert helper.log() == [
-        f"helper launched for {three_items.path}", f"starting upload of {three_items.path}",
+        f"helper launched for {small_tree.path}", f"starting upload of {small_tree.path}",
         "finished; terminating the helper", "shouldStop received", "stop",
     ]
     assert helper.is_running()
@@ -246,25 +205,25 @@ def test_an_empty_host_stalls_until_the_owner_quits(owner, three_items, tmp_path
 
 
 @pytest.mark.parametrize("identifier", [None, ""])
-def test_without_a_bundle_identifier_nothing_happens(owner, scripted, three_items, tmp_path, identifier):
+def test_without_a_bundle_identifier_nothing_happens(owner, scripted, small_tree, tmp_path, identifier):
     cache = tmp_path / "cache.plist"
-    helper = owner.launch(three_items.path, scripted, bundleIdentifier=identifier, cachedInfoPath=cache)
+    helper = owner.launch(small_tree.path, scripted, bundleIdentifier=identifier, cachedInfoPath=cache)
     assert helper.wait() == 0
-    assert helper.log() == [f"helper launched for {three_items.path}", "receieved should terminate", "stop"]
+    assert helper.log() == [f"helper launched for {small_tree.path}", "receieved should terminate", "stop"]
     assert scripted.connections == 0
     assert not cache.exists()
     owner.wait_until(lambda: True)
     assert owner.heard == []
 
 
-def test_without_a_session_bus_the_upload_goes_on(owner, scripted, three_items):
+def test_without_a_session_bus_the_upload_goes_on(owner, scripted, small_tree):
     helper = owner.launch(
-        three_items.path, scripted,
+        small_tree.path, scripted,
         environment={"DBUS_SESSION_BUS_ADDRESS": "unix:path=/nonexistent/bus", "XDG_RUNTIME_DIR": "/nonexistent"},
     )
     helper.wait_for_line("finished; terminating the helper")
     assert helper.log() == [
-        f"helper launched for {three_items.path}", f"starting upload of {three_items.path}", "progress: 33%",
+        f"helper launched for {small_tree.path}", f"starting upload of {small_tree.path}", "progress: 33%",
         "progress: 66%", "progress: 100%", "finished; terminating the helper",
     ]
     assert scripted.files == {"/Site/a.txt": b"a", "/Site/b.txt": b"b"}
@@ -289,9 +248,9 @@ def test_without_debug_no_line_is_written_anywhere(owner, scripted, five_items):
             assert log.lines() == []
 
 
-def test_the_debug_log_goes_to_the_system_log_too(owner, scripted, three_items):
+def test_the_debug_log_goes_to_the_system_log_too(owner, scripted, small_tree):
     with SystemLog() as log:
-        helper = owner.launch(three_items.path, scripted, prefix=log.prefix)
+        helper = owner.launch(small_tree.path, scripted, prefix=log.prefix)
         helper.wait_for_line("finished; terminating the helper")
         lines = log.lines()
         assert len(lines) == len(helper.log()) == 6
@@ -300,17 +259,17 @@ def test_the_debug_log_goes_to_the_system_log_too(owner, scripted, three_items):
             assert "TelvoFTPHelper" in line
 
 
-def test_the_process_list_does_not_show_the_password(owner, scripted, three_items):
+def test_the_process_list_does_not_show_the_password(owner, scripted, small_tree):
     scripted.on("STOR", scripts.silence)
     scripted.password = "-top.secret-"
-    helper = owner.launch(three_items.path, scripted, password="-top.secret-")
-    helper.wait_for_line(f"helper launched for {three_items.path}")
+    helper = owner.launch(small_tree.path, scripted, password="-top.secret-")
+    helper.wait_for_line(f"helper launched for {small_tree.path}")
     with open(f"/proc/{helper.pid}/cmdline", "rb") as file:
         assert b"secret" not in file.read()
     owner.wait_until(lambda: "STOR" in scripted.verbs(), what="the login")
 
 
-def test_the_helper_stores_nothing_in_its_preferences(owner, scripted, three_items, tmp_path):
-    owner.launch(three_items.path, scripted)
+def test_the_helper_stores_nothing_in_its_preferences(owner, scripted, small_tree, tmp_path):
+    owner.launch(small_tree.path, scripted)
     owner.wait_for_last_record()
     assert list((tmp_path / "config").rglob("*")) == []

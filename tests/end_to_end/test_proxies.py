@@ -6,7 +6,6 @@ import pytest
 
 import proxies
 import servers
-import tree
 from network_namespace import NetworkNamespace
 from scripted_server import ScriptedServer
 
@@ -23,30 +22,8 @@ def proxy(request, kind):
         print(running.log()[-20000:])
 
 
-@pytest.fixture
-def scripted():
-    with ScriptedServer() as server:
-        yield server
-
-
-@pytest.fixture
-def site(tmp_path):
-    source = tree.Tree(tmp_path / "Site")
-    source.file("a.txt", b"a")
-    source.file("b.txt", b"b")
-    return source
-
-
-def upload(owner, source, server, environment, **parameters):
-    helper = owner.launch(source, server, environment=environment, **parameters)
-    notifications = owner.wait_for_last_record()
-    owner.heard.clear()
-    helper.kill()
-    return notifications
-
-
-def test_control_and_data_connections_go_through_the_proxy(owner, proxy, scripted, site):
-    notifications = upload(owner, site.path, scripted, {"ftp_proxy": proxy.url})
+def test_control_and_data_connections_go_through_the_proxy(owner, proxy, scripted, small_tree):
+    notifications = owner.upload(small_tree.path, scripted, environment={"ftp_proxy": proxy.url})
     assert len(notifications) == 3
     assert scripted.files == {"/Site/a.txt": b"a", "/Site/b.txt": b"b"}
     assert [host for host, *_ in scripted.control_peers] == [proxy.outgoing]
@@ -54,54 +31,56 @@ def test_control_and_data_connections_go_through_the_proxy(owner, proxy, scripte
 
 
 def test_a_tree_arrives_through_a_proxy(owner, proxy, server, sample_tree):
-    upload(owner, sample_tree.path, server, {"ftp_proxy": proxy.url})
+    owner.upload(sample_tree.path, server, environment={"ftp_proxy": proxy.url})
     assert sample_tree.differences(server.root) == []
 
 
 def test_a_tree_arrives_over_ipv6_through_a_proxy(owner, kind, sample_tree):
     with kind(host="::1", outgoing=None) as proxy, servers.Vsftpd(host="::1") as server:
-        upload(owner, sample_tree.path, server, {"ftp_proxy": proxy.url})
+        owner.upload(sample_tree.path, server, environment={"ftp_proxy": proxy.url})
         assert sample_tree.differences(server.root) == []
         assert str(server.port) in proxy.log()
 
 
-def test_through_a_proxy_the_mode_is_always_passive(owner, proxy, scripted, site):
-    upload(owner, site.path, scripted, {"ftp_proxy": proxy.url, "FTP_PASSIVE_MODE": "no"})
+def test_through_a_proxy_the_mode_is_always_passive(owner, proxy, scripted, small_tree):
+    owner.upload(small_tree.path, scripted, environment={"ftp_proxy": proxy.url, "FTP_PASSIVE_MODE": "no"})
     assert scripted.files == {"/Site/a.txt": b"a", "/Site/b.txt": b"b"}
     assert not {"PORT", "EPRT"} & set(scripted.verbs())
 
 
-def test_the_proxy_resolves_the_servers_name(owner, kind, scripted, site):
+def test_the_proxy_resolves_the_servers_name(owner, kind, scripted, small_tree):
     with kind(names={"ftp.telvo.invalid": "127.0.0.1"}) as proxy:
-        upload(owner, site.path, scripted, {"ftp_proxy": proxy.url}, host=f"ftp.telvo.invalid:{scripted.port}")
+        owner.upload(small_tree.path, scripted, environment={"ftp_proxy": proxy.url},
+                     host=f"ftp.telvo.invalid:{scripted.port}")
         assert scripted.files == {"/Site/a.txt": b"a", "/Site/b.txt": b"b"}
 
 
 @pytest.mark.parametrize("variable", ["ftp_proxy", "FTP_PROXY", "all_proxy", "ALL_PROXY"])
-def test_the_environment_names_the_proxy(owner, kind, scripted, site, variable):
+def test_the_environment_names_the_proxy(owner, kind, scripted, small_tree, variable):
     with kind() as proxy:
-        upload(owner, site.path / "a.txt", scripted, {variable: proxy.url})
+        owner.upload(small_tree.path / "a.txt", scripted, environment={variable: proxy.url})
         assert [host for host, *_ in scripted.control_peers] == [proxy.outgoing]
         assert scripted.files == {"/a.txt": b"a"}
 
 
 @pytest.mark.parametrize("variable", ["http_proxy", "https_proxy", "HTTPS_PROXY"])
-def test_proxies_for_other_purposes_do_not_count(owner, scripted, site, variable):
+def test_proxies_for_other_purposes_do_not_count(owner, scripted, small_tree, variable):
     with proxies.Tinyproxy() as proxy:
-        upload(owner, site.path / "a.txt", scripted, {variable: proxy.url})
+        owner.upload(small_tree.path / "a.txt", scripted, environment={variable: proxy.url})
         assert [host for host, *_ in scripted.control_peers] == ["127.0.0.1"]
 
 
-def test_a_proxy_without_a_scheme_speaks_http(owner, scripted, site):
+def test_a_proxy_without_a_scheme_speaks_http(owner, scripted, small_tree):
     with proxies.Tinyproxy() as proxy:
-        upload(owner, site.path / "a.txt", scripted, {"ftp_proxy": proxy.address})
+        owner.upload(small_tree.path / "a.txt", scripted, environment={"ftp_proxy": proxy.address})
         assert [host for host, *_ in scripted.control_peers] == [proxy.outgoing]
         assert scripted.files == {"/a.txt": b"a"}
 
 
-def test_a_socks_proxy_may_be_named_as_one_that_resolves(owner, scripted, site):
+def test_a_socks_proxy_may_be_named_as_one_that_resolves(owner, scripted, small_tree):
     with proxies.Microsocks() as proxy:
-        upload(owner, site.path / "a.txt", scripted, {"ftp_proxy": proxy.url.replace("socks5:", "socks5h:")})
+        url = proxy.url.replace("socks5:", "socks5h:")
+        owner.upload(small_tree.path / "a.txt", scripted, environment={"ftp_proxy": url})
         assert [host for host, *_ in scripted.control_peers] == [proxy.outgoing]
         assert scripted.files == {"/a.txt": b"a"}
 
@@ -112,33 +91,33 @@ def test_a_socks_proxy_may_be_named_as_one_that_resolves(owner, scripted, site):
     ("::1", "[::1]"), ("[::1]", "[::1]"), ("::/64", "[::1]"),
     ("127.0.0.1:{port}", "127.0.0.1"), ("localhost:{port}", "localhost"), ("[::1]:{port}", "[::1]"),
 ])
-def test_exceptions_are_reached_directly(owner, kind, site, exceptions, host):
+def test_exceptions_are_reached_directly(owner, kind, small_tree, exceptions, host):
     with kind(outgoing=None) as proxy, ScriptedServer(host="::1" if host == "[::1]" else "127.0.0.1") as server:
         environment = {"ftp_proxy": proxy.url, "no_proxy": exceptions.format(port=server.port)}
-        upload(owner, site.path / "a.txt", server, environment, host=f"{host}:{server.port}")
+        owner.upload(small_tree.path / "a.txt", server, environment=environment, host=f"{host}:{server.port}")
         assert server.files == {"/a.txt": b"a"}
         assert str(server.port) not in proxy.log()
 
 
 @pytest.mark.parametrize("exceptions", ["", ",", "example.org", "27.0.0.1", "127.0.0.2", "10.0.0.0/8", "127.0.0.1:7",
                                         "host", "::1"])
-def test_what_is_no_exception_goes_through_the_proxy(owner, kind, scripted, site, exceptions):
+def test_what_is_no_exception_goes_through_the_proxy(owner, kind, scripted, small_tree, exceptions):
     with kind() as proxy:
         environment = {"ftp_proxy": proxy.url, "no_proxy": exceptions}
-        upload(owner, site.path / "a.txt", scripted, environment)
+        owner.upload(small_tree.path / "a.txt", scripted, environment=environment)
         assert [host for host, *_ in scripted.control_peers] == [proxy.outgoing]
 
 
 @pytest.mark.parametrize("kind, port", [(proxies.Microsocks, 1080), (proxies.Tinyproxy, 80)])
-def test_without_a_port_it_is_the_usual_one(owner, kind, port, site):
+def test_without_a_port_it_is_the_usual_one(owner, kind, port, small_tree):
     with (
         NetworkNamespace() as network,
         kind(side=network, port=port, login=kind.login) as proxy,
         servers.Pyftpdlib(side=network) as server,
     ):
         environment = {"ftp_proxy": proxy.url.removesuffix(f":{port}")}
-        upload(owner, site.path, server, environment, prefix=network.prefix)
-        assert site.differences(server.root) == []
+        owner.upload(small_tree.path, server, environment=environment, prefix=network.prefix)
+        assert small_tree.differences(server.root) == []
         assert str(server.port) in proxy.log()
 
 
@@ -146,39 +125,39 @@ def test_without_a_port_it_is_the_usual_one(owner, kind, port, site):
 
 
 @pytest.mark.parametrize("password", ["wrong", "", None])
-def test_a_refused_proxy_login_fails_the_items(owner, kind, scripted, site, password):
+def test_a_refused_proxy_login_fails_the_items(owner, kind, scripted, small_tree, password):
     with kind(login=kind.login) as proxy:
         url = proxy.url_for(proxy.username, password) if password is not None else proxy.url_for(None, None)
-        notifications = upload(owner, site.path, scripted, {"ftp_proxy": url})
-        assert [notification.record["Nth"] for notification in notifications] == [1, 2, 3]
+        notifications = owner.upload(small_tree.path, scripted, environment={"ftp_proxy": url})
+        assert len(notifications) == 3
         assert scripted.connections == 0
 
 
-def test_a_proxy_that_is_not_there_fails_the_items(owner, kind, scripted, site):
+def test_a_proxy_that_is_not_there_fails_the_items(owner, kind, scripted, small_tree):
     with kind() as proxy:
         url = proxy.url
-    notifications = upload(owner, site.path, scripted, {"ftp_proxy": url})
+    notifications = owner.upload(small_tree.path, scripted, environment={"ftp_proxy": url})
     assert len(notifications) == 3
     assert scripted.connections == 0
 
 
 @pytest.mark.parametrize("url", ["gopher://127.0.0.1:70", "socks5://", "http://127.0.0.1:99999", "socks5://a b:1", "%"])
-def test_a_proxy_that_cannot_be_one_fails_the_items(owner, scripted, site, url):
-    notifications = upload(owner, site.path, scripted, {"ftp_proxy": url})
+def test_a_proxy_that_cannot_be_one_fails_the_items(owner, scripted, small_tree, url):
+    notifications = owner.upload(small_tree.path, scripted, environment={"ftp_proxy": url})
     assert len(notifications) == 3
     assert scripted.connections == 0
 
 
-def test_a_server_that_the_proxy_cannot_reach_fails_the_items(owner, kind, site):
+def test_a_server_that_the_proxy_cannot_reach_fails_the_items(owner, kind, small_tree):
     with ScriptedServer() as server:
         address = server.address
     with kind() as proxy:
-        assert len(upload(owner, site.path, None, {"ftp_proxy": proxy.url}, host=address)) == 3
+        assert len(owner.upload(small_tree.path, None, environment={"ftp_proxy": proxy.url}, host=address)) == 3
 
 
-def test_the_proxys_password_is_not_logged(owner, kind, scripted, site):
+def test_the_proxys_password_is_not_logged(owner, kind, scripted, small_tree):
     with kind(login=kind.login) as proxy:
-        helper = owner.launch(site.path, scripted, environment={"ftp_proxy": proxy.url})
+        helper = owner.launch(small_tree.path, scripted, environment={"ftp_proxy": proxy.url})
         owner.wait_for_last_record()
         helper.wait_for_line("finished; terminating the helper")
         assert proxy.password not in helper.error_output()

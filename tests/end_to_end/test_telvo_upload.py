@@ -12,14 +12,6 @@ import pytest
 import owner as owners
 import processes
 import scripted_server as scripts
-import tree
-from scripted_server import ScriptedServer
-
-
-@pytest.fixture
-def scripted():
-    with ScriptedServer() as server:
-        yield server
 
 
 @pytest.fixture(scope="session")
@@ -28,14 +20,6 @@ def tool_path():
     path = pathlib.Path(os.environ.get("TELVO_UPLOAD", default))
     assert path.is_file(), f"no tool at {path}: build it first, or set TELVO_UPLOAD"
     return path
-
-
-@pytest.fixture
-def source(tmp_path):
-    made = tree.Tree(tmp_path / "Site")
-    made.file("a.txt", b"a")
-    made.file("b.txt", b"b")
-    return made
 
 
 class Tool:
@@ -103,11 +87,11 @@ def login(scripted):
     return {"TELVO_PASSWORD": scripted.password}
 
 
-def test_it_uploads_prints_a_line_for_each_item_and_succeeds(tool, scripted, source):
-    status, output, error = tool.run("--user", "telvo", source.path, scripted.address, **login(scripted))
+def test_it_uploads_prints_a_line_for_each_item_and_succeeds(tool, scripted, small_tree):
+    status, output, error = tool.run("--user", "telvo", small_tree.path, scripted.address, **login(scripted))
     assert (status, error) == (0, "")
     lines = output.splitlines()
-    assert lines[0] == f"33% 1 of 3 {source.path}"
+    assert lines[0] == f"33% 1 of 3 {small_tree.path}"
     assert [line.rsplit(" ", 1)[0] for line in lines] == ["33% 1 of 3", "66% 2 of 3", "100% 3 of 3"]
     assert scripted.files == {"/Site/a.txt": b"a", "/Site/b.txt": b"b"}
 
@@ -119,23 +103,23 @@ def test_it_uploads_to_a_real_server(tool, server, sample_tree):
     assert sample_tree.differences(server.root) == []
 
 
-def test_relative_paths_and_slashes_at_the_end_are_understood(tool, scripted, source):
+def test_relative_paths_and_slashes_at_the_end_are_understood(tool, scripted, small_tree):
     assert tool.run("--user", "telvo", "./Site//", scripted.address, **login(scripted))[0] == 0
     assert scripted.folders == {"/", "/Site"}
 
 
-def test_with_a_cache_the_second_run_has_nothing_to_send(tool, scripted, source, tmp_path):
-    arguments = ("--user", "telvo", "--cache", tmp_path / "cache.plist", source.path, scripted.address)
+def test_with_a_cache_the_second_run_has_nothing_to_send(tool, scripted, small_tree, tmp_path):
+    arguments = ("--user", "telvo", "--cache", tmp_path / "cache.plist", small_tree.path, scripted.address)
     assert len(tool.run(*arguments, **login(scripted))[1].splitlines()) == 3
     assert tool.run(*arguments, **login(scripted)) == (0, "Nothing to send.\n", "")
-    os.utime(source.path / "a.txt", (1_000_000_000, 1_000_000_000))
+    os.utime(small_tree.path / "a.txt", (1_000_000_000, 1_000_000_000))
     status, output, _ = tool.run(*arguments, **login(scripted))
-    assert (status, output) == (0, f"100% 1 of 1 {source.path}/a.txt\n")
+    assert (status, output) == (0, f"100% 1 of 1 {small_tree.path}/a.txt\n")
 
 
-def test_it_does_not_wait_for_the_helpers_last_30_seconds_and_leaves_none_behind(tool, scripted, source):
+def test_it_does_not_wait_for_the_helpers_last_30_seconds_and_leaves_none_behind(tool, scripted, small_tree):
     scripted.on("STOR", scripts.delayed(0.5, scripts.usual("STOR")))
-    process = tool.start("--debug", "--user", "telvo", source.path, scripted.address, **login(scripted))
+    process = tool.start("--debug", "--user", "telvo", small_tree.path, scripted.address, **login(scripted))
     helper = helper_of(process)
     _, error = process.communicate(timeout=120)
     assert process.returncode == 0
@@ -145,9 +129,9 @@ def test_it_does_not_wait_for_the_helpers_last_30_seconds_and_leaves_none_behind
 
 
 @pytest.mark.parametrize("signal_number", [signal.SIGINT, signal.SIGTERM])
-def test_a_signal_stops_the_upload(tool, scripted, source, signal_number):
+def test_a_signal_stops_the_upload(tool, scripted, small_tree, signal_number):
     scripted.on("STOR", scripts.silence)
-    process = tool.start("--user", "telvo", source.path, scripted.address, **login(scripted))
+    process = tool.start("--user", "telvo", small_tree.path, scripted.address, **login(scripted))
     processes.wait_until(lambda: "STOR" in scripted.verbs(), what="the second item")
     helper = helper_of(process)
     process.send_signal(signal_number)
@@ -158,9 +142,9 @@ def test_a_signal_stops_the_upload(tool, scripted, source, signal_number):
     assert scripted.verbs().count("STOR") == 1
 
 
-def test_a_helper_that_ends_early_is_a_failure(tool, scripted, source):
+def test_a_helper_that_ends_early_is_a_failure(tool, scripted, small_tree):
     scripted.on("STOR", scripts.silence)
-    process = tool.start("--user", "telvo", source.path, scripted.address, **login(scripted))
+    process = tool.start("--user", "telvo", small_tree.path, scripted.address, **login(scripted))
     processes.wait_until(lambda: "STOR" in scripted.verbs(), what="the second item")
     os.kill(helper_of(process), signal.SIGKILL)
     output, error = process.communicate(timeout=60)
@@ -168,17 +152,17 @@ def test_a_helper_that_ends_early_is_a_failure(tool, scripted, source):
     assert "the helper ended before the upload did" in error
 
 
-def test_the_helper_ends_when_the_tool_is_killed(tool, scripted, source):
+def test_the_helper_ends_when_the_tool_is_killed(tool, scripted, small_tree):
     scripted.on("STOR", scripts.silence)
-    process = tool.start("--user", "telvo", source.path, scripted.address, **login(scripted))
+    process = tool.start("--user", "telvo", small_tree.path, scripted.address, **login(scripted))
     processes.wait_until(lambda: "STOR" in scripted.verbs(), what="the second item")
     helper = helper_of(process)
     process.kill()
     processes.wait_until(lambda: not is_running(helper), what="the helper's end")
 
 
-def test_without_a_session_bus_it_starts_one_for_the_run(tool, scripted, source):
-    process = tool.start("--user", "telvo", source.path, scripted.address, address=None, **login(scripted))
+def test_without_a_session_bus_it_starts_one_for_the_run(tool, scripted, small_tree):
+    process = tool.start("--user", "telvo", small_tree.path, scripted.address, address=None, **login(scripted))
     helper_of(process)
     started = children(process.pid)
     output, error = process.communicate(timeout=120)
@@ -188,11 +172,11 @@ def test_without_a_session_bus_it_starts_one_for_the_run(tool, scripted, source)
     processes.wait_until(lambda: not any(is_running(child) for child in started), what="the end of helper and bus")
 
 
-def test_the_password_comes_from_a_file_first_and_then_from_the_environment(tool, scripted, source, tmp_path):
+def test_the_password_comes_from_a_file_first_and_then_from_the_environment(tool, scripted, small_tree, tmp_path):
     right, wrong = tmp_path / "right", tmp_path / "wrong"
     right.write_text(f"{scripted.password}\nsecond line\n")
     wrong.write_text("wrong\n")
-    arguments = ("--user", "telvo", source.path, scripted.address)
+    arguments = ("--user", "telvo", small_tree.path, scripted.address)
     tool.run("--password-file", right, *arguments, TELVO_PASSWORD="wrong")
     assert len(scripted.files) == 2
     scripted.files.clear()
@@ -201,13 +185,13 @@ def test_the_password_comes_from_a_file_first_and_then_from_the_environment(tool
 
 
 @pytest.fixture
-def asking(tool_path, bus, scripted, source, tmp_path):
+def asking(tool_path, bus, scripted, small_tree, tmp_path):
     """The tool's process id, its terminal and what it has shown there, once it asks for the password."""
     pid, terminal = pty.fork()
     if pid == 0:
         environment = {**bus.environment, "HOME": str(tmp_path), "XDG_CONFIG_HOME": str(tmp_path / "config")}
         environment.pop("TELVO_PASSWORD", None)
-        os.execve(tool_path, [str(tool_path), "--user", "telvo", str(source.path), scripted.address], environment)
+        os.execve(tool_path, [str(tool_path), "--user", "telvo", str(small_tree.path), scripted.address], environment)
     shown = b""
     while b"Password for telvo@" not in shown:
         shown += os.read(terminal, 1000)
@@ -244,10 +228,10 @@ def test_a_signal_at_the_question_for_the_password_gives_the_terminal_its_echo_b
     assert scripted.files == {}
 
 
-def test_the_password_is_no_argument_of_anything(tool, scripted, source):
+def test_the_password_is_no_argument_of_anything(tool, scripted, small_tree):
     scripted.password = "unlikely-text"
     scripted.on("STOR", scripts.silence)
-    process = tool.start("--user", "telvo", source.path, scripted.address, TELVO_PASSWORD="unlikely-text")
+    process = tool.start("--user", "telvo", small_tree.path, scripted.address, TELVO_PASSWORD="unlikely-text")
     processes.wait_until(lambda: "STOR" in scripted.verbs(), what="the login")
     for path in pathlib.Path("/proc").glob("[0-9]*/cmdline"):
         try:
@@ -257,32 +241,33 @@ def test_the_password_is_no_argument_of_anything(tool, scripted, source):
     process.send_signal(signal.SIGTERM)
 
 
-def test_without_a_user_the_login_is_anonymous(tool, scripted, source):
-    assert tool.run(source.path, scripted.address)[0] == 0
+def test_without_a_user_the_login_is_anonymous(tool, scripted, small_tree):
+    assert tool.run(small_tree.path, scripted.address)[0] == 0
     assert scripted.commands[0].line == b"USER anonymous"
     assert len(scripted.files) == 2
 
 
-def test_mistakes_are_told_before_anything_is_started(tool, scripted, source, tmp_path):
-    for arguments in ((), (source.path,), (tmp_path / "nowhere", scripted.address), (source.path, ""),
-                      ("--unknown", source.path, scripted.address)):
+def test_mistakes_are_told_before_anything_is_started(tool, scripted, small_tree, tmp_path):
+    for arguments in ((), (small_tree.path,), (tmp_path / "nowhere", scripted.address), (small_tree.path, ""),
+                      ("--unknown", small_tree.path, scripted.address)):
         status, output, error = tool.run(*arguments)
         assert (status, output) == (2, "")
         assert error != ""
-    assert tool.run("--user", "telvo", "--password-file", tmp_path / "nowhere", source.path, scripted.address)[0] == 1
+    no_password = ("--user", "telvo", "--password-file", tmp_path / "nowhere")
+    assert tool.run(*no_password, small_tree.path, scripted.address)[0] == 1
     assert scripted.connections == 0
 
 
-def test_debug_shows_the_helpers_log(tool, scripted, source):
-    status, _, error = tool.run("--debug", source.path, scripted.address)
+def test_debug_shows_the_helpers_log(tool, scripted, small_tree):
+    status, _, error = tool.run("--debug", small_tree.path, scripted.address)
     assert status == 0
-    assert f"helper launched for {source.path}" in error
+    assert f"helper launched for {small_tree.path}" in error
     assert "progress: 100%" in error
 
 
-def test_it_is_an_owner_like_any_other(tool, bus, scripted, source):
+def test_it_is_an_owner_like_any_other(tool, bus, scripted, small_tree):
     with owners.Application(bus) as listener:
-        tool.run(source.path, scripted.address)
+        tool.run(small_tree.path, scripted.address)
         listener.wait_until(lambda: len(listener.heard) == 3)
         assert {heard.name for heard in listener.heard} == {owners.PROGRESS}
         assert len({heard.object for heard in listener.heard}) == 1

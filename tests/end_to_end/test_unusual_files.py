@@ -33,13 +33,8 @@ def server():
 
 def run(owner, source, server):
     """A whole run, to which permissions apply; its records."""
-    helper = owner.launch(source, server, prefix=processes.BOUND_BY_PERMISSIONS)
-    records = [notification.record for notification in owner.wait_for_last_record()]
-    helper.wait_for_line("finished; terminating the helper")
-    assert [record["Nth"] for record in records] == list(range(1, records[0]["Total"] + 1))
-    helper.terminate()
-    assert helper.wait() == 0
-    return records
+    return [notification.record for notification in owner.upload(source, server,
+                                                                 prefix=processes.BOUND_BY_PERMISSIONS)]
 
 
 # Folders.

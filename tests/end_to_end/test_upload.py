@@ -12,21 +12,12 @@ from latency_link import LatencyLink
 from scripted_server import BlackHole, ScriptedServer, close
 
 
-def upload(owner, source, server, **parameters):
-    """A whole run; the progress notifications of it."""
-    helper = owner.launch(source, server, **parameters)
-    notifications = owner.wait_for_last_record()
-    owner.heard.clear()
-    helper.kill()
-    return notifications
-
-
 def through(tap, server):
     return {"host": tap.address, "username": server.username, "password": server.password}
 
 
 def test_a_tree_arrives_byte_by_byte(owner, server, sample_tree):
-    notifications = upload(owner, sample_tree.path, server)
+    notifications = owner.upload(sample_tree.path, server)
     assert sample_tree.differences(server.root) == []
     assert [notification.record["Nth"] for notification in notifications] == list(range(1, sample_tree.items() + 1))
     assert notifications[-1].record["Percent"] == 100
@@ -35,20 +26,20 @@ def test_a_tree_arrives_byte_by_byte(owner, server, sample_tree):
 def test_a_file_of_several_hundred_megabytes_arrives_byte_by_byte(owner, server, tmp_path):
     source = tree.Tree(tmp_path / "Big")
     source.big_file("big.bin", 300_000_001)
-    upload(owner, source.path, server)
+    owner.upload(source.path, server)
     assert source.differences(server.root) == []
 
 
 @pytest.mark.parametrize("kind", servers.ALL, ids=lambda kind: kind.name)
 def test_a_tree_arrives_over_ipv6(owner, kind, sample_tree):
     with kind(host="::1") as server:
-        upload(owner, sample_tree.path, server)
+        owner.upload(sample_tree.path, server)
         assert sample_tree.differences(server.root) == []
 
 
 def test_a_run_logs_in_once(owner, server, sample_tree):
     with ControlTap(server) as tap:
-        upload(owner, sample_tree.path, None, **through(tap, server))
+        owner.upload(sample_tree.path, None, **through(tap, server))
         assert tap.logins == 1
         assert tap.connections == 1
         assert tap.verbs().count("STOR") + tap.verbs().count("MKD") == sample_tree.items()
@@ -56,7 +47,7 @@ def test_a_run_logs_in_once(owner, server, sample_tree):
 
 def test_a_single_file_lands_in_the_root(owner, server, tmp_path):
     source = tree.Tree(tmp_path / "folder").file("report.txt", b"content")
-    notifications = upload(owner, source, server)
+    notifications = owner.upload(source, server)
     assert [path.name for path in server.root.iterdir()] == ["report.txt"]
     assert (server.root / "report.txt").read_bytes() == b"content"
     assert notifications[0].record["RemoteDirectory"] == "/"
@@ -66,17 +57,17 @@ def test_an_empty_file_and_an_empty_folder_arrive(owner, server, tmp_path):
     source = tree.Tree(tmp_path / "Site")
     source.file("empty.txt")
     source.folder("empty")
-    upload(owner, source.path, server)
+    owner.upload(source.path, server)
     assert source.differences(server.root) == []
 
 
 def test_folders_that_exist_are_kept_and_files_that_exist_are_replaced(owner, server, tmp_path):
     source = tree.Tree(tmp_path / "Site")
     file = source.file("a.txt", b"a long first version")
-    upload(owner, source.path, server)
+    owner.upload(source.path, server)
     (server.root / "Site" / "b.txt").write_bytes(b"somebody else's")
     file.write_bytes(b"short")
-    upload(owner, source.path, server)
+    owner.upload(source.path, server)
     assert (server.root / "Site" / "a.txt").read_bytes() == b"short"
     assert (server.root / "Site" / "b.txt").read_bytes() == b"somebody else's"
 
@@ -85,11 +76,11 @@ def test_with_a_cache_only_what_is_new_or_modified_is_sent(owner, server, sample
     cache = tmp_path / "cache.plist"
     with ControlTap(server) as tap:
         parameters = through(tap, server) | {"cachedInfoPath": cache}
-        upload(owner, sample_tree.path, None, **parameters)
+        owner.upload(sample_tree.path, None, **parameters)
         assert sample_tree.differences(server.root) == []
         first_cache = cache.read_bytes()
 
-        (nothing,) = upload(owner, sample_tree.path, None, **parameters)
+        (nothing,) = owner.upload(sample_tree.path, None, **parameters)
         assert nothing.record is None
         assert cache.read_bytes() == first_cache
         assert tap.connections == 1
@@ -97,13 +88,13 @@ def test_with_a_cache_only_what_is_new_or_modified_is_sent(owner, server, sample
         modified = sample_tree.path / "img" / "photo.jpg"
         modified.write_bytes(b"another picture")
         os.utime(modified, (1_000_000_000, 1_000_000_000))
-        (only,) = upload(owner, sample_tree.path, None, **parameters)
+        (only,) = owner.upload(sample_tree.path, None, **parameters)
         assert only.record == {"LocalPath": str(modified), "RemoteDirectory": "/Site/img", "Nth": 1, "Total": 1,
                                "Percent": 100, "IsMore": False}
         assert sample_tree.differences(server.root) == []
 
         sample_tree.file("img/new.txt", b"new")
-        upload(owner, sample_tree.path, None, **parameters)
+        owner.upload(sample_tree.path, None, **parameters)
         assert sample_tree.differences(server.root) == []
 
 
@@ -117,7 +108,7 @@ def test_the_cache_is_written_before_anything_is_sent(owner, sample_tree, tmp_pa
             session.reply(b"220 Ready.")
 
         server.on("GREETING", greet)
-        upload(owner, sample_tree.path, server, cachedInfoPath=cache)
+        owner.upload(sample_tree.path, server, cachedInfoPath=cache)
     assert known == [cache.read_bytes()]
     assert known[0].count(b"<dict>") == sample_tree.items()
 
@@ -131,7 +122,7 @@ def test_names_that_no_url_allows_are_passed_over(owner, server, tmp_path):
     folder.mkdir()
     for name in refused + sent:
         (folder / name).write_bytes(name.encode())
-    notifications = upload(owner, folder, server)
+    notifications = owner.upload(folder, server)
     assert len(notifications) == 1 + len(refused) + len(sent)
     assert sorted(path.name for path in (server.root / "Site").iterdir()) == sorted(sent)
     for name in sent:
@@ -141,12 +132,12 @@ def test_names_that_no_url_allows_are_passed_over(owner, server, tmp_path):
 @pytest.mark.parametrize("kind", [kind for kind in servers.ALL if kind.allows_anonymous], ids=lambda kind: kind.name)
 def test_without_a_login_it_is_anonymous(owner, kind, sample_tree):
     with kind() as server:
-        upload(owner, sample_tree.path, server, username=None, password=None)
+        owner.upload(sample_tree.path, server, username=None, password=None)
         assert sample_tree.differences(server.root) == []
 
 
 def test_a_login_in_the_host_counts_when_no_other_was_given(owner, server, sample_tree):
-    upload(owner, sample_tree.path, None, host=f"{server.username}:{server.password}@{server.address}")
+    owner.upload(sample_tree.path, None, host=f"{server.username}:{server.password}@{server.address}")
     assert sample_tree.differences(server.root) == []
 
 
@@ -154,19 +145,19 @@ def test_a_refused_login_shows_only_on_the_server(owner, server, tmp_path):
     # Few items, because the servers answer every wrong password only after some seconds.
     source = tree.Tree(tmp_path / "Site")
     source.file("a.txt", b"content")
-    notifications = upload(owner, source.path, server, password="wrong")
+    notifications = owner.upload(source.path, server, password="wrong")
     assert [notification.record["Percent"] for notification in notifications] == [50, 100]
     assert list(server.root.iterdir()) == []
 
 
 def test_a_missing_source_is_one_item_that_fails(owner, server, tmp_path):
-    (only,) = upload(owner, tmp_path / "nowhere.txt", server)
+    (only,) = owner.upload(tmp_path / "nowhere.txt", server)
     assert (only.record["Nth"], only.record["Total"], only.record["IsMore"]) == (1, 1, False)
     assert list(server.root.iterdir()) == []
 
 
 def test_without_a_source_the_one_record_has_no_path(owner, server):
-    (only,) = upload(owner, None, server)
+    (only,) = owner.upload(None, server)
     assert (only.record["LocalPath"], only.record["RemoteDirectory"]) == ("", "/")
     assert list(server.root.iterdir()) == []
 
@@ -177,7 +168,7 @@ def test_a_tree_arrives_over_a_slow_link(helper_path, bus, tmp_path, sample_tree
         servers.Vsftpd(host=link.server.address, side=link.server) as server,
         owners.Owner(bus, helper_path, tmp_path) as owner,
     ):
-        upload(owner, sample_tree.path, server, prefix=link.client.prefix)
+        owner.upload(sample_tree.path, server, prefix=link.client.prefix)
         assert sample_tree.differences(server.root) == []
 
 
@@ -203,7 +194,7 @@ def test_bytes_do_not_wait_for_the_preliminary_reply_of_a_server_that_has_passed
 
     with ScriptedServer() as server:
         server.on("STOR", None, None, late)
-        upload(owner, source.path, server)
+        owner.upload(source.path, server)
         assert server.files == {f"/Site/{name}": b"content" * 1000 for name in ("a", "b", "c")}
 
 
@@ -212,7 +203,7 @@ def test_a_file_costs_two_commands(owner, tmp_path):
     for number in range(50):
         source.file(f"{number}.txt", b"content")
     with ScriptedServer() as server:
-        upload(owner, source.path, server)
+        owner.upload(source.path, server)
         verbs = server.verbs()
         assert len(server.files) == 50
         assert verbs.count("STOR") == 50
