@@ -52,14 +52,6 @@ std::uint16_t portOf(int descriptor) {
                                                      : reinterpret_cast<sockaddr_in*>(&address.storage)->sin_port);
 }
 
-std::string hostOf(Address& address) {
-  char text[INET6_ADDRSTRLEN] = {};
-  const bool isIPv6 = address.storage.ss_family == AF_INET6;
-  const void* bytes = isIPv6 ? static_cast<void*>(&reinterpret_cast<sockaddr_in6*>(&address.storage)->sin6_addr)
-                             : &reinterpret_cast<sockaddr_in*>(&address.storage)->sin_addr;
-  return inet_ntop(address.storage.ss_family, bytes, text, sizeof text) ? text : "";
-}
-
 FileDescriptor boundSocket(const std::string& host, int receiveBuffer = 0) {
   Address address = addressOf(host, 0);
   FileDescriptor descriptor(::socket(address.storage.ss_family, SOCK_STREAM | SOCK_CLOEXEC, 0));
@@ -157,11 +149,6 @@ std::optional<std::string> ScriptedFTPServer::file(const std::string& path) cons
 std::set<std::string> ScriptedFTPServer::folders() const {
   const std::lock_guard lock(mutex_);
   return folders_;
-}
-
-std::vector<std::string> ScriptedFTPServer::dataPeers() const {
-  const std::lock_guard lock(mutex_);
-  return dataPeers_;
 }
 
 std::size_t ScriptedFTPServer::sessions() const {
@@ -329,11 +316,10 @@ void ScriptedFTPServer::Session::useActive(const std::string& host, std::uint16_
 }
 
 bool ScriptedFTPServer::Session::openData() {
-  Address peer;
   dataEnd_.reset();
   if (data_) return true;
   if (activePort_ != 0) {
-    peer = addressOf(activeHost_, activePort_);
+    Address peer = addressOf(activeHost_, activePort_);
     data_ = FileDescriptor(::socket(peer.storage.ss_family, SOCK_STREAM | SOCK_CLOEXEC, 0));
     if (::connect(data_.get(), peer.pointer(), peer.size) != 0) data_.close();
   } else {
@@ -343,12 +329,10 @@ bool ScriptedFTPServer::Session::openData() {
     while (::poll(descriptors, 3, -1) < 0) {
     }
     if (descriptors[0].revents == 0) throw Over();
-    data_ = FileDescriptor(::accept4(listener_.get(), peer.pointer(), &peer.size, SOCK_CLOEXEC));
+    data_ = FileDescriptor(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
     listener_.close();
   }
-  if (!data_) return false;
-  server_.note([&] { server_.dataPeers_.push_back(hostOf(peer)); });
-  return true;
+  return static_cast<bool>(data_);
 }
 
 bool ScriptedFTPServer::Session::hasEarlyData(double seconds) {

@@ -79,8 +79,6 @@ class ScriptedFTPServer {
   std::size_t logins() const { return logins_; }
   std::size_t sessions() const;
   std::size_t openSessions() const;
-  // From where data connections came, "address:port" without a real port for those the server made.
-  std::vector<std::string> dataPeers() const;
 
   // Waits until the condition holds, at most as long as a test may take. It is looked at whenever something happens.
   bool waitUntil(const std::function<bool()>& condition) const;
@@ -106,7 +104,6 @@ class ScriptedFTPServer {
   std::vector<Transfer> transfers_;
   std::map<std::string, std::string> files_;
   std::set<std::string> folders_{"/"};
-  std::vector<std::string> dataPeers_;
   std::vector<std::unique_ptr<Session>> sessions_;
   std::vector<std::thread> threads_;
   std::atomic<std::size_t> logins_ = 0;
@@ -133,7 +130,6 @@ class ScriptedFTPServer::Session {
   const std::string& unread() const { return unread_; }
   // The same once so many lines of it have come.
   const std::string& unread(std::ptrdiff_t lines);
-  void forgetUnread() { unread_.clear(); }
   // Serves a command as the script says.
   void perform(const std::string& verb, const std::string& argument);
   // Reads and serves one command.
