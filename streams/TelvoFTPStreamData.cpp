@@ -15,6 +15,9 @@ Ref<NSString> textForKey(const Ref<NSDictionary>& parameters, const Ref<NSString
   return as<NSString>(parameters->objectForKey(key));
 }
 
+// What does not pass through the buffer is moved in larger pieces, but the run loop must have its turn.
+constexpr NSUInteger longestMove = 8 << 20;
+
 // Nothing is escaped and no slash is mended on the way: what stands in the names stands in the URL, so that a name
 // with an escape arrives decoded and one that no URL can hold yields none.
 Ref<NSURL> remoteURL(const Ref<NSDictionary>& parameters) {
@@ -121,6 +124,10 @@ void TelvoUploadFTPStreamData::handleHasSpaceAvailableForStream(const Ref<NSStre
 
 // One step of a burst; false when the burst is over.
 bool TelvoUploadFTPStreamData::pump() {
+  if (const NSInteger moved = moveDirectly(); moved >= 0) {
+    _totalBytesWritten += static_cast<std::uint64_t>(moved);
+    return moved > 0 && outputStream()->hasSpaceAvailable();
+  }
   if (_leftOverByteCount == 0) _leftOverByteCount = readFile();
   const NSInteger size = _leftOverByteCount;
   const NSInteger written = writeBuffer(size);
@@ -132,6 +139,15 @@ bool TelvoUploadFTPStreamData::pump() {
     std::memmove(_buffer.data(), _buffer.data() + written, static_cast<std::size_t>(_leftOverByteCount));
   }
   return outputStream() && outputStream()->hasSpaceAvailable();
+}
+
+// What the streams can move among themselves needs no way through the buffer. Negative when they cannot, or when what
+// was read before comes first.
+NSInteger TelvoUploadFTPStreamData::moveDirectly() {
+  const Ref<NSInputStream> reader = inputStream();
+  const Ref<NSOutputStream> writer = outputStream();
+  if (_leftOverByteCount != 0 || !reader || !writer) return -1;
+  return writer->writeFromStream_maxLength(*reader, longestMove);
 }
 
 // A read error closes the connection; a write error, on purpose, leaves it open until the server has said its word.

@@ -59,6 +59,7 @@ class TelvoUploadFTPStreamData : public TelvoAbstractFTPStreamData {
 
  private:
   bool pump();
+  NSInteger moveDirectly();
   NSInteger readFile();
   NSInteger writeBuffer(NSInteger size);
 

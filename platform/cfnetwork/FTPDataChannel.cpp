@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <utility>
 
 #include <linux/sockios.h>
 #include <sys/ioctl.h>
+#include <sys/sendfile.h>
 #include <sys/socket.h>
 
 #include "cfnetwork/CFNetworkErrors.h"
@@ -17,6 +19,34 @@ namespace {
 
 // A server has nothing to say on this connection. So many bytes are read to get at its end, not more.
 constexpr std::size_t mostUnwanted = 1 << 20;
+
+// sendfile() knows no MSG_NOSIGNAL: keeps the signal of a broken connection from this thread.
+class BrokenPipeSilencer {
+ public:
+  BrokenPipeSilencer() {
+    sigset_t pending;
+    sigpending(&pending);
+    wasPending_ = sigismember(&pending, SIGPIPE) == 1;
+    pthread_sigmask(SIG_BLOCK, &signals_, &before_);
+  }
+  BrokenPipeSilencer(const BrokenPipeSilencer&) = delete;
+  BrokenPipeSilencer& operator=(const BrokenPipeSilencer&) = delete;
+  ~BrokenPipeSilencer() {
+    const timespec none{};
+    if (!wasPending_) sigtimedwait(&signals_, nullptr, &none);
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+  }
+
+ private:
+  sigset_t signals_ = [] {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGPIPE);
+    return signals;
+  }();
+  sigset_t before_{};
+  bool wasPending_ = false;
+};
 
 }  // namespace
 
@@ -104,10 +134,26 @@ std::int64_t FTPDataChannel::send(const std::uint8_t* bytes, std::size_t length)
   } while (sent < 0 && errno == EINTR);
   if (sent < 0 && errno != EAGAIN && errno != EWOULDBLOCK) return -1;
   if (sent >= 0 && static_cast<std::size_t>(sent) == length) return sent;
+  waitForSpace();
+  return std::max<ssize_t>(sent, 0);
+}
+
+std::int64_t FTPDataChannel::sendFile(int file, std::size_t length) {
+  const BrokenPipeSilencer silencer;
+  ssize_t sent = 0;
+  do {
+    sent = ::sendfile(socket_.get(), file, nullptr, length);
+  } while (sent < 0 && errno == EINTR);
+  if (sent > 0) return sent;
+  if (sent == 0 || (errno != EAGAIN && errno != EWOULDBLOCK)) return -1;
+  waitForSpace();
+  return 0;
+}
+
+void FTPDataChannel::waitForSpace() {
   blocked_ = true;
   source_->setEvents(foundation::DescriptorSource::Writable);
   startWatch();
-  return std::max<ssize_t>(sent, 0);
 }
 
 void FTPDataChannel::askForSpace() {

@@ -478,10 +478,28 @@ NSInteger FTPWriteStream::write_maxLength(const std::uint8_t* bytes, NSUInteger 
   } else if (store_ == Store::Held && room() == 0) {
     sendStore(false);
     proceed();
-  } else if (sinceEvent_ >= turnLimit && channel_ && channel_->hasSpace()) {
-    channel_->askForSpace();
+  } else {
+    yieldIfDue();
   }
   return static_cast<NSInteger>(size);
+}
+
+NSInteger FTPWriteStream::writeFromStream_maxLength(const NSInputStream& source, NSUInteger length) {
+  const int file = source.fileDescriptor();
+  const bool isBeyondKept = takesData() && store_ >= Store::Accepted && written_ >= keptLimit && pending_.empty();
+  if (file < 0 || isFolder_ || !isBeyondKept || !channel_ || !channel_->hasSpace()) return -1;
+  const std::int64_t sent = channel_->sendFile(file, std::min<NSUInteger>(length, turnLimit));
+  if (sent <= 0) return sent;
+  written_ += static_cast<std::uint64_t>(sent);
+  std::string().swap(kept_);
+  sinceEvent_ += static_cast<std::size_t>(sent);
+  yieldIfDue();
+  return sent;
+}
+
+// Lets a writer that is never out of room go on in another turn of the run loop.
+void FTPWriteStream::yieldIfDue() {
+  if (sinceEvent_ >= turnLimit && channel_ && channel_->hasSpace()) channel_->askForSpace();
 }
 
 void FTPWriteStream::keep(const std::uint8_t* bytes, std::size_t length) {

@@ -42,6 +42,8 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
 
   // A failed write gives a negative result; the error event follows when the server has said why, or has not in time.
   NSInteger write_maxLength(const std::uint8_t* bytes, NSUInteger length) override;
+  // For what comes after the part of a file that is kept for sending it once more.
+  NSInteger writeFromStream_maxLength(const NSInputStream& source, NSUInteger length) override;
   bool hasSpaceAvailable() const override;
 
   id propertyForKey(const Ref<NSString>& key) const override;
@@ -95,6 +97,7 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
   bool sendPending();
   void loseChannel(int code);
   void keep(const std::uint8_t* bytes, std::size_t length);
+  void yieldIfDue();
   std::size_t room() const;
   bool takesData() const { return phase_ == Phase::Transferring && opened_ && !ending_ && !failure_; }
   bool canRepeat() const { return written_ == kept_.size(); }

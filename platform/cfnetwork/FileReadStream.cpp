@@ -51,6 +51,8 @@ void FileReadStream::close() {
 
 bool FileReadStream::hasBytesAvailable() const { return file_ && streamStatus() == NSStreamStatusOpen; }
 
+int FileReadStream::fileDescriptor() const { return hasBytesAvailable() && !isFolder_ ? file_.get() : -1; }
+
 NSInteger FileReadStream::read_maxLength(std::uint8_t* buffer, NSUInteger length) {
   if (!file_) return -1;
   if (streamStatus() == NSStreamStatusAtEnd || length == 0) return 0;

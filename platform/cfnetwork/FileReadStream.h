@@ -18,6 +18,7 @@ class FileReadStream : public NSInputStream {
   void close() override;
   NSInteger read_maxLength(std::uint8_t* buffer, NSUInteger length) override;
   bool hasBytesAvailable() const override;
+  int fileDescriptor() const override;
 
  private:
   int openFile();

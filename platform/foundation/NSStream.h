@@ -101,6 +101,9 @@ class NSInputStream : public NSStream {
   virtual NSInteger read_maxLength(std::uint8_t* buffer, NSUInteger length) = 0;
   // Whether a read would give something at once; true also when only reading can tell.
   virtual bool hasBytesAvailable() const = 0;
+  // The descriptor of the open regular file whose next bytes a read would give, for whoever has the system move them,
+  // which counts as read; -1 when there is no such thing.
+  virtual int fileDescriptor() const { return -1; }
 };
 
 // A stream to write to.
@@ -110,5 +113,12 @@ class NSOutputStream : public NSStream {
  public:
   // Writes up to that many bytes: the number taken, 0 when there is no room now, negative after a failure.
   virtual NSInteger write_maxLength(const std::uint8_t* bytes, NSUInteger length) = 0;
+  // Has the system move up to that many of the source's next bytes, without a copy for the caller: the number moved, 0
+  // when there is no room now, negative when nothing can be had this way, be it for these streams, at this time, at the
+  // source's end or after a failure; reading and writing then do it, or tell.
+  virtual NSInteger writeFromStream_maxLength([[maybe_unused]] const NSInputStream& source,
+                                              [[maybe_unused]] NSUInteger length) {
+    return -1;
+  }
   virtual bool hasSpaceAvailable() const = 0;
 };

@@ -192,6 +192,7 @@ class FailingFile : public FileReadStream {
     fail(NSError::errorWithPOSIXCode(EIO));
     return -1;
   }
+  int fileDescriptor() const override { return -1; }
 
  private:
   std::size_t readable_;
@@ -346,6 +347,35 @@ TEST_F(TransferPumpTest, WriteOfNothingIsNotReportedAndLosesNothing) {
   output->writeResult.reset();
   burst();
   EXPECT_EQ(output->written, "abc");
+}
+
+TEST_F(TransferPumpTest, WhatTheStreamsMoveThemselvesDoesNotPassThroughTheBuffer) {
+  input->bytes = "abc";
+  output->moves = {300000, 200000};
+  burst();
+  EXPECT_EQ(output->written, "abc");
+  EXPECT_EQ(recorder->signatures, Texts{"streamData:uploadedBytes:"});
+  EXPECT_EQ(reportedAt(0), 500003U);
+}
+
+TEST_F(TransferPumpTest, NothingIsReadWhenTheStreamsHaveNoRoomToMoveIt) {
+  input->bytes = "abc";
+  output->moves = {300000, 0};
+  burst();
+  EXPECT_TRUE(input->asked.empty());
+  EXPECT_TRUE(output->offered.empty());
+  EXPECT_EQ(reportedAt(0), 300000U);
+}
+
+TEST_F(TransferPumpTest, WhatWasReadGoesBeforeWhatTheStreamsMoveThemselves) {
+  input->bytes = "abcd";
+  output->takes = {1};
+  output->fullAfter = 1;
+  burst();
+  output->moves = {500};
+  burst();
+  EXPECT_EQ(output->written, "abcd");
+  EXPECT_EQ(output->moves.size(), 1U);
 }
 
 TEST_F(TransferPumpTest, SpaceOnAnotherStreamIsNotUsed) {

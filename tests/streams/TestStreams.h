@@ -74,6 +74,12 @@ class TestOutputStream : public NSOutputStream {
     if (fullAfter && written.size() >= *fullAfter) hasSpace = false;
     return static_cast<NSInteger>(size);
   }
+  NSInteger writeFromStream_maxLength(const NSInputStream&, NSUInteger) override {
+    if (moves.empty()) return -1;
+    const NSInteger size = moves.front();
+    moves.pop_front();
+    return size;
+  }
   bool hasSpaceAvailable() const override { return hasSpace; }
   using NSStream::deliverIfWaiting;
   using NSStream::fail;
@@ -84,6 +90,7 @@ class TestOutputStream : public NSOutputStream {
   std::optional<NSInteger> writeResult;
   std::deque<std::size_t> takes;         // how much the next writes take at most
   std::optional<std::size_t> fullAfter;  // there is no space any more once so much was written
+  std::deque<NSInteger> moves;           // what it takes from the input stream itself
   std::vector<std::string> offered;      // the bytes of each write
   std::string written;
   int closed = 0;

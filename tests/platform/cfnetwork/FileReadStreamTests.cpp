@@ -248,6 +248,31 @@ TEST(FileReadStream, OpensOnlyOnce) {
   EXPECT_EQ(stream->streamStatus(), NSStreamStatusClosed);
 }
 
+TEST(FileReadStream, ItsDescriptorStandsWhereItReads) {
+  const TemporaryDirectory folder;
+  const auto stream = make<FileReadStream>(folder.write("a", "abcdef"));
+  StreamRecorder recorder(stream);
+  EXPECT_EQ(stream->fileDescriptor(), -1);
+  stream->open();
+  EXPECT_EQ(readUpTo(*stream, 2), "ab");
+  char moved = 0;
+  EXPECT_EQ(::read(stream->fileDescriptor(), &moved, 1), 1);
+  EXPECT_EQ(moved, 'c');
+  EXPECT_EQ(readUpTo(*stream, 9), "def");
+  EXPECT_EQ(readUpTo(*stream, 9), "");
+  EXPECT_EQ(stream->fileDescriptor(), -1);
+  stream->close();
+  EXPECT_EQ(stream->fileDescriptor(), -1);
+}
+
+TEST(FileReadStream, HasNoDescriptorForAFolder) {
+  const TemporaryDirectory folder;
+  const auto stream = make<FileReadStream>(folder.path());
+  StreamRecorder recorder(stream);
+  stream->open();
+  EXPECT_EQ(stream->fileDescriptor(), -1);
+}
+
 TEST(CFReadStreamCreateWithFile, MakesAStreamForFileURLsOnly) {
   const TemporaryDirectory folder;
   folder.write("50% of it.txt", "x");

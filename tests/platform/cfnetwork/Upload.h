@@ -47,6 +47,8 @@ class Upload : private NSStreamDelegate {
   std::size_t pieceSize = 512000;
   std::string content;
   std::size_t offset = 0;           // how much of it has been written
+  Ref<NSInputStream> source;        // opened; what the stream does not take from it itself is added to the content
+  std::size_t moved = 0;            // how much it has taken itself
   std::function<void()> whenOpen;   // called for the event
   std::function<void()> whenSpace;  // called before anything is written
   std::function<void()> whenError;  // called instead of closing the stream
@@ -61,6 +63,7 @@ class Upload : private NSStreamDelegate {
  private:
   void stream_handleEvent(const Ref<NSStream>& sender, NSStreamEvent event) override;
   void pump();
+  void readSource();
   void expectCalm() const;
 
   foundation::SignalSource atEnd_;
