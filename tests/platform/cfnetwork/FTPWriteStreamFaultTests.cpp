@@ -718,22 +718,8 @@ TEST(FTPWriteStreamBehind, NothingThatAServerDoesAboutAnEarlyRequestForAPortHarm
 
 TEST(FTPWriteStreamConfirmation, AResetAfterItIsNoFailureWhenTheFileIsWhole) {
   ScriptedFTPServer server;
-  const auto resetAfter = [](Session& session, const std::string& path) {
-    session.reply("150 Send it.");
-    session.openData();
-    session.note(path, session.receive());
-    session.reply("226 Stored.");
-    session.resetData();
-  };
-  const auto resetBefore = [](Session& session, const std::string& path) {
-    session.reply("150 Send it.");
-    session.openData();
-    session.note(path, session.receive());
-    session.resetData();
-    session.reply("226 Stored.");
-  };
-  for (const Action& action : {Action(resetAfter), Action(resetBefore)}) {
-    server.always("STOR", action);
+  for (const Action& end : {then(reply("226 Stored."), resetData()), then(resetData(), reply("226 Stored."))}) {
+    server.always("STOR", storePart(std::string::npos, end));
     for (const std::size_t size : {std::size_t{0}, smallSize, largeSize}) {
       for (int i = 0; i < 4; ++i) expectStored(server, "/" + std::to_string(i), contentOfSize(size));
     }
@@ -742,12 +728,7 @@ TEST(FTPWriteStreamConfirmation, AResetAfterItIsNoFailureWhenTheFileIsWhole) {
 
 TEST(FTPWriteStreamConfirmation, ADataConnectionThatTheServerLeavesOpenIsNoFailure) {
   ScriptedFTPServer server;
-  server.always("STOR", [](Session& session, const std::string& path) {
-    session.reply("150 Send it.");
-    session.openData();
-    session.note(path, session.receive());
-    session.reply("226 Stored.");
-  });
+  server.always("STOR", storePart(std::string::npos, reply("226 Stored.")));
   for (const char* path : {"/a", "/b", "/c"}) expectStored(server, path, "content");
   EXPECT_EQ(server.sessions(), 1U);
   // Nor when there are no sizes to be had.
