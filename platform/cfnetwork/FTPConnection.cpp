@@ -32,6 +32,27 @@ bool belongsElsewhere(const FTPReply& reply, const std::vector<int>& expected) {
 
 }  // namespace
 
+void FTPServerHabits::noteOrderlyEnd(bool lingered) {
+  if (lingering >= Lingering::Known) return;
+  if (!lingered) {
+    lingering = Lingering::Unknown;
+  } else {
+    lingering = lingering == Lingering::Unknown ? Lingering::Suspected : Lingering::Known;
+  }
+}
+
+void FTPServerHabits::noteReset(bool isWhole, bool isConfirmed) {
+  if (lingering == Lingering::Unavoidable) return;
+  if (isWhole) {
+    lingering = Lingering::Avoidable;
+  } else if (lingering == Lingering::Avoidable && !isConfirmed) {
+    // A lost packet is enough for that.
+    lingering = Lingering::Doubtful;
+  } else {
+    lingering = Lingering::Unavoidable;
+  }
+}
+
 FTPConnection::FTPConnection(Ref<NSRunLoop> runLoop, FTPEndpoint endpoint, const FTPLimits& limits)
     : runLoop_(std::move(runLoop)),
       endpoint_(std::move(endpoint)),

@@ -32,9 +32,20 @@ struct FTPServerHabits {
   enum class Order { Unknown, Likely, Kept, Broken };
   // What becomes of data that comes before the command to store it. Taken: all of it was stored.
   enum class EarlyData { Untried, Taken, Lost };
+  // Whether the server confirms a file only when our system has acknowledged the end of its data connection, a round
+  // trip late (it closes that connection with SO_LINGER set). Suspected, Known: it did so once, or twice in a row.
+  // Avoidable: it does not once the connection is reset, and has stored everything all the same. Doubtful: the last
+  // such file had to be sent again. Unavoidable: its connections are not reset.
+  enum class Lingering { Unknown, Suspected, Known, Avoidable, Doubtful, Unavoidable };
 
   Order order = Order::Unknown;
   EarlyData earlyData = EarlyData::Untried;
+  Lingering lingering = Lingering::Unknown;
+
+  // A file has been confirmed whose data connection was ended in good order.
+  void noteOrderlyEnd(bool lingered);
+  // A data connection was reset after all data had been sent. Whole: the server has stored it. Confirmed: it says so.
+  void noteReset(bool isWhole, bool isConfirmed);
 
   bool operator==(const FTPServerHabits&) const = default;
 };
@@ -91,10 +102,8 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   // that a connection that the server has closed in the meantime is noticed.
   bool isReusable();
   bool isThroughProxy() const { return throughProxy_; }
-  const FTPServerHabits& habits() const { return habits_; }
-  // What is known from an earlier connection to the same server.
-  void setHabits(const FTPServerHabits& habits) { habits_ = habits; }
-  void setEarlyData(FTPServerHabits::EarlyData earlyData) { habits_.earlyData = earlyData; }
+  // To begin with, nothing; what is known from an earlier connection to the same server may be put there.
+  FTPServerHabits& habits() { return habits_; }
   int descriptor() const { return socket_.get(); }
 
   // Makes a folder; the handler gets the reply. The port for the next transfer is asked for along with it.
@@ -109,7 +118,7 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   // for the next transfer is asked for along with it when the server is known to keep the order, and also when that is
   // only likely, provided that the transfer can be repeated.
   void store(const std::string& path, bool isRepeatable, ReplyHandler handler);
-  // Asks how many bytes a file has.
+  // Asks how many bytes a file has. During a transfer only for servers that keep the order.
   void requestSize(const std::string& path, ReplyHandler handler);
   // All data has been handed over and the data connection closed on this side.
   void transferSent();

@@ -7,6 +7,8 @@
 #include <utility>
 
 #include <linux/sockios.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/ioctl.h>
 #include <sys/sendfile.h>
 #include <sys/socket.h>
@@ -169,6 +171,16 @@ void FTPDataChannel::close() {
   startWatch();
 }
 
+bool FTPDataChannel::reset() {
+  int unsent = 0;
+  if (!socket_ || !closed_ || ioctl(socket_.get(), SIOCOUTQNSD, &unsent) != 0 || unsent != 0) return false;
+  source_.reset();
+  watch_.cancel();
+  setBreaksOff(true);
+  socket_.close();
+  return true;
+}
+
 FTPDataChannel::Ending FTPDataChannel::ending() {
   if (closed_ && !peerEnded_ && error_ == 0) {
     std::array<char, 4096> unwanted;
@@ -202,6 +214,13 @@ void FTPDataChannel::checkEnding() {
 int FTPDataChannel::unacknowledged() const {
   int bytes = 0;
   return ioctl(socket_.get(), SIOCOUTQ, &bytes) == 0 ? bytes : 0;
+}
+
+NSTimeInterval FTPDataChannel::roundTrip() const {
+  tcp_info information{};
+  socklen_t size = sizeof information;
+  if (getsockopt(socket_.get(), IPPROTO_TCP, TCP_INFO, &information, &size) != 0) return 0;
+  return information.tcpi_rtt / 1e6;
 }
 
 // Room is only announced when a good part of the kernel's buffer is free, which on a slow link can take longer than

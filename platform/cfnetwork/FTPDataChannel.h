@@ -50,12 +50,18 @@ class FTPDataChannel {
   // The end of the data: what was sent still arrives.
   void close();
 
+  // After close(): resets the connection, provided that everything has left our system; else does nothing and answers
+  // false. What of it has not arrived by then is lost. Nothing is told any more.
+  bool reset();
+
   // How the server has ended a connection that was closed here. A server that leaves bytes unread cannot end it in
   // good order: its system breaks the connection off instead.
   enum class Ending { None, Good, Broken };
   Ending ending();
   // Whether the server's system has acknowledged everything, the end included.
   bool isDrained() const { return closed_ && unacknowledged() == 0; }
+  // What a packet and its acknowledgement take, in seconds.
+  NSTimeInterval roundTrip() const;
 
  private:
   void connected(cfnetwork::SocketConnector::Result result);

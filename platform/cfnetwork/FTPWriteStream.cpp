@@ -20,6 +20,10 @@
 
 namespace {
 
+using EarlyData = FTPServerHabits::EarlyData;
+using Lingering = FTPServerHabits::Lingering;
+using Order = FTPServerHabits::Order;
+
 // So much of a file is kept until the server has confirmed it, so that a transfer can be repeated unseen. One
 // transfer buffer of the usual writer fits.
 constexpr std::size_t keptLimit = 512000;
@@ -33,6 +37,13 @@ constexpr std::size_t smallestTake = 65536;
 constexpr NSTimeInterval longestTurn = 0.1;
 constexpr NSTimeInterval longestReasonWait = 2;
 constexpr NSTimeInterval longestEndWait = 0.25;
+constexpr NSTimeInterval longestResetWait = 3;
+
+// What surely leaves our system in one go: ten packets (RFC 6928, section 2) of an ordinary link.
+constexpr std::uint64_t shortFile = 10 * 1200;
+
+// A round trip that is longer than this is worth saving.
+constexpr NSTimeInterval longRoundTrip = 0.002;
 
 int hexadecimalValue(char digit) {
   if (digit >= '0' && digit <= '9') return digit - '0';
@@ -180,7 +191,7 @@ void FTPWriteStream::openConnection() {
   fromPool_ = false;
   connection_ = std::make_shared<FTPConnection>(loop(), endpoint_, limits());
   connection_->setDelegate(this);
-  connection_->setHabits(FTPConnectionPool::ofThread().knownHabits(endpoint_));
+  connection_->habits() = FTPConnectionPool::ofThread().knownHabits(endpoint_);
   connection_->open();
 }
 
@@ -194,7 +205,9 @@ void FTPWriteStream::transfer() {
   phase_ = Phase::Transferring;
   store_ = Store::NotAsked;
   isTrial_ = false;
+  wasReset_ = false;
   dataEnded_ = false;
+  endTime_.reset();
   pending_ = kept_;
   channel_.reset();
   if (isFolder_) {
@@ -223,14 +236,14 @@ std::unique_ptr<FTPDataChannel> FTPWriteStream::makeChannel() {
 void FTPWriteStream::connectPassively() {
   connection_->requestPassivePort([this](std::uint16_t port, const Ref<NSError>& error) {
     if (port == 0) return failWith(error);
+    port_ = port;
     channel_ = makeChannel();
-    channel_->connect(*connection_, port);
+    channel_->connect(*connection_, port_);
     // What may harm the transfer is tried out only with a file of which all data is at hand, so that everything can be
     // sent once more: whether the server waits with the next port, and what becomes of data that comes early.
     const FTPServerHabits& habits = connection_->habits();
     const bool isUntried =
-        habits.order == FTPServerHabits::Order::Likely ||
-        (habits.order == FTPServerHabits::Order::Kept && habits.earlyData == FTPServerHabits::EarlyData::Untried);
+        habits.order == Order::Likely || (habits.order == Order::Kept && habits.earlyData == EarlyData::Untried);
     if (isUntried && !ending_) {
       store_ = Store::Held;
     } else {
@@ -259,9 +272,17 @@ void FTPWriteStream::sendStore(bool isRepeatable) {
 void FTPWriteStream::storeReply(const FTPReply& reply) {
   if (reply.isPreliminary()) {
     store_ = Store::Accepted;
+    resetIfWorthwhile();
     return proceed();
   }
+  if (wasReset_) {
+    isConfirmed_ = reply.isCompletion();
+    store_ = Store::Checking;
+    return;
+  }
   if (isTrial_ && (reply.isRefusal() || !dataEnded_)) return startOver();
+  if (isRewriting_ && !reply.isCompletion()) return rewriteRefused();
+  if (isRewriting_ && !dataEnded_) return startOver();
   // Servers close a port that they have given ahead of time some time later.
   const bool isPortGone = reply.code == 425 && connection_->isPortFromAhead();
   if (isPortGone && mayStartOver(true)) return startOver();
@@ -282,13 +303,16 @@ void FTPWriteStream::checkSize(bool isConfirmationEnough) {
   store_ = Store::Checking;
   patience_.reset();
   const Ref<NSError> doubt = failure_ ? failure_ : cutShortError();
-  if (!connection_->isLoggedIn()) return isConfirmationEnough ? finish() : failWith(doubt);
+  if (!connection_->isLoggedIn()) {
+    if (isRewriting_) return startOver();
+    return isConfirmationEnough ? finish() : failWith(doubt);
+  }
   connection_->requestSize(path_, [this, doubt, isConfirmationEnough](const FTPReply& reply) {
     const bool isUnknownCommand = reply.code >= 500 && reply.code <= 504;
     const bool isWhole = FTPSizeFromReply(reply) == written_ || (isUnknownCommand && isConfirmationEnough);
-    if (isTrial_ && !isWhole) return startOver();
+    if ((isTrial_ || isRewriting_) && !isWhole) return startOver();
     if (!isWhole) return failWith(doubt);
-    if (isTrial_) connection_->setEarlyData(FTPServerHabits::EarlyData::Taken);
+    if (isTrial_) connection_->habits().earlyData = EarlyData::Taken;
     finish();
   });
 }
@@ -300,7 +324,7 @@ void FTPWriteStream::confirm() {
   if (connection_->isThroughProxy()) return finish();
   switch (channel_->ending()) {
     case FTPDataChannel::Ending::Good:
-      return finish();
+      return confirmWithEnd();
     case FTPDataChannel::Ending::Broken:
       return checkSize();
     case FTPDataChannel::Ending::None:
@@ -313,6 +337,92 @@ void FTPWriteStream::confirm() {
 void FTPWriteStream::confirmWithoutEnd() {
   if (channel_->isDrained()) return checkSize(true);
   after(longestEndWait, &FTPWriteStream::confirmWithoutEnd);
+}
+
+void FTPWriteStream::confirmWithEnd() {
+  FTPServerHabits& habits = connection_->habits();
+  habits.noteOrderlyEnd(hasLingered());
+  const bool isDue = habits.lingering == Lingering::Known && mayReset() && written_ > 0 && written_ <= shortFile;
+  // One that was too much for a reset even so shows that they cannot be used here.
+  if (isDue && isRewriting_) habits.lingering = Lingering::Unavoidable;
+  if (isDue && !isRewriting_) return rewrite();
+  finish();
+}
+
+bool FTPWriteStream::hasLingered() const {
+  if (!endTime_) return false;
+  const std::chrono::duration<NSTimeInterval> delay = std::chrono::steady_clock::now() - *endTime_;
+  const NSTimeInterval roundTrip = channel_->roundTrip();
+  return roundTrip >= longRoundTrip && delay.count() >= roundTrip / 2 && delay.count() <= roundTrip * 2;
+}
+
+// A file whose data connection is reset may have to be sent again, which some servers do not allow. So the first one
+// is a file that has been stored already: a server that refuses it the second time leaves it as it is.
+void FTPWriteStream::rewrite() {
+  isRewriting_ = true;
+  transfer();
+}
+
+void FTPWriteStream::rewriteRefused() {
+  connection_->habits().lingering = Lingering::Unavoidable;
+  store_ = Store::Checking;
+  connection_->requestSize(path_, [this](const FTPReply& reply) { sizeOfRewritten(reply); });
+}
+
+void FTPWriteStream::sizeOfRewritten(const FTPReply& reply) {
+  if (FTPSizeFromReply(reply) == written_) return finish();
+  isRewriting_ = false;
+  transfer();
+}
+
+// Only where all that is needed to send the file again is known to work: what is asked behind a transfer waits for it,
+// and the server tells sizes.
+bool FTPWriteStream::mayReset() const {
+  const FTPServerHabits& habits = connection_->habits();
+  return canRepeat() && !connection_->isThroughProxy() && habits.order == Order::Kept &&
+         habits.earlyData == EarlyData::Taken;
+}
+
+// A server that waits for our system to acknowledge the end of its data connection does not when there is no such
+// connection any more, which saves a round trip. What it has not received by then is lost; it notices, and so do we by
+// the file's size. So only what has all left our system already is worth it, the usual small file.
+void FTPWriteStream::resetIfWorthwhile() {
+  if (!dataEnded_ || store_ < Store::Asked || store_ > Store::Accepted || failure_ || !mayReset()) return;
+  const Lingering lingering = connection_->habits().lingering;
+  const bool isUsed = isRewriting_ || lingering == Lingering::Avoidable || lingering == Lingering::Doubtful;
+  if (!isUsed || wasReset_ || !channel_ || !channel_->reset()) return;
+  wasReset_ = true;
+  isConfirmed_ = false;
+  connection_->transferDrained();
+  connection_->requestSize(path_, [this](const FTPReply& reply) { sizeAfterReset(reply); });
+  after(std::min(longestResetWait, limits().reply), &FTPWriteStream::resetUnanswered);
+}
+
+void FTPWriteStream::sizeAfterReset(const FTPReply& reply) {
+  patience_.reset();
+  const bool isWhole = isConfirmed_ && FTPSizeFromReply(reply) == written_;
+  connection_->habits().noteReset(isWhole, isConfirmed_);
+  if (isWhole) return finish();
+  isRewriting_ = false;
+  transfer();
+}
+
+// When data gets lost and the reset with it, nothing is left on our side that would tell the server: it waits for the
+// rest, or for the data connection.
+void FTPWriteStream::resetUnanswered() {
+  connection_->habits().lingering = Lingering::Unavoidable;
+  if (store_ == Store::Asked && passive_) {
+    connectAgain();
+  } else {
+    startOver();
+  }
+}
+
+void FTPWriteStream::connectAgain() {
+  dataEnded_ = false;
+  pending_ = kept_;
+  channel_ = makeChannel();
+  channel_->connect(*connection_, port_);
 }
 
 // The server has given the next port in the middle of the transfer.
@@ -336,12 +446,15 @@ void FTPWriteStream::connectionDidFail(const Ref<NSError>& error) {
 bool FTPWriteStream::mayStartOver(bool isNothingStored) const {
   // After a failure the writer may have been told that a write has failed.
   if (failure_ || !canRepeat()) return false;
-  return isTrial_ || (fromPool_ && !startedOver_ && isNothingStored);
+  return isTrial_ || isRewriting_ || wasReset_ || (fromPool_ && !startedOver_ && isNothingStored);
 }
 
 void FTPWriteStream::startOver() {
   if (isTrial_) {
-    connection_->setEarlyData(FTPServerHabits::EarlyData::Lost);
+    connection_->habits().earlyData = EarlyData::Lost;
+  } else if (isRewriting_ || wasReset_) {
+    connection_->habits().lingering = Lingering::Unavoidable;
+    isRewriting_ = false;
   } else {
     startedOver_ = true;
   }
@@ -376,7 +489,8 @@ void FTPWriteStream::dataChannelDidDrain() { connection_->transferDrained(); }
 
 void FTPWriteStream::dataChannelDidEnd() {
   const Ref<NSStream> keptAlive(this);
-  if (store_ == Store::Confirmed) return finish();
+  if (store_ == Store::Confirmed) return confirmWithEnd();
+  endTime_ = std::chrono::steady_clock::now();
   if (store_ < Store::Checking) connection_->transferDrained();
 }
 
@@ -384,9 +498,10 @@ void FTPWriteStream::dataChannelDidFail(const Ref<NSError>& error) {
   const Ref<NSStream> keptAlive(this);
   const bool isNothingStored = store_ < Store::Accepted || !channel_->isConnected();
   channel_.reset();
-  if (store_ == Store::Checking) return;
+  if (store_ == Store::Checking || wasReset_) return;
   if (store_ == Store::Confirmed) return checkSize();
-  if ((isTrial_ || connection_->isPortFromAhead()) && mayStartOver(isNothingStored)) return startOver();
+  const bool isOwnDoing = isTrial_ || isRewriting_ || connection_->isPortFromAhead();
+  if (isOwnDoing && mayStartOver(isNothingStored)) return startOver();
   waitForReason(error);
 }
 
@@ -406,13 +521,13 @@ void FTPWriteStream::proceed() {
 // Others send it only when the data connection has been made, a round trip later, and get the data without waiting
 // once a trial has shown that they store it.
 bool FTPWriteStream::mayHandOver() const {
-  const bool early = isTrial_ || connection_->habits().earlyData == FTPServerHabits::EarlyData::Taken;
+  const bool early = isTrial_ || connection_->habits().earlyData == EarlyData::Taken;
   return store_ >= Store::Accepted || (store_ == Store::Asked && early);
 }
 
 // All data is at hand. On trial it goes first, so that it is at the server before the command.
 void FTPWriteStream::sendHeld() {
-  isTrial_ = !pending_.empty() && connection_->habits().earlyData == FTPServerHabits::EarlyData::Untried;
+  isTrial_ = !pending_.empty() && connection_->habits().earlyData == EarlyData::Untried;
   if (isTrial_ && sendPending()) endData();
   if (store_ == Store::Held) sendStore(true);
 }
@@ -516,6 +631,7 @@ void FTPWriteStream::endData() {
   dataEnded_ = true;
   channel_->close();
   connection_->transferSent();
+  resetIfWorthwhile();
 }
 
 void FTPWriteStream::close() {

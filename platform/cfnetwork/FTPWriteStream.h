@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -58,7 +59,7 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
     Held,       // asked for as soon as it is known whether all of the file can be kept
     Asked,      // not answered yet
     Accepted,   // the server has begun to store
-    Checking,   // the server says that it has stored everything, and is asked how much that is
+    Checking,   // the server is asked how much it has stored
     Confirmed,  // the server says that it has stored everything
   };
 
@@ -87,6 +88,16 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
   void checkSize(bool isConfirmationEnough = false);
   void confirm();
   void confirmWithoutEnd();
+  void confirmWithEnd();
+  bool hasLingered() const;
+  void rewrite();
+  void rewriteRefused();
+  void sizeOfRewritten(const FTPReply& reply);
+  bool mayReset() const;
+  void resetIfWorthwhile();
+  void sizeAfterReset(const FTPReply& reply);
+  void resetUnanswered();
+  void connectAgain();
   bool mayStartOver() const { return mayStartOver(store_ < Store::Accepted); }
   bool mayStartOver(bool isNothingStored) const;
   void startOver();
@@ -126,12 +137,17 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
   std::unique_ptr<foundation::SignalSource> starter_;
   std::shared_ptr<FTPConnection> connection_;
   std::unique_ptr<FTPDataChannel> channel_;
+  std::uint16_t port_ = 0;  // the server's, for the data connection
 
   bool fromPool_ = false;  // the connection was used before, so it may have died unnoticed
   bool startedOver_ = false;
   bool isTrial_ = false;  // the data goes out ahead of the command, to find out what the server does with it
   Store store_ = Store::NotAsked;
-  bool dataEnded_ = false;  // everything is on its way and the data connection closed on this side
+  bool isRewriting_ = false;  // the file is stored; it is sent once more to find out whether resets can be used
+  bool wasReset_ = false;     // the data connection was, when all data had been sent
+  bool isConfirmed_ = false;  // by the final reply, after a reset
+  bool dataEnded_ = false;    // everything is on its way and the data connection closed on this side
+  std::optional<std::chrono::steady_clock::time_point> endTime_;  // of the data connection's orderly end
   bool opened_ = false;
   bool ending_ = false;   // the writer has no more data
   bool waiting_ = false;  // inside close()
