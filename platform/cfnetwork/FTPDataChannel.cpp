@@ -176,9 +176,22 @@ bool FTPDataChannel::reset() {
   if (!socket_ || !closed_ || ioctl(socket_.get(), SIOCOUTQNSD, &unsent) != 0 || unsent != 0) return false;
   source_.reset();
   watch_.cancel();
+  resetFrom_ = cfnetwork::SocketAddress::localOf(socket_.get());
+  resetTo_ = cfnetwork::SocketAddress::peerOf(socket_.get());
   setBreaksOff(true);
   socket_.close();
   return true;
+}
+
+// A request for the same connection. A system that has it still open answers with what it has received last, to which
+// ours, knowing nothing of it, answers with a reset ("half-open connections", RFC 9293, section 3.5.1).
+void FTPDataChannel::resetAgain() {
+  socket_ =
+      foundation::FileDescriptor(::socket(resetFrom_.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  setBreaksOff(true);
+  if (::bind(socket_.get(), reinterpret_cast<sockaddr*>(&resetFrom_.storage), resetFrom_.size) != 0) return;
+  [[maybe_unused]] const int pending =
+      ::connect(socket_.get(), reinterpret_cast<sockaddr*>(&resetTo_.storage), resetTo_.size);
 }
 
 FTPDataChannel::Ending FTPDataChannel::ending() {

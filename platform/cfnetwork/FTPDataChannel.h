@@ -53,6 +53,8 @@ class FTPDataChannel {
   // After close(): resets the connection, provided that everything has left our system; else does nothing and answers
   // false. What of it has not arrived by then is lost. Nothing is told any more.
   bool reset();
+  // After reset(), which may have got lost on its way: has the server's system notice that the connection is gone.
+  void resetAgain();
 
   // How the server has ended a connection that was closed here. A server that leaves bytes unread cannot end it in
   // good order: its system breaks the connection off instead.
@@ -84,6 +86,7 @@ class FTPDataChannel {
   foundation::FileDescriptor listener_;
   cfnetwork::SocketAddress server_;  // who may connect to the listener
   foundation::FileDescriptor socket_;
+  cfnetwork::SocketAddress resetFrom_, resetTo_;  // the ends of the connection that was reset
   std::optional<foundation::DescriptorSource> source_;
   foundation::TimerSource watch_;
   NSTimeInterval withoutProgress_ = 0;

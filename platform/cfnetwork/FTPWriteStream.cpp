@@ -208,6 +208,7 @@ void FTPWriteStream::transfer() {
   wasReset_ = false;
   dataEnded_ = false;
   endTime_.reset();
+  patience_.reset();
   pending_ = kept_;
   channel_.reset();
   if (isFolder_) {
@@ -235,7 +236,7 @@ std::unique_ptr<FTPDataChannel> FTPWriteStream::makeChannel() {
 
 void FTPWriteStream::connectPassively() {
   connection_->requestPassivePort([this](std::uint16_t port, const Ref<NSError>& error) {
-    if (port == 0) return failWith(error);
+    if (port == 0) return giveUp(error);
     port_ = port;
     channel_ = makeChannel();
     channel_->connect(*connection_, port_);
@@ -256,15 +257,16 @@ void FTPWriteStream::connectPassively() {
 void FTPWriteStream::listenActively() {
   channel_ = makeChannel();
   const auto address = channel_->listen(*connection_);
-  if (!address) return failWith(NSError::errorWithPOSIXCode(errno));
+  if (!address) return giveUp(NSError::errorWithPOSIXCode(errno));
   connection_->requestActiveMode(*address, [this](const FTPReply& reply) {
-    if (!reply.isCompletion()) return failWith(cfnetwork::errorWithReply(reply));
+    if (!reply.isCompletion()) return giveUp(cfnetwork::errorWithReply(reply));
     sendStore(false);
   });
 }
 
 void FTPWriteStream::sendStore(bool isRepeatable) {
   store_ = Store::Asked;
+  isIntact_ = false;
   connection_->store(path_, isRepeatable, [this](const FTPReply& reply) { storeReply(reply); });
   if (dataEnded_) connection_->transferSent();
 }
@@ -275,17 +277,13 @@ void FTPWriteStream::storeReply(const FTPReply& reply) {
     resetIfWorthwhile();
     return proceed();
   }
-  if (wasReset_) {
-    isConfirmed_ = reply.isCompletion();
-    store_ = Store::Checking;
-    return;
-  }
+  if (wasReset_) return resetNoticed(reply.isCompletion());
   if (isTrial_ && (reply.isRefusal() || !dataEnded_)) return startOver();
-  if (isRewriting_ && !reply.isCompletion()) return rewriteRefused();
-  if (isRewriting_ && !dataEnded_) return startOver();
+  if (isRewriting_ && !reply.isCompletion()) return rewriteRefused(cfnetwork::errorWithReply(reply));
   // Servers close a port that they have given ahead of time some time later.
   const bool isPortGone = reply.code == 425 && connection_->isPortFromAhead();
-  if (isPortGone && mayStartOver(true)) return startOver();
+  const bool isAmiss = owesFile() && (!reply.isCompletion() || !dataEnded_);
+  if ((isPortGone || isAmiss) && mayStartOver(true)) return startOver();
   if (!reply.isCompletion()) return failWith(cfnetwork::errorWithReply(reply));
   if (!dataEnded_) {
     // The server may have more to say about it, which must not be taken for the reply to something else.
@@ -304,14 +302,14 @@ void FTPWriteStream::checkSize(bool isConfirmationEnough) {
   patience_.reset();
   const Ref<NSError> doubt = failure_ ? failure_ : cutShortError();
   if (!connection_->isLoggedIn()) {
-    if (isRewriting_) return startOver();
-    return isConfirmationEnough ? finish() : failWith(doubt);
+    if (isConfirmationEnough) return finish();
+    return giveUp(doubt);
   }
   connection_->requestSize(path_, [this, doubt, isConfirmationEnough](const FTPReply& reply) {
     const bool isUnknownCommand = reply.code >= 500 && reply.code <= 504;
     const bool isWhole = FTPSizeFromReply(reply) == written_ || (isUnknownCommand && isConfirmationEnough);
-    if ((isTrial_ || isRewriting_) && !isWhole) return startOver();
-    if (!isWhole) return failWith(doubt);
+    if (isTrial_ && !isWhole) return startOver();
+    if (!isWhole) return giveUp(doubt);
     if (isTrial_) connection_->habits().earlyData = EarlyData::Taken;
     finish();
   });
@@ -342,10 +340,8 @@ void FTPWriteStream::confirmWithoutEnd() {
 void FTPWriteStream::confirmWithEnd() {
   FTPServerHabits& habits = connection_->habits();
   habits.noteOrderlyEnd(hasLingered());
-  const bool isDue = habits.lingering == Lingering::Known && mayReset() && written_ > 0 && written_ <= shortFile;
-  // One that was too much for a reset even so shows that they cannot be used here.
-  if (isDue && isRewriting_) habits.lingering = Lingering::Unavoidable;
-  if (isDue && !isRewriting_) return rewrite();
+  const bool isDue = habits.lingering == Lingering::Known && !isRewriting_ && connection_->isLoggedIn();
+  if (isDue && mayReset() && written_ > 0 && written_ <= shortFile) return rewrite();
   finish();
 }
 
@@ -360,18 +356,24 @@ bool FTPWriteStream::hasLingered() const {
 // is a file that has been stored already: a server that refuses it the second time leaves it as it is.
 void FTPWriteStream::rewrite() {
   isRewriting_ = true;
+  isIntact_ = true;
   transfer();
 }
 
-void FTPWriteStream::rewriteRefused() {
+void FTPWriteStream::rewriteRefused(const Ref<NSError>& refusal) {
   connection_->habits().lingering = Lingering::Unavoidable;
   store_ = Store::Checking;
-  connection_->requestSize(path_, [this](const FTPReply& reply) { sizeOfRewritten(reply); });
+  patience_.reset();
+  connection_->requestSize(path_, [this, refusal](const FTPReply& reply) {
+    if (FTPSizeFromReply(reply) == written_) return finish();
+    if (!isRepeat_ && !failure_) return repeat();
+    giveUp(refusal);
+  });
 }
 
-void FTPWriteStream::sizeOfRewritten(const FTPReply& reply) {
-  if (FTPSizeFromReply(reply) == written_) return finish();
-  isRewriting_ = false;
+// Once more on the same connection, and without a reset.
+void FTPWriteStream::repeat() {
+  isRepeat_ = true;
   transfer();
 }
 
@@ -387,34 +389,39 @@ bool FTPWriteStream::mayReset() const {
 // connection any more, which saves a round trip. What it has not received by then is lost; it notices, and so do we by
 // the file's size. So only what has all left our system already is worth it, the usual small file.
 void FTPWriteStream::resetIfWorthwhile() {
-  if (!dataEnded_ || store_ < Store::Asked || store_ > Store::Accepted || failure_ || !mayReset()) return;
+  const bool isUnderWay = store_ == Store::Asked || store_ == Store::Accepted;
+  if (!dataEnded_ || !isUnderWay || wasReset_ || isRepeat_ || failure_ || !mayReset()) return;
   const Lingering lingering = connection_->habits().lingering;
   const bool isUsed = isRewriting_ || lingering == Lingering::Avoidable || lingering == Lingering::Doubtful;
-  if (!isUsed || wasReset_ || !channel_ || !channel_->reset()) return;
+  if (!isUsed || !channel_ || !channel_->reset()) return;
   wasReset_ = true;
   isConfirmed_ = false;
   connection_->transferDrained();
   connection_->requestSize(path_, [this](const FTPReply& reply) { sizeAfterReset(reply); });
-  after(std::min(longestResetWait, limits().reply), &FTPWriteStream::resetUnanswered);
+  after(std::min(longestResetWait, limits().reply / 4), &FTPWriteStream::resetUnnoticed);
+}
+
+void FTPWriteStream::resetNoticed(bool isConfirmed) {
+  patience_.reset();
+  isConfirmed_ = isConfirmed;
+  store_ = Store::Checking;
 }
 
 void FTPWriteStream::sizeAfterReset(const FTPReply& reply) {
-  patience_.reset();
   const bool isWhole = isConfirmed_ && FTPSizeFromReply(reply) == written_;
   connection_->habits().noteReset(isWhole, isConfirmed_);
-  if (isWhole) return finish();
-  isRewriting_ = false;
-  transfer();
+  isWhole ? finish() : repeat();
 }
 
 // When data gets lost and the reset with it, nothing is left on our side that would tell the server: it waits for the
-// rest, or for the data connection.
-void FTPWriteStream::resetUnanswered() {
+// rest, or for the data connection. Not on a new connection of ours: it may keep the file locked meanwhile, and remove
+// it when it gives up.
+void FTPWriteStream::resetUnnoticed() {
   connection_->habits().lingering = Lingering::Unavoidable;
   if (store_ == Store::Asked && passive_) {
     connectAgain();
   } else {
-    startOver();
+    channel_->resetAgain();
   }
 }
 
@@ -436,29 +443,37 @@ void FTPWriteStream::connectionDidOvertakeTransfer() {
 void FTPWriteStream::connectionDidFail(const Ref<NSError>& error) {
   const Ref<NSStream> keptAlive(this);
   if (store_ == Store::Confirmed) return;
+  if (isIntact_) return finish();
   if (mayStartOver()) return startOver();
   failWith(failure_ ? failure_ : error);
 }
 
 // A kept connection that has died since, or a port asked for ahead of time that is no longer open, is replaced unseen:
 // once, and only while the server has stored nothing and all data so far is still here. A trial that goes wrong in any
-// way is repeated without running ahead.
+// way is repeated without running ahead, and a file that a reset or its trial has harmed without a reset.
 bool FTPWriteStream::mayStartOver(bool isNothingStored) const {
   // After a failure the writer may have been told that a write has failed.
   if (failure_ || !canRepeat()) return false;
-  return isTrial_ || isRewriting_ || wasReset_ || (fromPool_ && !startedOver_ && isNothingStored);
+  return isTrial_ || owesFile() || (fromPool_ && !startedOver_ && isNothingStored);
 }
 
 void FTPWriteStream::startOver() {
   if (isTrial_) {
     connection_->habits().earlyData = EarlyData::Lost;
-  } else if (isRewriting_ || wasReset_) {
+  } else if (owesFile()) {
     connection_->habits().lingering = Lingering::Unavoidable;
-    isRewriting_ = false;
+    isRepeat_ = true;
+    isLastAttempt_ = true;
   } else {
     startedOver_ = true;
   }
   replaceConnection();
+}
+
+// Nothing more can be done about the file on this connection.
+void FTPWriteStream::giveUp(const Ref<NSError>& error) {
+  if (isIntact_) return finish();
+  owesFile() && mayStartOver() ? startOver() : failWith(error);
 }
 
 void FTPWriteStream::replaceConnection() {
@@ -498,9 +513,9 @@ void FTPWriteStream::dataChannelDidFail(const Ref<NSError>& error) {
   const Ref<NSStream> keptAlive(this);
   const bool isNothingStored = store_ < Store::Accepted || !channel_->isConnected();
   channel_.reset();
-  if (store_ == Store::Checking || wasReset_) return;
+  if (store_ == Store::Checking) return;
   if (store_ == Store::Confirmed) return checkSize();
-  const bool isOwnDoing = isTrial_ || isRewriting_ || connection_->isPortFromAhead();
+  const bool isOwnDoing = isTrial_ || owesFile() || connection_->isPortFromAhead();
   if (isOwnDoing && mayStartOver(isNothingStored)) return startOver();
   waitForReason(error);
 }
@@ -693,6 +708,10 @@ void FTPWriteStream::after(NSTimeInterval seconds, void (FTPWriteStream::*action
 }
 
 void FTPWriteStream::finish() {
+  // The file was to be sent with a reset, which was not to be done.
+  if (isRewriting_ && connection_->habits().lingering == Lingering::Known) {
+    connection_->habits().lingering = Lingering::Unavoidable;
+  }
   phase_ = Phase::Over;
   letGo();
 }

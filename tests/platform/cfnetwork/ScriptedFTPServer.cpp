@@ -335,6 +335,11 @@ bool ScriptedFTPServer::Session::openData() {
   return static_cast<bool>(data_);
 }
 
+void ScriptedFTPServer::Session::skipData() {
+  if (!wait(listener_, POLLIN)) throw Over();
+  const FileDescriptor skipped(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+}
+
 bool ScriptedFTPServer::Session::hasEarlyData(double seconds) {
   pollfd descriptors[] = {
       {listener_.get(), POLLIN, 0}, {control_.get(), POLLIN, 0}, {server_.closing_.get(), POLLIN, 0}};
@@ -396,6 +401,13 @@ void ScriptedFTPServer::Session::sendData(std::string_view bytes) {
   }
 }
 
+bool ScriptedFTPServer::Session::waitForReset(double seconds) {
+  pollfd descriptors[] = {{data_.get(), 0, 0}, {server_.closing_.get(), POLLIN, 0}};
+  const bool isReset = ::poll(descriptors, 2, static_cast<int>(seconds * 1000)) > 0 && descriptors[0].revents != 0;
+  if (isReset) dataEnd_ = End::Reset;
+  return isReset;
+}
+
 void ScriptedFTPServer::Session::closeData() {
   data_.close();
   if (!dataEnd_) dataEnd_ = End::ByServer;
@@ -406,10 +418,10 @@ void ScriptedFTPServer::Session::resetData() {
   closeData();
 }
 
-void ScriptedFTPServer::Session::note(const std::string& path, const std::string& content) {
+void ScriptedFTPServer::Session::note(const std::string& path, const std::string& content, bool isFile) {
   server_.note([&] {
     server_.transfers_.push_back({path, content, dataEnd_.value_or(End::ByServer)});
-    if (dataEnd_ == End::Orderly) server_.files_[path] = content;
+    if (isFile || dataEnd_ == End::Orderly) server_.files_[path] = content;
   });
 }
 

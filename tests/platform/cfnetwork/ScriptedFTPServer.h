@@ -149,6 +149,8 @@ class ScriptedFTPServer::Session {
   void useActive(const std::string& host, std::uint16_t port);
   // Makes or accepts the data connection as agreed; false when the client does not come about.
   bool openData();
+  // Accepts a data connection and forgets about it, as though it had never come: the next one is taken.
+  void skipData();
   // Accepts the data connection before the command it is for, and waits for bytes or the end on it for so long: whether
   // they came. Not when another command comes before the data connection.
   bool hasEarlyData(double seconds);
@@ -160,10 +162,12 @@ class ScriptedFTPServer::Session {
   void sendData(std::string_view bytes);
   // Whether receive() has found the data's end, and which.
   const std::optional<End>& dataEnd() const { return dataEnd_; }
+  // Waits until the client has reset the data connection, which may come after an end that looked orderly.
+  bool waitForReset(double seconds);
   void closeData();
   void resetData();
-  // Notes what came on the data connection, as a file when it had an orderly end.
-  void note(const std::string& path, const std::string& content);
+  // Notes what came on the data connection, as a file when it had an orderly end or when told so.
+  void note(const std::string& path, const std::string& content, bool isFile = false);
 
   std::string user;
   bool loggedIn = false;
