@@ -6,6 +6,7 @@ Packets really travel: opening a connection costs its round trip like everything
 import fcntl
 import os
 import selectors
+import socket
 import struct
 import subprocess
 import threading
@@ -38,11 +39,32 @@ class Side(NetworkNamespace):
         super().close()
 
 
-class LatencyLink:
-    """`client` and `server` are the two sides; `round_trip` is in seconds."""
+class Packet:
+    """A TCP packet on its way to the server."""
 
-    def __init__(self, round_trip):
+    def __init__(self, content):
+        header = (content[0] & 0x0F) * 4
+        total = struct.unpack_from(">H", content, 2)[0]
+        self.source, self.target = struct.unpack_from(">HH", content, header)
+        flags = content[header + 13]
+        self.is_end, self.is_request, self.is_reset = (bool(flags & bit) for bit in (0x01, 0x02, 0x04))
+        self.length = total - header - (content[header + 12] >> 4) * 4  # of the data in it
+
+    @classmethod
+    def read(cls, content):
+        is_tcp = len(content) >= 40 and content[0] >> 4 == 4 and content[9] == socket.IPPROTO_TCP
+        return cls(content) if is_tcp else None
+
+
+class LatencyLink:
+    """`client` and `server` are the two sides; `round_trip` is in seconds.
+
+    `loses` is asked about every `Packet` to the server; those for which it says so get lost.
+    """
+
+    def __init__(self, round_trip, loses=None):
         self._delay = round_trip / 2
+        self._loses = loses
         self.client = Side("10.64.0.1")
         self.server = Side("10.64.0.2")
         self._wake_reader, self._wake_writer = os.pipe()
@@ -72,13 +94,20 @@ class LatencyLink:
                 if key.data is None:
                     selector.close()
                     return
-                under_way += _waiting_packets(key.fd, key.data, self._delay)
+                packets = _waiting_packets(key.fd, key.data, self._delay)
+                if self._loses and key.fd == self.client.tunnel:
+                    packets = [packet for packet in packets if not self._is_lost(packet[2])]
+                under_way += packets
             now = time.monotonic()
             arrived = 0
             while arrived < len(under_way) and under_way[arrived][0] <= now:
                 _deliver(*under_way[arrived][1:])
                 arrived += 1
             del under_way[:arrived]
+
+    def _is_lost(self, content):
+        packet = Packet.read(content)
+        return packet is not None and self._loses(packet)
 
 
 def _waiting_packets(source, target, delay):

@@ -130,6 +130,7 @@ def _password_hash(password):
 class Vsftpd(Server):
     name = "vsftpd"
     logs_commands = True
+    settings = ""  # lines of the configuration that are different
 
     def command(self):
         # The account exists only in a mount namespace of the server's own, so the system's files stay untouched.
@@ -137,6 +138,7 @@ class Vsftpd(Server):
             "root:x:0:0::/:/bin/sh\n",
             "nobody:x:65534:65534::/nonexistent:/usr/sbin/nologin\n",
             f"{self.username}:x:{USER_ID}:{GROUP_ID}::{self.root}:/bin/sh\n",
+            f"ftp:x:{USER_ID}:{GROUP_ID}::{self.root}:/bin/sh\n",
         )))
         self._write("shadow", f"{self.username}:{_password_hash(self.password)}:19000:0:99999:7:::\n", 0o600)
         (self.folder / "pam.d").mkdir()
@@ -167,7 +169,7 @@ dual_log_enable=YES
 xferlog_file={self.folder}/transfers
 vsftpd_log_file={self.log}
 log_ftp_protocol={"YES" if self.logs_commands else "NO"}
-""")
+{self.settings}""")
         program = SERVERS_FOLDER / "vsftpd" / "usr/sbin/vsftpd"
         mounts = " && ".join(f"mount --bind {self.folder}/{name} /etc/{name}" for name in ("passwd", "shadow", "pam.d"))
         return ["unshare", "--mount", "sh", "-c", f"{mounts} && exec {program} {self.folder}/vsftpd.conf"]
