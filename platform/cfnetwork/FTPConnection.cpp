@@ -304,7 +304,7 @@ void FTPConnection::handleDuringTransfer(const FTPReply& reply) {
 // Whether a refusal that comes during a transfer may be the answer to the command that was sent behind it.
 bool FTPConnection::mayBeOfCommandBehind(const FTPReply& reply) const {
   if (habits_.order == Order::Kept) return false;
-  return habits_.order != Order::Unknown || (reply.code >= 500 && reply.code <= 504) || reply.code == 530;
+  return habits_.order != Order::Unknown || reply.isOfUnusableCommand() || reply.code == 530;
 }
 
 void FTPConnection::orderBroken() {

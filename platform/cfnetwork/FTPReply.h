@@ -15,6 +15,8 @@ struct FTPReply {
   bool isCompletion() const { return code >= 200 && code < 300; }
   bool isIntermediate() const { return code >= 300 && code < 400; }
   bool isRefusal() const { return code >= 400; }
+  // The server does not know the command, does not do it, or not now.
+  bool isOfUnusableCommand() const { return code >= 500 && code <= 504; }
 };
 
 // Cuts what a server sends into replies, however it is split into packets. Memory is bounded whatever is sent.

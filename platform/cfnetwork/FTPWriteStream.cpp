@@ -306,8 +306,7 @@ void FTPWriteStream::checkSize(bool isConfirmationEnough) {
     return giveUp(doubt);
   }
   connection_->requestSize(path_, [this, doubt, isConfirmationEnough](const FTPReply& reply) {
-    const bool isUnknownCommand = reply.code >= 500 && reply.code <= 504;
-    const bool isWhole = FTPSizeFromReply(reply) == written_ || (isUnknownCommand && isConfirmationEnough);
+    const bool isWhole = FTPSizeFromReply(reply) == written_ || (reply.isOfUnusableCommand() && isConfirmationEnough);
     if (isTrial_ && !isWhole) return startOver();
     if (!isWhole) return giveUp(doubt);
     if (isTrial_) connection_->habits().earlyData = EarlyData::Taken;

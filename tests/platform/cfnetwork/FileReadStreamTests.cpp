@@ -84,15 +84,20 @@ TEST(FileReadStream, IsAtTheEndOfAnEmptyFileAfterTheFirstRead) {
   EXPECT_FALSE(recorder.has(NSStreamEventErrorOccurred));
 }
 
-TEST(FileReadStream, OpensAFolderAndIsAtItsEndAfterTheFirstRead) {
-  const TemporaryDirectory folder;
-  const auto stream = make<FileReadStream>(folder.path());
+// It opens, and is at its end after the first read.
+void expectAnEmptyStream(const std::string& path) {
+  const auto stream = make<FileReadStream>(path);
   StreamRecorder recorder(stream);
   stream->open();
   EXPECT_EQ(readUpTo(*stream, 10), "");
   StreamRecorder::settle();
   EXPECT_EQ(recorder.events,
             (std::vector{NSStreamEventOpenCompleted, NSStreamEventHasBytesAvailable, NSStreamEventEndEncountered}));
+}
+
+TEST(FileReadStream, OpensAFolderAndIsAtItsEndAfterTheFirstRead) {
+  const TemporaryDirectory folder;
+  expectAnEmptyStream(folder.path());
 }
 
 TEST(FileReadStream, ReadingNoBytesIsNotTheEnd) {
@@ -159,13 +164,7 @@ TEST(FileReadStream, OpensAFolderThatMayNotBeRead) {
   chmod(folder.path().c_str(), 0755);
   chmod((folder / "closed").c_str(), 0);
   const OrdinaryUser user;
-  const auto stream = make<FileReadStream>(folder / "closed");
-  StreamRecorder recorder(stream);
-  stream->open();
-  EXPECT_EQ(readUpTo(*stream, 10), "");
-  StreamRecorder::settle();
-  EXPECT_EQ(recorder.events,
-            (std::vector{NSStreamEventOpenCompleted, NSStreamEventHasBytesAvailable, NSStreamEventEndEncountered}));
+  expectAnEmptyStream(folder / "closed");
 }
 
 TEST(FileReadStream, NeitherWaitsForAPipesWriterNorReadsAPipe) {
