@@ -1,6 +1,7 @@
 """Memory and open files over very many small files. Not run under the sanitizers, whose own memory would be all that is
 measured."""
 
+import itertools
 import os
 
 import processes
@@ -30,7 +31,10 @@ def test_100_000_files_are_sent_with_flat_memory_and_descriptors(owner, tmp_path
         assert [heard.record["Nth"] for heard in owner.heard] == list(range(1, TOTAL + 1))
         assert sum(len(files) for _, _, files in os.walk(server.root)) == 100_000
         sizes, descriptors = zip(*measured.values())
-        # Eight bytes for each item that is sent would be seen.
-        assert max(sizes) - sizes[0] < 512 << 10, measured
+        # The allocator takes what it needs now and then in one step. Eight bytes kept for each item that is sent would
+        # make every quarter of the run grow by 190 KB.
+        growth = [later - earlier for earlier, later in itertools.pairwise(sizes)]
+        assert min(growth) < 128 << 10, measured
+        assert max(sizes) - sizes[0] < 2 << 20, measured
         # One more or less for a data connection that is just being opened or closed.
         assert max(descriptors) - min(descriptors) <= 3, measured
