@@ -86,6 +86,8 @@ std::optional<cfnetwork::SocketAddress> FTPDataChannel::listen(const FTPConnecti
   address.setPort(0);
   listener_ =
       foundation::FileDescriptor(::socket(address.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  // Inherited by what connects to it.
+  if (listener_) cfnetwork::setBreaksOff(listener_.get(), true);
   const bool listening = listener_ &&
                          ::bind(listener_.get(), reinterpret_cast<sockaddr*>(&address.storage), address.size) == 0 &&
                          ::listen(listener_.get(), 1) == 0;
@@ -107,15 +109,9 @@ void FTPDataChannel::accept() {
   attach();
 }
 
-// Whether the system resets the connection when the socket goes, instead of ending it in good order.
-void FTPDataChannel::setBreaksOff(bool breaksOff) {
-  const linger setting{breaksOff ? 1 : 0, 0};
-  setsockopt(socket_.get(), SOL_SOCKET, SO_LINGER, &setting, sizeof setting);
-}
-
 void FTPDataChannel::attach() {
   // Set from the start, so that it holds for the process's end as well, however that comes.
-  setBreaksOff(true);
+  cfnetwork::setBreaksOff(socket_.get(), true);
   source_.emplace(runLoop_, socket_.get(), foundation::DescriptorSource::None, [this] { socketReady(); });
   delegate_.dataChannelDidConnect();
 }
@@ -165,7 +161,7 @@ void FTPDataChannel::askForSpace() {
 void FTPDataChannel::close() {
   if (!socket_ || closed_) return;
   closed_ = true;
-  setBreaksOff(false);
+  cfnetwork::setBreaksOff(socket_.get(), false);
   ::shutdown(socket_.get(), SHUT_WR);
   source_->setEvents(foundation::DescriptorSource::Readable);
   startWatch();
@@ -178,7 +174,7 @@ bool FTPDataChannel::reset() {
   watch_.cancel();
   resetFrom_ = cfnetwork::SocketAddress::localOf(socket_.get());
   resetTo_ = cfnetwork::SocketAddress::peerOf(socket_.get());
-  setBreaksOff(true);
+  cfnetwork::setBreaksOff(socket_.get(), true);
   socket_.close();
   return true;
 }
@@ -188,7 +184,7 @@ bool FTPDataChannel::reset() {
 void FTPDataChannel::resetAgain() {
   socket_ =
       foundation::FileDescriptor(::socket(resetFrom_.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
-  setBreaksOff(true);
+  cfnetwork::setBreaksOff(socket_.get(), true);
   if (::bind(socket_.get(), reinterpret_cast<sockaddr*>(&resetFrom_.storage), resetFrom_.size) != 0) return;
   [[maybe_unused]] const int pending =
       ::connect(socket_.get(), reinterpret_cast<sockaddr*>(&resetTo_.storage), resetTo_.size);

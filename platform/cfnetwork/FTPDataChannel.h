@@ -69,7 +69,6 @@ class FTPDataChannel {
   void connected(cfnetwork::SocketConnector::Result result);
   void accept();
   void attach();
-  void setBreaksOff(bool breaksOff);
   void waitForSpace();
   void socketReady();
   void startWatch();

@@ -155,18 +155,14 @@ class AddressConnector : public SocketConnector {
         }) {}
   AddressConnector(const AddressConnector&) = delete;
   AddressConnector& operator=(const AddressConnector&) = delete;
-  // An attempt that is given up may have got through already: the other side must not take it for a connection that
-  // was used and ended in good order.
-  ~AddressConnector() override {
-    if (!socket_) return;
-    const linger abort{1, 0};
-    setsockopt(socket_.get(), SOL_SOCKET, SO_LINGER, &abort, sizeof abort);
-  }
 
   void start(const SocketAddress& address, NSTimeInterval limit) {
     socket_ =
         foundation::FileDescriptor(::socket(address.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     error_ = socket_ ? 0 : errno;
+    // An attempt that is given up, or whose process is killed, may have got through already: the other side must not
+    // take it for a connection that was used and ended in good order.
+    if (socket_) setBreaksOff(socket_.get(), true);
     if (socket_ && ::connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address.storage), address.size) != 0) {
       error_ = errno == EINPROGRESS ? 0 : errno;
     }
@@ -207,6 +203,11 @@ class AddressConnector : public SocketConnector {
 };
 
 }  // namespace
+
+void setBreaksOff(int descriptor, bool breaksOff) {
+  const linger setting{breaksOff ? 1 : 0, 0};
+  setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &setting, sizeof setting);
+}
 
 SocketAddress SocketAddress::peerOf(int descriptor) {
   SocketAddress address;

@@ -32,6 +32,9 @@ struct SocketAddress {
   bool isSameHost(const SocketAddress& other) const;
 };
 
+// Whether the system resets a connection when its last descriptor goes, instead of ending it in good order.
+void setBreaksOff(int descriptor, bool breaksOff);
+
 // Which roads lead to a host.
 struct Route {
   bool useProxies = false;  // false: always direct
@@ -57,6 +60,7 @@ class SocketConnector {
   static std::unique_ptr<SocketConnector> connectToHost(const Ref<NSRunLoop>& runLoop, const std::string& host,
                                                         std::uint16_t port, const Route& route, NSTimeInterval limit,
                                                         Completion completion);
+  // The connection is set to be broken off, from the first packet on.
   static std::unique_ptr<SocketConnector> connectToAddress(const Ref<NSRunLoop>& runLoop, const SocketAddress& address,
                                                            NSTimeInterval limit, Completion completion);
 

@@ -374,6 +374,17 @@ TEST_F(SocketConnectorTest, ConnectsToAnAddressThatIsKnown) {
   }
 }
 
+TEST_F(SocketConnectorTest, AConnectionToAnAddressIsResetWhenItsProcessDies) {
+  const Port port("127.0.0.1");
+  connectToAddress(port.address());
+  wait();
+  linger setting{};
+  socklen_t size = sizeof setting;
+  ASSERT_EQ(getsockopt(result.descriptor.get(), SOL_SOCKET, SO_LINGER, &setting, &size), 0);
+  EXPECT_NE(setting.l_onoff, 0);
+  EXPECT_EQ(setting.l_linger, 0);
+}
+
 TEST_F(SocketConnectorTest, AnAddressThatRefusesIsAnError) {
   for (const char* host : {"127.0.0.1", "::1"}) {
     const RefusingPort port(host);
