@@ -110,7 +110,7 @@ void FTPDataChannel::accept() {
 }
 
 void FTPDataChannel::attach() {
-  // Set from the start, so that it holds for the process's end as well, however that comes.
+  // Holds for the process's end as well, however that comes. A connection through a proxy has it only from here on.
   cfnetwork::setBreaksOff(socket_.get(), true);
   source_.emplace(runLoop_, socket_.get(), foundation::DescriptorSource::None, [this] { socketReady(); });
   delegate_.dataChannelDidConnect();

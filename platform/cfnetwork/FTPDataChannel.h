@@ -43,7 +43,8 @@ class FTPDataChannel {
   bool hasSpace() const { return isConnected() && !blocked_ && !closed_; }
   // The number of bytes taken; 0 when there is no room now (then dataChannelHasSpace() follows); -1 with errno set.
   std::int64_t send(const std::uint8_t* bytes, std::size_t length);
-  // The same for the next bytes of an open file, which the system moves without a copy (sendfile). -1 also at its end.
+  // The same for the next bytes of an open file, which the system moves without a copy (sendfile). -1, without
+  // errno, also at its end.
   std::int64_t sendFile(int file, std::size_t length);
   // Has dataChannelHasSpace() called in a coming turn although there is room.
   void askForSpace();

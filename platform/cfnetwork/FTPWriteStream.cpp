@@ -365,14 +365,13 @@ void FTPWriteStream::rewriteRefused(const Ref<NSError>& refusal) {
   patience_.reset();
   connection_->requestSize(path_, [this, refusal](const FTPReply& reply) {
     if (FTPSizeFromReply(reply) == written_) return finish();
-    if (!isRepeat_ && !failure_) return repeat();
+    if (repeat_ == Repeat::None && !failure_) return repeat();
     giveUp(refusal);
   });
 }
 
-// Once more on the same connection, and without a reset.
 void FTPWriteStream::repeat() {
-  isRepeat_ = true;
+  repeat_ = Repeat::OnSameConnection;
   transfer();
 }
 
@@ -389,7 +388,7 @@ bool FTPWriteStream::mayReset() const {
 // the file's size. So only what has all left our system already is worth it, the usual small file.
 void FTPWriteStream::resetIfWorthwhile() {
   const bool isUnderWay = store_ == Store::Asked || store_ == Store::Accepted;
-  if (!dataEnded_ || !isUnderWay || wasReset_ || isRepeat_ || failure_ || !mayReset()) return;
+  if (!dataEnded_ || !isUnderWay || wasReset_ || repeat_ != Repeat::None || failure_ || !mayReset()) return;
   const Lingering lingering = connection_->habits().lingering;
   const bool isUsed = isRewriting_ || lingering == Lingering::Avoidable || lingering == Lingering::Doubtful;
   if (!isUsed || !channel_ || !channel_->reset()) return;
@@ -461,8 +460,7 @@ void FTPWriteStream::startOver() {
     connection_->habits().earlyData = EarlyData::Lost;
   } else if (owesFile()) {
     connection_->habits().lingering = Lingering::Unavoidable;
-    isRepeat_ = true;
-    isLastAttempt_ = true;
+    repeat_ = Repeat::OnNewConnection;
   } else {
     startedOver_ = true;
   }

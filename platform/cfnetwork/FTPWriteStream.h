@@ -63,6 +63,9 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
     Confirmed,  // the server says that it has stored everything
   };
 
+  // Whether the file is sent again, without a reset, because one may have harmed it.
+  enum class Repeat { None, OnSameConnection, OnNewConnection };
+
   void connectionDidLogIn() override;
   void connectionDidFail(const Ref<NSError>& error) override;
   void connectionDidOvertakeTransfer() override;
@@ -100,7 +103,9 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
   void resetUnnoticed();
   void connectAgain();
   // What the server has may not be the file by our own doing, and a new connection has not been tried against that.
-  bool owesFile() const { return (isRewriting_ || wasReset_ || isRepeat_) && !isLastAttempt_; }
+  bool owesFile() const {
+    return (isRewriting_ || wasReset_ || repeat_ != Repeat::None) && repeat_ != Repeat::OnNewConnection;
+  }
   bool mayStartOver() const { return mayStartOver(store_ < Store::Accepted); }
   bool mayStartOver(bool isNothingStored) const;
   void startOver();
@@ -147,13 +152,12 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
   bool startedOver_ = false;
   bool isTrial_ = false;  // the data goes out ahead of the command, to find out what the server does with it
   Store store_ = Store::NotAsked;
-  bool isRewriting_ = false;    // the file was stored; it is sent once more to find out whether resets can be used
-  bool isIntact_ = false;       // nothing has been asked yet since it was stored
-  bool wasReset_ = false;       // the data connection was, when all data had been sent
-  bool isConfirmed_ = false;    // by the final reply, after a reset
-  bool isRepeat_ = false;       // a reset has failed, so that the file is sent again without one
-  bool isLastAttempt_ = false;  // on a connection of its own, for the same reason
-  bool dataEnded_ = false;      // everything is on its way and the data connection closed on this side
+  bool isRewriting_ = false;  // the file was stored; it is sent once more to find out whether resets can be used
+  bool isIntact_ = false;     // nothing has been asked yet since it was stored
+  bool wasReset_ = false;     // the data connection was, when all data had been sent
+  bool isConfirmed_ = false;  // by the final reply, after a reset
+  Repeat repeat_ = Repeat::None;
+  bool dataEnded_ = false;  // everything is on its way and the data connection closed on this side
   std::optional<std::chrono::steady_clock::time_point> endTime_;  // of the data connection's orderly end
   bool opened_ = false;
   bool ending_ = false;   // the writer has no more data
