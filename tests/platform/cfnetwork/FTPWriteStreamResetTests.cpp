@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "cfnetwork/FTPConnectionPool.h"
+#include "tests/platform/cfnetwork/RelayingProxy.h"
 #include "tests/platform/cfnetwork/ScriptedFTPServer.h"
 #include "tests/platform/cfnetwork/TestContent.h"
 #include "tests/platform/cfnetwork/Upload.h"
@@ -172,6 +173,22 @@ TEST_F(FTPWriteStreamReset, AnEmptyFileDoesNotShowWhetherResetsCanBeUsed) {
   expectToArrive("/empty", "");
   EXPECT_EQ(server.transfers().size(), 1U);
   EXPECT_EQ(lingering(), Lingering::Known);
+}
+
+TEST_F(FTPWriteStreamReset, ThroughAProxyNothingIsReset) {
+  for (const Lingering known : {Lingering::Known, Lingering::Avoidable}) {
+    know(known);
+    const RelayingProxy proxy;  // another one, so that the connection is new and begins with these habits
+    Upload upload(server, "/a", content);
+    upload.stream->setProperty_forKey(
+        NSDictionary::dictionary({{"FTPProxy"_ns, NSString::stringWithUTF8String(proxy.url())}}),
+        kCFStreamPropertyFTPProxy());
+    EXPECT_TRUE(upload.stores()) << upload.errorText();
+    EXPECT_EQ(server.file("/a"), content);
+    EXPECT_EQ(lingering(), known);
+  }
+  EXPECT_EQ(ends(), std::vector(2, End::Orderly));
+  EXPECT_EQ(server.count("SIZE"), 0U);
 }
 
 TEST_F(FTPWriteStreamReset, AFileThatDoesNotLeaveInOneGoIsNeverReset) {
