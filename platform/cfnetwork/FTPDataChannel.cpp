@@ -87,7 +87,7 @@ std::optional<cfnetwork::SocketAddress> FTPDataChannel::listen(const FTPConnecti
   listener_ =
       foundation::FileDescriptor(::socket(address.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
   // Inherited by what connects to it.
-  if (listener_) cfnetwork::setBreaksOff(listener_.get(), true);
+  if (listener_) cfnetwork::prepareForData(listener_.get(), address);
   const bool listening = listener_ &&
                          ::bind(listener_.get(), reinterpret_cast<sockaddr*>(&address.storage), address.size) == 0 &&
                          ::listen(listener_.get(), 1) == 0;

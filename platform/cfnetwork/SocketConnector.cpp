@@ -160,9 +160,7 @@ class AddressConnector : public SocketConnector {
     socket_ =
         foundation::FileDescriptor(::socket(address.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
     error_ = socket_ ? 0 : errno;
-    // An attempt that is given up, or whose process is killed, may have got through already: the other side must not
-    // take it for a connection that was used and ended in good order.
-    if (socket_) setBreaksOff(socket_.get(), true);
+    if (socket_) prepareForData(socket_.get(), address);
     if (socket_ && ::connect(socket_.get(), reinterpret_cast<const sockaddr*>(&address.storage), address.size) != 0) {
       error_ = errno == EINPROGRESS ? 0 : errno;
     }
@@ -209,6 +207,18 @@ void setBreaksOff(int descriptor, bool breaksOff) {
   setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &setting, sizeof setting);
 }
 
+void prepareForData(int descriptor, const SocketAddress& address) {
+  // An attempt that is given up, or whose process is killed, may have got through already: the other side must not
+  // take it for a connection that was used and ended in good order.
+  setBreaksOff(descriptor, true);
+  // Nothing is congested here, and a control that sends by a timer (BBR) takes several times the processor's time.
+  // It has to be chosen before the connection is made; afterwards the timer stays. Every system has this one.
+  constexpr std::string_view withoutTimer = "reno";
+  if (address.isLoopback()) {
+    setsockopt(descriptor, IPPROTO_TCP, TCP_CONGESTION, withoutTimer.data(), withoutTimer.size());
+  }
+}
+
 SocketAddress SocketAddress::peerOf(int descriptor) {
   SocketAddress address;
   address.size = sizeof address.storage;
@@ -253,6 +263,16 @@ std::string SocketAddress::host() const {
   const void* bytes = isIPv6() ? static_cast<const void*>(&reinterpret_cast<const sockaddr_in6*>(&storage)->sin6_addr)
                                : &reinterpret_cast<const sockaddr_in*>(&storage)->sin_addr;
   return inet_ntop(storage.ss_family, bytes, text, sizeof text) ? text : "";
+}
+
+bool SocketAddress::isLoopback() const {
+  if (isIPv6()) {
+    const auto& six = reinterpret_cast<const sockaddr_in6&>(storage).sin6_addr;
+    return IN6_IS_ADDR_LOOPBACK(&six) || (IN6_IS_ADDR_V4MAPPED(&six) && unmapped().isLoopback());
+  }
+  constexpr unsigned networkShift = 24;
+  const auto& four = reinterpret_cast<const sockaddr_in&>(storage);
+  return storage.ss_family == AF_INET && ntohl(four.sin_addr.s_addr) >> networkShift == IN_LOOPBACKNET;
 }
 
 bool SocketAddress::isSameHost(const SocketAddress& other) const {

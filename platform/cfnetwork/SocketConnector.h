@@ -29,11 +29,16 @@ struct SocketAddress {
   void setPort(std::uint16_t port);
   std::uint16_t port() const;
   std::string host() const;  // as digits
+  bool isLoopback() const;
   bool isSameHost(const SocketAddress& other) const;
 };
 
 // Whether the system resets a connection when its last descriptor goes, instead of ending it in good order.
 void setBreaksOff(int descriptor, bool breaksOff);
+
+// Readies a new socket to carry data to this address, or from a listener at it: it is set to be broken off, from the
+// first packet on, and within this computer it is not slowed down by the congestion control.
+void prepareForData(int descriptor, const SocketAddress& address);
 
 // Which roads lead to a host.
 struct Route {
@@ -60,7 +65,7 @@ class SocketConnector {
   static std::unique_ptr<SocketConnector> connectToHost(const Ref<NSRunLoop>& runLoop, const std::string& host,
                                                         std::uint16_t port, const Route& route, NSTimeInterval limit,
                                                         Completion completion);
-  // The connection is set to be broken off, from the first packet on.
+  // The connection is one that is prepared for data.
   static std::unique_ptr<SocketConnector> connectToAddress(const Ref<NSRunLoop>& runLoop, const SocketAddress& address,
                                                            NSTimeInterval limit, Completion completion);
 

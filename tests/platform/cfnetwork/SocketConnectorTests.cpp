@@ -7,6 +7,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -383,6 +384,34 @@ TEST_F(SocketConnectorTest, AConnectionToAnAddressIsResetWhenItsProcessDies) {
   ASSERT_EQ(getsockopt(result.descriptor.get(), SOL_SOCKET, SO_LINGER, &setting, &size), 0);
   EXPECT_NE(setting.l_onoff, 0);
   EXPECT_EQ(setting.l_linger, 0);
+}
+
+std::string congestionControlOf(const FileDescriptor& socket) {
+  std::array<char, 16> name{};
+  socklen_t size = name.size() - 1;
+  EXPECT_EQ(getsockopt(socket.get(), IPPROTO_TCP, TCP_CONGESTION, name.data(), &size), 0);
+  return name.data();
+}
+
+TEST(DataSocket, IsSlowedDownByNoCongestionControlWithinThisComputerAlone) {
+  for (const char* host : {"127.0.0.1", "127.255.0.9", "::1", "::ffff:127.0.0.1"}) {
+    const FileDescriptor socket = socketFor(addressOf(host));
+    cfnetwork::prepareForData(socket.get(), addressOf(host));
+    EXPECT_EQ(congestionControlOf(socket), "reno") << host;
+  }
+  for (const char* host : {"0.0.0.0", "1.0.0.127", "192.0.2.1", "::", "2001:db8::1", "::ffff:192.0.2.1"}) {
+    const FileDescriptor socket = socketFor(addressOf(host));
+    const std::string usual = congestionControlOf(socket);
+    cfnetwork::prepareForData(socket.get(), addressOf(host));
+    EXPECT_EQ(congestionControlOf(socket), usual) << host;
+  }
+}
+
+TEST_F(SocketConnectorTest, AConnectionToAnAddressIsPreparedForData) {
+  const Port port("127.0.0.1");
+  connectToAddress(port.address());
+  wait();
+  EXPECT_EQ(congestionControlOf(result.descriptor), "reno");
 }
 
 TEST_F(SocketConnectorTest, AnAddressThatRefusesIsAnError) {
