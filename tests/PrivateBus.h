@@ -13,6 +13,10 @@
 class PrivateBus {
  public:
   PrivateBus() {
+    // Without a file, which a daemon that is killed would leave behind.
+    static int buses = 0;
+    const std::string name = "telvo-test-" + std::to_string(getpid()) + "-" + std::to_string(++buses);
+    const std::string listening = "--address=unix:abstract=" + name;
     int output[2];
     if (pipe(output) != 0) std::abort();
     process_ = fork();
@@ -21,7 +25,7 @@ class PrivateBus {
       dup2(output[1], STDOUT_FILENO);
       dup2(open("/dev/null", O_WRONLY), STDERR_FILENO);
       execlp("dbus-daemon", "dbus-daemon", "--session", "--nofork", "--nosyslog", "--print-address=1",
-             "--address=unix:tmpdir=/tmp", nullptr);
+             listening.c_str(), nullptr);
       _exit(127);
     }
     close(output[1]);

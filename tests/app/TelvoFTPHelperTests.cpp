@@ -1,7 +1,9 @@
 #include <array>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -302,10 +304,14 @@ class TelvoFTPHelperApplicationDeathTest : public testing::Test {
  protected:
   TelvoFTPHelperApplicationDeathTest() {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    folder.write("a.txt", "a");
-    std::filesystem::remove_all(source);
-    std::filesystem::create_directories(source);
+    if (const char* const ofParent = getenv(variable)) {
+      source = ofParent;
+    } else {
+      source = folder.emplace().path();
+      setenv(variable, source.c_str(), 1);
+    }
   }
+  ~TelvoFTPHelperApplicationDeathTest() override { unsetenv(variable); }
 
   [[noreturn]] static void launch(std::vector<std::string> arguments) {
     const NSMainInterface interface([] { return make<TelvoFTPHelper>(); });
@@ -317,9 +323,10 @@ class TelvoFTPHelperApplicationDeathTest : public testing::Test {
     exit(1);
   }
 
-  // Parent and child of a death test see different temporary folders, so the path of the source is a fixed one.
-  const std::string source = "/tmp/telvo-helper-test-source-" + std::to_string(getuid());
-  const TemporaryDirectory folder;
+  // A death test's child begins the test anew; this tells it the folder that its parent expects to read about.
+  static constexpr const char* variable = "TELVO_TEST_SOURCE";
+  std::string source;
+  std::optional<TemporaryDirectory> folder;  // the parent's
 };
 
 TEST_F(TelvoFTPHelperApplicationDeathTest, WithoutAnOwnerItEndsAtOnceAndUploadsNothing) {
