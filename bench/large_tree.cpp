@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,7 @@
 
 #include "foundation/Foundation.h"
 #include "streams/TelvoFTPData.h"
+#include "tests/TemporaryDirectory.h"
 
 namespace {
 
@@ -46,8 +48,7 @@ Usage measure(const std::vector<std::string>& command) {
   int status = 0;
   rusage usage{};
   if (child < 0 || wait4(child, &status, 0, &usage) != child || status != 0) {
-    std::fprintf(stderr, "%s failed\n", arguments.front());
-    std::exit(1);
+    throw std::runtime_error(command.front() + " failed");
   }
   const std::chrono::duration<double> wall = std::chrono::steady_clock::now() - start;
   return {wall.count(), static_cast<double>(usage.ru_maxrss) / 1024};
@@ -79,17 +80,15 @@ int runJob(const char* source, const char* cache) {
 }
 
 void compare(const std::string& program, int files) {
-  std::string folder = std::filesystem::temp_directory_path() / "telvo-large-tree-XXXXXX";
-  if (!mkdtemp(folder.data())) std::exit(1);
-  makeTree(folder + "/site", files);
-  const std::vector<std::string> job{program, "--job", folder + "/site", folder + "/cache.plist"};
+  const TemporaryDirectory folder;
+  makeTree(folder / "site", files);
+  const std::vector<std::string> job{program, "--job", folder / "site", folder / "cache.plist"};
   const Usage first = measure(job);
-  const Usage find = median({"find", folder + "/site", "-printf", "%p %T@\\n"});
+  const Usage find = median({"find", folder / "site", "-printf", "%p %T@\\n"});
   const Usage second = median(job);
   std::printf("%8d files: find %.2f s, first run %.2f s, unchanged %.2f s = %.1f times find, %.0f MB\n", files,
               find.seconds, first.seconds, second.seconds, second.seconds / find.seconds, second.peakMegabytes);
   std::fflush(stdout);  // or every child would write it again
-  std::filesystem::remove_all(folder);
 }
 
 }  // namespace
@@ -99,6 +98,11 @@ int main(int argc, char** argv) {
   std::vector<int> sizes;
   for (int i = 1; i < argc; ++i) sizes.push_back(std::atoi(argv[i]));
   if (sizes.empty()) sizes = {200'000, 1'000'000};
-  for (const int files : sizes) compare(std::filesystem::read_symlink("/proc/self/exe"), files);
+  try {
+    for (const int files : sizes) compare(std::filesystem::read_symlink("/proc/self/exe"), files);
+  } catch (const std::exception& failure) {
+    std::fprintf(stderr, "large_tree: %s\n", failure.what());
+    return 1;
+  }
   return 0;
 }

@@ -1,18 +1,21 @@
 #pragma once
 
+#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <system_error>
 
 #include "foundation/NSString.h"
 
-// A folder of its own for a test, removed with everything in it.
+// A folder of its own for a test or a benchmark, removed with everything in it.
 class TemporaryDirectory {
  public:
-  TemporaryDirectory() {
-    std::string name = std::filesystem::temp_directory_path() / "telvo-test-XXXXXX";
-    if (mkdtemp(name.data())) path_ = name;
+  explicit TemporaryDirectory(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+    std::string name = parent / "telvo-test-XXXXXX";
+    if (!mkdtemp(name.data())) throw std::system_error(errno, std::system_category(), name);
+    path_ = name;
   }
   ~TemporaryDirectory() {
     std::error_code ignored;
