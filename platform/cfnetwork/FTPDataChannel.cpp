@@ -110,7 +110,7 @@ void FTPDataChannel::accept() {
 }
 
 void FTPDataChannel::attach() {
-  // Holds for the process's end as well, however that comes. A connection through a proxy has it only from here on.
+  // For connections through a proxy: the others are set so from the beginning.
   cfnetwork::setBreaksOff(socket_.get(), true);
   source_.emplace(runLoop_, socket_.get(), foundation::DescriptorSource::None, [this] { socketReady(); });
   delegate_.dataChannelDidConnect();

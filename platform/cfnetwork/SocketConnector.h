@@ -65,7 +65,7 @@ class SocketConnector {
   static std::unique_ptr<SocketConnector> connectToHost(const Ref<NSRunLoop>& runLoop, const std::string& host,
                                                         std::uint16_t port, const Route& route, NSTimeInterval limit,
                                                         Completion completion);
-  // The connection is one that is prepared for data.
+  // The connection is prepared for data, see prepareForData().
   static std::unique_ptr<SocketConnector> connectToAddress(const Ref<NSRunLoop>& runLoop, const SocketAddress& address,
                                                            NSTimeInterval limit, Completion completion);
 

@@ -10,6 +10,7 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include "cfnetwork/SocketConnector.h"
 #include "foundation/FileIO.h"
 
 // A SOCKS 5 proxy (RFC 1928) without a login, for hosts that are given as IPv4 addresses on this computer. It carries
@@ -17,12 +18,9 @@
 class RelayingProxy {
  public:
   RelayingProxy() : listener_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address = loopback(0);
-    socklen_t size = sizeof address;
-    ::bind(listener_.get(), reinterpret_cast<sockaddr*>(&address), size);
+    const sockaddr_in address = loopback(0);
+    ::bind(listener_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
     ::listen(listener_.get(), 16);
-    getsockname(listener_.get(), reinterpret_cast<sockaddr*>(&address), &size);
-    port_ = ntohs(address.sin_port);
     thread_ = std::thread([this] { serve(); });
   }
   RelayingProxy(const RelayingProxy&) = delete;
@@ -35,7 +33,9 @@ class RelayingProxy {
     for (std::thread& connection : connections_) connection.join();
   }
 
-  std::string url() const { return "socks5://127.0.0.1:" + std::to_string(port_); }
+  std::string url() const {
+    return "socks5://127.0.0.1:" + std::to_string(cfnetwork::SocketAddress::localOf(listener_.get()).port());
+  }
 
  private:
   using FileDescriptor = foundation::FileDescriptor;
@@ -85,7 +85,6 @@ class RelayingProxy {
   }
 
   FileDescriptor listener_;
-  std::uint16_t port_ = 0;
   std::vector<FileDescriptor> clients_;
   std::vector<std::thread> connections_;
   std::thread thread_;

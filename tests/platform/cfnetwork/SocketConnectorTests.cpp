@@ -375,15 +375,19 @@ TEST_F(SocketConnectorTest, ConnectsToAnAddressThatIsKnown) {
   }
 }
 
+void expectToBreakOff(const FileDescriptor& socket) {
+  linger setting{};
+  socklen_t size = sizeof setting;
+  ASSERT_EQ(getsockopt(socket.get(), SOL_SOCKET, SO_LINGER, &setting, &size), 0);
+  EXPECT_NE(setting.l_onoff, 0);
+  EXPECT_EQ(setting.l_linger, 0);
+}
+
 TEST_F(SocketConnectorTest, AConnectionToAnAddressIsResetWhenItsProcessDies) {
   const Port port("127.0.0.1");
   connectToAddress(port.address());
   wait();
-  linger setting{};
-  socklen_t size = sizeof setting;
-  ASSERT_EQ(getsockopt(result.descriptor.get(), SOL_SOCKET, SO_LINGER, &setting, &size), 0);
-  EXPECT_NE(setting.l_onoff, 0);
-  EXPECT_EQ(setting.l_linger, 0);
+  expectToBreakOff(result.descriptor);
 }
 
 std::string congestionControlOf(const FileDescriptor& socket) {
@@ -393,7 +397,7 @@ std::string congestionControlOf(const FileDescriptor& socket) {
   return name.data();
 }
 
-TEST(DataSocket, IsSlowedDownByNoCongestionControlWithinThisComputerAlone) {
+TEST(DataSocket, UsesACongestionControlWithoutATimerOnlyWithinThisComputer) {
   for (const char* host : {"127.0.0.1", "127.255.0.9", "::1", "::ffff:127.0.0.1"}) {
     const FileDescriptor socket = socketFor(addressOf(host));
     cfnetwork::prepareForData(socket.get(), addressOf(host));
@@ -405,6 +409,20 @@ TEST(DataSocket, IsSlowedDownByNoCongestionControlWithinThisComputerAlone) {
     cfnetwork::prepareForData(socket.get(), addressOf(host));
     EXPECT_EQ(congestionControlOf(socket), usual) << host;
   }
+}
+
+TEST(DataSocket, WhatConnectsToAPreparedListenerIsPreparedToo) {
+  const SocketAddress own = addressOf("127.0.0.1");
+  const FileDescriptor listener = socketFor(own);
+  cfnetwork::prepareForData(listener.get(), own);
+  ASSERT_TRUE(bindTo(listener, own));
+  ASSERT_EQ(::listen(listener.get(), 1), 0);
+  const SocketAddress address = SocketAddress::localOf(listener.get());
+  const FileDescriptor client = socketFor(address);
+  ASSERT_EQ(::connect(client.get(), reinterpret_cast<const sockaddr*>(&address.storage), address.size), 0);
+  const FileDescriptor accepted(::accept(listener.get(), nullptr, nullptr));
+  expectToBreakOff(accepted);
+  EXPECT_EQ(congestionControlOf(accepted), "reno");
 }
 
 TEST_F(SocketConnectorTest, AConnectionToAnAddressIsPreparedForData) {
