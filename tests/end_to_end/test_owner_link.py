@@ -1,10 +1,12 @@
 """The conversation between the helper and its owner, heard from outside."""
 
+import re
 import subprocess
 
 import pytest
 
 import owner as owners
+import processes
 import scripted_server as scripts
 from scripted_server import Pause
 from system_log import SystemLog
@@ -37,19 +39,23 @@ def test_progress_is_posted_in_the_public_wire_format(owner, scripted, small_tre
         assert set(notification.details) <= {"UserInfo", "HasObject", "DeliverImmediately"}
 
 
-def test_other_programs_read_the_progress_too(owner, bus, scripted, small_tree):
-    monitor = subprocess.Popen(
-        ["dbus-monitor", f"interface='{owners.INTERFACE}'"], env=bus.environment, stdout=subprocess.PIPE, text=True
-    )
+def test_other_programs_read_the_progress_too(owner, bus, scripted, small_tree, tmp_path):
+    report = tmp_path / "monitor"
+    with open(report, "wb") as output:
+        monitor = processes.start(
+            ["dbus-monitor", f"interface='{owners.INTERFACE}'"], env=bus.environment, stdout=output
+        )
     try:
-        monitor.stdout.readline()  # Its first line comes once it listens.
+        # It is told of its own name once it listens, and writes each message out at once.
+        processes.wait_until(report.read_text, what="the monitor")
         owner.launch(small_tree.path, scripted)
         owner.wait_for_last_record()
+        # The owner may have heard of it before the monitor has.
+        processes.wait_until(lambda: "uint64 100" in report.read_text(), what="the last record")
     finally:
-        monitor.terminate()
-    output = monitor.communicate()[0]
-    assert output.count(f'string "{owners.PROGRESS}"') == 3
-    assert "uint64 33" in output
+        processes.end(monitor)
+    assert report.read_text().count(f'string "{owners.PROGRESS}"') == 3
+    assert re.findall(r'string "Percent"\n +variant +uint64 (\d+)', report.read_text()) == ["33", "66", "100"]
 
 
 def test_records_come_one_by_one_as_the_items_end(owner, scripted, small_tree):
