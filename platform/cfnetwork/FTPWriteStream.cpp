@@ -203,14 +203,8 @@ void FTPWriteStream::connectionDidLogIn() {
 // One attempt at the item on the connection in use; a second one begins with the data that was taken already.
 void FTPWriteStream::transfer() {
   phase_ = Phase::Transferring;
-  store_ = Store::NotAsked;
-  isTrial_ = false;
-  wasReset_ = false;
-  dataEnded_ = false;
-  endTime_.reset();
-  patience_.reset();
-  pending_ = kept_;
-  channel_.reset();
+  attempt_ = {};
+  attempt_.pending = kept_;
   if (isFolder_) {
     connection_->makeFolder(path_, [this](const FTPReply& reply) { folderReply(reply); });
   } else if (passive_ || connection_->isThroughProxy()) {
@@ -237,16 +231,16 @@ std::unique_ptr<FTPDataChannel> FTPWriteStream::makeChannel() {
 void FTPWriteStream::connectPassively() {
   connection_->requestPassivePort([this](std::uint16_t port, const Ref<NSError>& error) {
     if (port == 0) return giveUp(error);
-    port_ = port;
-    channel_ = makeChannel();
-    channel_->connect(*connection_, port_);
+    attempt_.port = port;
+    attempt_.channel = makeChannel();
+    attempt_.channel->connect(*connection_, attempt_.port);
     // What may harm the transfer is tried out only with a file of which all data is at hand, so that everything can be
     // sent once more: whether the server waits with the next port, and what becomes of data that comes early.
     const FTPServerHabits& habits = connection_->habits();
     const bool isUntried =
         habits.order == Order::Likely || (habits.order == Order::Kept && habits.earlyData == EarlyData::Untried);
     if (isUntried && !ending_) {
-      store_ = Store::Held;
+      attempt_.store = Store::Held;
     } else {
       // Without waiting for the data connection: both take the same round trip.
       sendStore(ending_);
@@ -255,8 +249,8 @@ void FTPWriteStream::connectPassively() {
 }
 
 void FTPWriteStream::listenActively() {
-  channel_ = makeChannel();
-  const auto address = channel_->listen(*connection_);
+  attempt_.channel = makeChannel();
+  const auto address = attempt_.channel->listen(*connection_);
   if (!address) return giveUp(NSError::errorWithPOSIXCode(errno));
   connection_->requestActiveMode(*address, [this](const FTPReply& reply) {
     if (!reply.isCompletion()) return giveUp(cfnetwork::errorWithReply(reply));
@@ -265,41 +259,41 @@ void FTPWriteStream::listenActively() {
 }
 
 void FTPWriteStream::sendStore(bool isRepeatable) {
-  store_ = Store::Asked;
+  attempt_.store = Store::Asked;
   isIntact_ = false;
   connection_->store(path_, isRepeatable, [this](const FTPReply& reply) { storeReply(reply); });
-  if (dataEnded_) connection_->transferSent();
+  if (attempt_.dataEnded) connection_->transferSent();
 }
 
 void FTPWriteStream::storeReply(const FTPReply& reply) {
   if (reply.isPreliminary()) {
-    store_ = Store::Accepted;
+    attempt_.store = Store::Accepted;
     resetIfWorthwhile();
     return proceed();
   }
-  if (wasReset_) return resetNoticed(reply.isCompletion());
-  if (isTrial_ && (reply.isRefusal() || !dataEnded_)) return startOver();
+  if (attempt_.wasReset) return resetNoticed(reply.isCompletion());
+  if (attempt_.isTrial && (reply.isRefusal() || !attempt_.dataEnded)) return startOver();
   if (isRewriting_ && !reply.isCompletion()) return rewriteRefused(cfnetwork::errorWithReply(reply));
   // Servers close a port that they have given ahead of time some time later.
   const bool isPortGone = reply.code == 425 && connection_->isPortFromAhead();
-  const bool isAmiss = owesFile() && (!reply.isCompletion() || !dataEnded_);
+  const bool isAmiss = owesFile() && (!reply.isCompletion() || !attempt_.dataEnded);
   if ((isPortGone || isAmiss) && mayStartOver(true)) return startOver();
   if (!reply.isCompletion()) return failWith(cfnetwork::errorWithReply(reply));
-  if (!dataEnded_) {
+  if (!attempt_.dataEnded) {
     // The server may have more to say about it, which must not be taken for the reply to something else.
     connection_->close();
     return failWith(failure_ ? failure_ : cutShortError());
   }
-  if (isTrial_ || failure_) return checkSize();
-  store_ = Store::Confirmed;
+  if (attempt_.isTrial || failure_) return checkSize();
+  attempt_.store = Store::Confirmed;
   confirm();
 }
 
 // The server's confirmation alone does not tell whether it has stored everything; the file's size does. Servers that
 // tell no sizes may have to be believed.
 void FTPWriteStream::checkSize(bool isConfirmationEnough) {
-  store_ = Store::Checking;
-  patience_.reset();
+  attempt_.store = Store::Checking;
+  attempt_.patience.reset();
   const Ref<NSError> doubt = failure_ ? failure_ : cutShortError();
   if (!connection_->isLoggedIn()) {
     if (isConfirmationEnough) return finish();
@@ -307,9 +301,9 @@ void FTPWriteStream::checkSize(bool isConfirmationEnough) {
   }
   connection_->requestSize(path_, [this, doubt, isConfirmationEnough](const FTPReply& reply) {
     const bool isWhole = FTPSizeFromReply(reply) == written_ || (reply.isOfUnusableCommand() && isConfirmationEnough);
-    if (isTrial_ && !isWhole) return startOver();
+    if (attempt_.isTrial && !isWhole) return startOver();
     if (!isWhole) return giveUp(doubt);
-    if (isTrial_) connection_->habits().earlyData = EarlyData::Taken;
+    if (attempt_.isTrial) connection_->habits().earlyData = EarlyData::Taken;
     finish();
   });
 }
@@ -319,7 +313,7 @@ void FTPWriteStream::checkSize(bool isConfirmationEnough) {
 void FTPWriteStream::confirm() {
   // The end of a proxy's connection says nothing about the server's.
   if (connection_->isThroughProxy()) return finish();
-  switch (channel_->ending()) {
+  switch (attempt_.channel->ending()) {
     case FTPDataChannel::Ending::Good:
       return confirmWithEnd();
     case FTPDataChannel::Ending::Broken:
@@ -332,7 +326,7 @@ void FTPWriteStream::confirm() {
 // Some servers leave the data connection open, and some confirm while data is still on its way. What the server's
 // system has acknowledged, the server may still leave unread.
 void FTPWriteStream::confirmWithoutEnd() {
-  if (channel_->isDrained()) return checkSize(true);
+  if (attempt_.channel->isDrained()) return checkSize(true);
   after(longestEndWait, &FTPWriteStream::confirmWithoutEnd);
 }
 
@@ -345,9 +339,9 @@ void FTPWriteStream::confirmWithEnd() {
 }
 
 bool FTPWriteStream::hasLingered() const {
-  if (!endTime_) return false;
-  const std::chrono::duration<NSTimeInterval> delay = std::chrono::steady_clock::now() - *endTime_;
-  const NSTimeInterval roundTrip = channel_->roundTrip();
+  if (!attempt_.endTime) return false;
+  const std::chrono::duration<NSTimeInterval> delay = std::chrono::steady_clock::now() - *attempt_.endTime;
+  const NSTimeInterval roundTrip = attempt_.channel->roundTrip();
   return roundTrip >= longRoundTrip && delay.count() >= roundTrip / 2 && delay.count() <= roundTrip * 2;
 }
 
@@ -361,8 +355,8 @@ void FTPWriteStream::rewrite() {
 
 void FTPWriteStream::rewriteRefused(const Ref<NSError>& refusal) {
   connection_->habits().lingering = Lingering::Unavoidable;
-  store_ = Store::Checking;
-  patience_.reset();
+  attempt_.store = Store::Checking;
+  attempt_.patience.reset();
   connection_->requestSize(path_, [this, refusal](const FTPReply& reply) {
     if (FTPSizeFromReply(reply) == written_) return finish();
     if (repeat_ == Repeat::None && !failure_) return repeat();
@@ -387,27 +381,27 @@ bool FTPWriteStream::mayReset() const {
 // connection any more, which saves a round trip. What it has not received by then is lost; it notices, and so do we by
 // the file's size. So only what has all left our system already is worth it, the usual small file.
 void FTPWriteStream::resetIfWorthwhile() {
-  const bool isUnderWay = store_ == Store::Asked || store_ == Store::Accepted;
-  if (!dataEnded_ || !isUnderWay || wasReset_ || repeat_ != Repeat::None || failure_ || !mayReset()) return;
+  const bool isUnderWay = attempt_.store == Store::Asked || attempt_.store == Store::Accepted;
+  const bool isDue = attempt_.dataEnded && isUnderWay && !attempt_.wasReset && repeat_ == Repeat::None;
+  if (!isDue || failure_ || !mayReset()) return;
   const Lingering lingering = connection_->habits().lingering;
   const bool isUsed = isRewriting_ || lingering == Lingering::Avoidable || lingering == Lingering::Doubtful;
-  if (!isUsed || !channel_ || !channel_->reset()) return;
-  wasReset_ = true;
-  isConfirmed_ = false;
+  if (!isUsed || !attempt_.channel || !attempt_.channel->reset()) return;
+  attempt_.wasReset = true;
   connection_->transferDrained();
   connection_->requestSize(path_, [this](const FTPReply& reply) { sizeAfterReset(reply); });
   after(std::min(longestResetWait, limits().reply / 4), &FTPWriteStream::resetUnnoticed);
 }
 
 void FTPWriteStream::resetNoticed(bool isConfirmed) {
-  patience_.reset();
-  isConfirmed_ = isConfirmed;
-  store_ = Store::Checking;
+  attempt_.patience.reset();
+  attempt_.isConfirmed = isConfirmed;
+  attempt_.store = Store::Checking;
 }
 
 void FTPWriteStream::sizeAfterReset(const FTPReply& reply) {
-  const bool isWhole = isConfirmed_ && FTPSizeFromReply(reply) == written_;
-  connection_->habits().noteReset(isWhole, isConfirmed_);
+  const bool isWhole = attempt_.isConfirmed && FTPSizeFromReply(reply) == written_;
+  connection_->habits().noteReset(isWhole, attempt_.isConfirmed);
   isWhole ? finish() : repeat();
 }
 
@@ -416,18 +410,18 @@ void FTPWriteStream::sizeAfterReset(const FTPReply& reply) {
 // it when it gives up.
 void FTPWriteStream::resetUnnoticed() {
   connection_->habits().lingering = Lingering::Unavoidable;
-  if (store_ == Store::Asked && passive_) {
+  if (attempt_.store == Store::Asked && passive_) {
     connectAgain();
   } else {
-    channel_->resetAgain();
+    attempt_.channel->resetAgain();
   }
 }
 
 void FTPWriteStream::connectAgain() {
-  dataEnded_ = false;
-  pending_ = kept_;
-  channel_ = makeChannel();
-  channel_->connect(*connection_, port_);
+  attempt_.dataEnded = false;
+  attempt_.pending = kept_;
+  attempt_.channel = makeChannel();
+  attempt_.channel->connect(*connection_, attempt_.port);
 }
 
 // The server has given the next port in the middle of the transfer.
@@ -440,7 +434,7 @@ void FTPWriteStream::connectionDidOvertakeTransfer() {
 
 void FTPWriteStream::connectionDidFail(const Ref<NSError>& error) {
   const Ref<NSStream> keptAlive(this);
-  if (store_ == Store::Confirmed) return;
+  if (attempt_.store == Store::Confirmed) return;
   if (isIntact_) return finish();
   if (mayStartOver()) return startOver();
   failWith(failure_ ? failure_ : error);
@@ -452,11 +446,11 @@ void FTPWriteStream::connectionDidFail(const Ref<NSError>& error) {
 bool FTPWriteStream::mayStartOver(bool isNothingStored) const {
   // After a failure the writer may have been told that a write has failed.
   if (failure_ || !canRepeat()) return false;
-  return isTrial_ || owesFile() || (fromPool_ && !startedOver_ && isNothingStored);
+  return attempt_.isTrial || owesFile() || (fromPool_ && !startedOver_ && isNothingStored);
 }
 
 void FTPWriteStream::startOver() {
-  if (isTrial_) {
+  if (attempt_.isTrial) {
     connection_->habits().earlyData = EarlyData::Lost;
   } else if (owesFile()) {
     connection_->habits().lingering = Lingering::Unavoidable;
@@ -474,10 +468,8 @@ void FTPWriteStream::giveUp(const Ref<NSError>& error) {
 }
 
 void FTPWriteStream::replaceConnection() {
-  store_ = Store::NotAsked;
+  attempt_ = {};
   cancel(NSStreamEventHasSpaceAvailable);
-  patience_.reset();
-  channel_.reset();
   connection_->close();
   FTPConnectionPool::ofThread().give(connection_);
   openConnection();
@@ -501,18 +493,18 @@ void FTPWriteStream::dataChannelDidDrain() { connection_->transferDrained(); }
 
 void FTPWriteStream::dataChannelDidEnd() {
   const Ref<NSStream> keptAlive(this);
-  if (store_ == Store::Confirmed) return confirmWithEnd();
-  endTime_ = std::chrono::steady_clock::now();
-  if (store_ < Store::Checking) connection_->transferDrained();
+  if (attempt_.store == Store::Confirmed) return confirmWithEnd();
+  attempt_.endTime = std::chrono::steady_clock::now();
+  if (attempt_.store < Store::Checking) connection_->transferDrained();
 }
 
 void FTPWriteStream::dataChannelDidFail(const Ref<NSError>& error) {
   const Ref<NSStream> keptAlive(this);
-  const bool isNothingStored = store_ < Store::Accepted || !channel_->isConnected();
-  channel_.reset();
-  if (store_ == Store::Checking) return;
-  if (store_ == Store::Confirmed) return checkSize();
-  const bool isOwnDoing = isTrial_ || owesFile() || connection_->isPortFromAhead();
+  const bool isNothingStored = attempt_.store < Store::Accepted || !attempt_.channel->isConnected();
+  attempt_.channel.reset();
+  if (attempt_.store == Store::Checking) return;
+  if (attempt_.store == Store::Confirmed) return checkSize();
+  const bool isOwnDoing = attempt_.isTrial || owesFile() || connection_->isPortFromAhead();
   if (isOwnDoing && mayStartOver(isNothingStored)) return startOver();
   waitForReason(error);
 }
@@ -520,8 +512,8 @@ void FTPWriteStream::dataChannelDidFail(const Ref<NSError>& error) {
 // The data connection has room, or what the stream waited for has come: sends what is pending, ends the data when
 // the writer has, and otherwise asks the writer for more.
 void FTPWriteStream::proceed() {
-  if (!channel_ || !channel_->hasSpace() || failure_) return;
-  if (store_ == Store::Held && ending_) return sendHeld();
+  if (!channelHasSpace() || failure_) return;
+  if (attempt_.store == Store::Held && ending_) return sendHeld();
   if (mayHandOver() && !sendPending()) return;
   if (ending_ && mayHandOver()) return endData();
   sinceEvent_ = 0;
@@ -533,33 +525,33 @@ void FTPWriteStream::proceed() {
 // Others send it only when the data connection has been made, a round trip later, and get the data without waiting
 // once a trial has shown that they store it.
 bool FTPWriteStream::mayHandOver() const {
-  const bool early = isTrial_ || connection_->habits().earlyData == EarlyData::Taken;
-  return store_ >= Store::Accepted || (store_ == Store::Asked && early);
+  const bool early = attempt_.isTrial || connection_->habits().earlyData == EarlyData::Taken;
+  return attempt_.store >= Store::Accepted || (attempt_.store == Store::Asked && early);
 }
 
 // All data is at hand. On trial it goes first, so that it is at the server before the command.
 void FTPWriteStream::sendHeld() {
-  isTrial_ = !pending_.empty() && connection_->habits().earlyData == EarlyData::Untried;
-  if (isTrial_ && sendPending()) endData();
-  if (store_ == Store::Held) sendStore(true);
+  attempt_.isTrial = !attempt_.pending.empty() && connection_->habits().earlyData == EarlyData::Untried;
+  if (attempt_.isTrial && sendPending()) endData();
+  if (attempt_.store == Store::Held) sendStore(true);
 }
 
 // False when something is left, or when the data connection has failed.
 bool FTPWriteStream::sendPending() {
-  while (!pending_.empty() && channel_->hasSpace()) {
-    const auto* bytes = reinterpret_cast<const std::uint8_t*>(pending_.data());
-    const std::int64_t sent = channel_->send(bytes, pending_.size());
+  while (!attempt_.pending.empty() && attempt_.channel->hasSpace()) {
+    const auto* bytes = reinterpret_cast<const std::uint8_t*>(attempt_.pending.data());
+    const std::int64_t sent = attempt_.channel->send(bytes, attempt_.pending.size());
     if (sent < 0) {
       loseChannel(errno);
       return false;
     }
-    pending_.erase(0, static_cast<std::size_t>(sent));
+    attempt_.pending.erase(0, static_cast<std::size_t>(sent));
   }
-  return pending_.empty();
+  return attempt_.pending.empty();
 }
 
 void FTPWriteStream::loseChannel(int code) {
-  channel_.reset();
+  attempt_.channel.reset();
   if (mayStartOver()) return startOver();
   waitForReason(NSError::errorWithPOSIXCode(code));
 }
@@ -567,15 +559,15 @@ void FTPWriteStream::loseChannel(int code) {
 // How many bytes may be taken from the writer: nothing that could not be sent once more leaves before the server has
 // begun to store.
 std::size_t FTPWriteStream::room() const {
-  if (store_ >= Store::Accepted) return turnLimit;
+  if (attempt_.store >= Store::Accepted) return turnLimit;
   return written_ < keptLimit ? keptLimit - static_cast<std::size_t>(written_) : 0;
 }
 
 bool FTPWriteStream::hasSpaceAvailable() const {
   if (!takesData()) return false;
   if (isFolder_) return true;
-  if (!channel_ || !channel_->hasSpace() || room() == 0 || sinceEvent_ >= turnLimit) return false;
-  return pending_.empty() || !mayHandOver();
+  if (!channelHasSpace() || room() == 0 || sinceEvent_ >= turnLimit) return false;
+  return attempt_.pending.empty() || !mayHandOver();
 }
 
 NSInteger FTPWriteStream::write_maxLength(const std::uint8_t* bytes, NSUInteger length) {
@@ -586,7 +578,7 @@ NSInteger FTPWriteStream::write_maxLength(const std::uint8_t* bytes, NSUInteger 
   std::size_t size = std::min<std::size_t>(length, std::max(room(), smallestTake));
   std::int64_t sent = 0;
   const bool goesOut = mayHandOver();
-  if (goesOut && pending_.empty() && channel_ && channel_->hasSpace()) sent = channel_->send(bytes, size);
+  if (goesOut && attempt_.pending.empty() && channelHasSpace()) sent = attempt_.channel->send(bytes, size);
   const int error = sent < 0 ? errno : 0;
   if (error != 0 && !mayStartOver()) {
     loseChannel(error);
@@ -596,13 +588,13 @@ NSInteger FTPWriteStream::write_maxLength(const std::uint8_t* bytes, NSUInteger 
     size = static_cast<std::size_t>(sent);
   } else {
     if (goesOut) size = std::min(size, smallestTake);
-    pending_.append(reinterpret_cast<const char*>(bytes), size);
+    attempt_.pending.append(reinterpret_cast<const char*>(bytes), size);
   }
   keep(bytes, size);
   sinceEvent_ += size;
   if (error != 0) {
     loseChannel(error);
-  } else if (store_ == Store::Held && room() == 0) {
+  } else if (attempt_.store == Store::Held && room() == 0) {
     sendStore(false);
     proceed();
   } else {
@@ -613,9 +605,10 @@ NSInteger FTPWriteStream::write_maxLength(const std::uint8_t* bytes, NSUInteger 
 
 NSInteger FTPWriteStream::writeFromStream_maxLength(const NSInputStream& source, NSUInteger length) {
   const int file = source.fileDescriptor();
-  const bool isBeyondKept = takesData() && store_ >= Store::Accepted && written_ >= keptLimit && pending_.empty();
-  if (file < 0 || isFolder_ || !isBeyondKept || !channel_ || !channel_->hasSpace()) return -1;
-  const std::int64_t sent = channel_->sendFile(file, std::min<NSUInteger>(length, turnLimit));
+  const bool isBeyondKept =
+      takesData() && attempt_.store >= Store::Accepted && written_ >= keptLimit && attempt_.pending.empty();
+  if (file < 0 || isFolder_ || !isBeyondKept || !channelHasSpace()) return -1;
+  const std::int64_t sent = attempt_.channel->sendFile(file, std::min<NSUInteger>(length, turnLimit));
   if (sent <= 0) return sent;
   written_ += static_cast<std::uint64_t>(sent);
   std::string().swap(kept_);
@@ -626,7 +619,7 @@ NSInteger FTPWriteStream::writeFromStream_maxLength(const NSInputStream& source,
 
 // Lets a writer that is never out of room go on in another turn of the run loop.
 void FTPWriteStream::yieldIfDue() {
-  if (sinceEvent_ >= turnLimit && channel_ && channel_->hasSpace()) channel_->askForSpace();
+  if (sinceEvent_ >= turnLimit && channelHasSpace()) attempt_.channel->askForSpace();
 }
 
 void FTPWriteStream::keep(const std::uint8_t* bytes, std::size_t length) {
@@ -640,8 +633,8 @@ void FTPWriteStream::keep(const std::uint8_t* bytes, std::size_t length) {
 }
 
 void FTPWriteStream::endData() {
-  dataEnded_ = true;
-  channel_->close();
+  attempt_.dataEnded = true;
+  attempt_.channel->close();
   connection_->transferSent();
   resetIfWorthwhile();
 }
@@ -690,18 +683,18 @@ void FTPWriteStream::waitForEnd() {
 
 // The data connection is gone. The server usually says why; when it does not in a short while, the error is told.
 void FTPWriteStream::waitForReason(const Ref<NSError>& error) {
-  if (store_ < Store::Asked) return failWith(error);
+  if (attempt_.store < Store::Asked) return failWith(error);
   failure_ = error;
   cancel(NSStreamEventHasSpaceAvailable);
   after(std::min(longestReasonWait, limits().reply), &FTPWriteStream::failWithFailure);
 }
 
 void FTPWriteStream::after(NSTimeInterval seconds, void (FTPWriteStream::*action)()) {
-  patience_ = std::make_unique<foundation::TimerSource>(loop(), [this, action] {
+  attempt_.patience = std::make_unique<foundation::TimerSource>(loop(), [this, action] {
     const Ref<NSStream> keptAlive(this);
     (this->*action)();
   });
-  patience_->fireAfter(seconds);
+  attempt_.patience->fireAfter(seconds);
 }
 
 void FTPWriteStream::finish() {
@@ -724,8 +717,7 @@ void FTPWriteStream::failWith(const Ref<NSError>& error) {
 void FTPWriteStream::letGo() {
   phase_ = Phase::Over;
   starter_.reset();
-  patience_.reset();
-  channel_.reset();
+  attempt_ = {};
   const auto connection = std::exchange(connection_, nullptr);
   if (!connection) return;
   connection->setDelegate(nullptr);

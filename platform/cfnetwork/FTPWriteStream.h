@@ -63,6 +63,20 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
     Confirmed,  // the server says that it has stored everything
   };
 
+  // One try to send the item; the next one begins with nothing of it.
+  struct Attempt {
+    std::unique_ptr<FTPDataChannel> channel;
+    std::uint16_t port = 0;  // the server's, for the data connection
+    Store store = Store::NotAsked;
+    bool isTrial = false;      // the data goes out ahead of the command, to find out what the server does with it
+    std::string pending;       // data taken from the writer that the data connection has not got yet
+    bool dataEnded = false;    // everything is on its way and the data connection closed on this side
+    bool wasReset = false;     // the data connection was, when all data had been sent
+    bool isConfirmed = false;  // by the final reply, after a reset
+    std::optional<std::chrono::steady_clock::time_point> endTime;  // of the data connection's orderly end
+    std::unique_ptr<foundation::TimerSource> patience;             // with a server that owes a reason or an end
+  };
+
   // Whether the file is sent again, without a reset, because one may have harmed it.
   enum class Repeat { None, OnSameConnection, OnNewConnection };
 
@@ -104,9 +118,9 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
   void connectAgain();
   // What the server has may not be the file by our own doing, and a new connection has not been tried against that.
   bool owesFile() const {
-    return (isRewriting_ || wasReset_ || repeat_ != Repeat::None) && repeat_ != Repeat::OnNewConnection;
+    return (isRewriting_ || attempt_.wasReset || repeat_ != Repeat::None) && repeat_ != Repeat::OnNewConnection;
   }
-  bool mayStartOver() const { return mayStartOver(store_ < Store::Accepted); }
+  bool mayStartOver() const { return mayStartOver(attempt_.store < Store::Accepted); }
   bool mayStartOver(bool isNothingStored) const;
   void startOver();
   void giveUp(const Ref<NSError>& error);
@@ -119,6 +133,7 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
   void keep(const std::uint8_t* bytes, std::size_t length);
   void yieldIfDue();
   std::size_t room() const;
+  bool channelHasSpace() const { return attempt_.channel && attempt_.channel->hasSpace(); }
   bool takesData() const { return phase_ == Phase::Transferring && opened_ && !ending_ && !failure_; }
   bool canRepeat() const { return written_ == kept_.size(); }
   bool isInterrupted() const { return closedAgain_ || (interruption_ && interruption_()); }
@@ -145,28 +160,19 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
   FTPEndpoint endpoint_;
   std::unique_ptr<foundation::SignalSource> starter_;
   std::shared_ptr<FTPConnection> connection_;
-  std::unique_ptr<FTPDataChannel> channel_;
-  std::uint16_t port_ = 0;  // the server's, for the data connection
 
+  Attempt attempt_;
   bool fromPool_ = false;  // the connection was used before, so it may have died unnoticed
   bool startedOver_ = false;
-  bool isTrial_ = false;  // the data goes out ahead of the command, to find out what the server does with it
-  Store store_ = Store::NotAsked;
   bool isRewriting_ = false;  // the file was stored; it is sent once more to find out whether resets can be used
   bool isIntact_ = false;     // nothing has been asked yet since it was stored
-  bool wasReset_ = false;     // the data connection was, when all data had been sent
-  bool isConfirmed_ = false;  // by the final reply, after a reset
   Repeat repeat_ = Repeat::None;
-  bool dataEnded_ = false;  // everything is on its way and the data connection closed on this side
-  std::optional<std::chrono::steady_clock::time_point> endTime_;  // of the data connection's orderly end
   bool opened_ = false;
   bool ending_ = false;   // the writer has no more data
   bool waiting_ = false;  // inside close()
   bool closedAgain_ = false;
   Ref<NSError> failure_;  // that ended the data connection, while the server may still tell why
-  std::unique_ptr<foundation::TimerSource> patience_;  // with a server that owes a reason or an end
   std::uint64_t written_ = 0;
   std::string kept_;            // all data written so far, while it is short enough to be sent once more
-  std::string pending_;         // data taken from the writer that the present data connection has not got yet
   std::size_t sinceEvent_ = 0;  // bytes taken since the last space event
 };

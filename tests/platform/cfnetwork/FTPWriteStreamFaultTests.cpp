@@ -242,6 +242,27 @@ INSTANTIATE_TEST_SUITE_P(Beginning, FTPWriteStreamFault,
                          testing::Combine(testing::ValuesIn(faultsOfBeginning()), testing::Values(Stage::First)),
                          nameOfCase);
 
+// Also when the file was to find something out about the server, and when the server takes no other connection. Faults
+// that take long are left to the tests above.
+TEST(FTPWriteStreamFaults, OneThatComesEveryTimeEndsTheItemAfterAtMostTwoOtherConnections) {
+  for (const Fault& fault : faultsOfStoring()) {
+    if (fault.isFlood || fault.errorCode == kCFURLErrorTimedOut) continue;
+    for (const int filesBefore : {1, 2, 3}) {
+      for (const bool isRefused : {false, true}) {
+        const testing::Message trace = testing::Message() << fault.name << ", " << filesBefore << ", " << isRefused;
+        SCOPED_TRACE(trace);
+        ScriptedFTPServer server;
+        for (int i = 0; i < filesBefore; ++i) expectStored(server, "/" + std::to_string(i), "content");
+        server.always(fault.verb, fault.action);
+        if (isRefused) server.always("GREETING", then(reply("421 Too many users."), dropControl()));
+        Upload upload(server, "/item", contentOfSize(fault.size));
+        EXPECT_FALSE(upload.stores());
+        EXPECT_LE(server.sessions(), isRefused ? 2U : 3U);
+      }
+    }
+  }
+}
+
 // A password that is wrong is not tried once more for the same item, since accounts get locked for that.
 TEST(FTPWriteStreamFaults, ARefusedLoginIsTriedOnceForEachItem) {
   ScriptedFTPServer server;
@@ -381,15 +402,21 @@ TEST(FTPWriteStreamKept, ItIsReplacedOnceForAnItem) {
   EXPECT_EQ(server.sessions(), 2U);
 }
 
+// Whatever the file was used to find out, too.
 TEST(FTPWriteStreamKept, AConnectionWhoseReplacementIsRefusedTellsThatRefusal) {
-  ScriptedFTPServer server;
-  for (const char* path : {"/a", "/b", "/c"}) expectStored(server, path, "content");
-  server.on("STOR", dropControl());
-  server.on("GREETING", then(reply("421 Too many users."), dropControl()));
-  Upload upload(server, "/d", "content");
-  EXPECT_FALSE(upload.stores());
-  EXPECT_EQ(upload.replyCode(), 421);
-  expectRunToGoOn(server);
+  for (int before = 1; before <= 4; ++before) {
+    SCOPED_TRACE(before);
+    ScriptedFTPServer server;
+    for (int i = 0; i < before; ++i) expectStored(server, "/" + std::to_string(i), "content");
+    server.on("STOR", dropControl());
+    server.always("GREETING", then(reply("421 Too many users."), dropControl()));
+    Upload upload(server, "/d", "content");
+    EXPECT_FALSE(upload.stores());
+    EXPECT_EQ(upload.replyCode(), 421);
+    EXPECT_EQ(server.sessions(), 2U);
+    server.forgetActions();
+    expectRunToGoOn(server);
+  }
 }
 
 TEST(FTPWriteStreamKept, APortThatWasGivenAheadAndIsClosedIsAskedForAgain) {

@@ -365,6 +365,19 @@ TEST_F(FTPWriteStreamReset, AFileWhoseConnectionEndsAfterTheResetIsSentAgainOver
   }
 }
 
+TEST_F(FTPWriteStreamReset, AServerThatThenRefusesTheOtherConnectionIsAskedForOneOnce) {
+  for (const Lingering known : {Lingering::Known, Lingering::Avoidable}) {
+    know(known);
+    const std::size_t sessions = server.sessions();
+    const scripted::Action refuse = scripted::then(scripted::reply("421 Too many users."), scripted::dropControl());
+    server.on("STOR", storeReset(1000, scripted::resetControl())).on("GREETING", nullptr).always("GREETING", refuse);
+    Upload upload(server, "/a", content);
+    EXPECT_FALSE(upload.stores());
+    EXPECT_EQ(upload.replyCode(), 421);
+    EXPECT_EQ(server.sessions() - sessions, 2U);
+  }
+}
+
 // What has got lost on its way together with the reset, the server waits for.
 
 TEST_F(FTPWriteStreamReset, AServerThatStillWaitsForTheDataConnectionGetsAnother) {
