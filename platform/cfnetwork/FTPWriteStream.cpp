@@ -9,9 +9,7 @@
 #include "cfnetwork/CFFTPStream.h"
 #include "cfnetwork/CFNetworkErrors.h"
 #include "cfnetwork/FTPConnectionPool.h"
-#include "foundation/NSArray.h"
 #include "foundation/NSDate.h"
-#include "foundation/NSDictionary.h"
 #include "foundation/NSError.h"
 #include "foundation/NSNumber.h"
 #include "foundation/NSRunLoop.h"
@@ -45,58 +43,9 @@ constexpr std::uint64_t shortFile = 10 * 1200;
 // A round trip that is longer than this is worth saving.
 constexpr NSTimeInterval longRoundTrip = 0.002;
 
-int hexadecimalValue(char digit) {
-  if (digit >= '0' && digit <= '9') return digit - '0';
-  if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
-  if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
-  return -1;
-}
-
-std::string withoutEscapes(std::string_view text) {
-  std::string decoded;
-  decoded.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const int high = text[i] == '%' && i + 2 < text.size() ? hexadecimalValue(text[i + 1]) : -1;
-    const int low = high >= 0 ? hexadecimalValue(text[i + 2]) : -1;
-    if (low < 0) {
-      decoded.push_back(text[i]);
-      continue;
-    }
-    decoded.push_back(static_cast<char>(high * 16 + low));
-    i += 2;
-  }
-  return decoded;
-}
-
-bool breaksLine(std::string_view text) {
-  return text.find_first_of(std::string_view("\r\n\0", 3)) != std::string_view::npos;
-}
-
-// The name that the server gets: what follows the host and one slash (RFC 1738, section 3.2), so that
-// "ftp://host//name" is "/name". "?" and "#" mean nothing in FTP and belong to the name.
-std::string remotePath(std::string_view url) {
-  url.remove_prefix(url.find("//") + 2);
-  url.remove_prefix(std::min(url.find('/'), url.size() - 1) + 1);
-  return withoutEscapes(url);
-}
-
 Ref<NSError> cutShortError() {
   return cfnetwork::errorWithCode(kCFURLErrorNetworkConnectionLost,
                                   "The server ended the transfer before it had taken all data.");
-}
-
-std::string bytesOf(const Ref<NSString>& text) { return text ? text->UTF8String() : std::string(); }
-
-cfnetwork::Route routeFrom(const id& settings) {
-  cfnetwork::Route route;
-  const auto dictionary = as<NSDictionary>(settings);
-  if (!dictionary) return route;
-  route.useProxies = true;
-  route.proxy = bytesOf(as<NSString>(dictionary->objectForKey("FTPProxy"_ns)));
-  if (const auto exceptions = as<NSArray>(dictionary->objectForKey("ExceptionsList"_ns))) {
-    for (const id& exception : *exceptions) route.exceptions.push_back(bytesOf(as<NSString>(exception)));
-  }
-  return route;
 }
 
 }  // namespace
@@ -111,24 +60,24 @@ FTPWriteStream::FTPWriteStream(Ref<NSURL> url) : url_(std::move(url)) {}
 FTPWriteStream::~FTPWriteStream() { letGo(); }
 
 id FTPWriteStream::propertyForKey(const Ref<NSString>& key) const {
-  if (NSEqualObjects(key, kCFStreamPropertyFTPUserName())) return userName_;
-  if (NSEqualObjects(key, kCFStreamPropertyFTPPassword())) return password_;
-  if (NSEqualObjects(key, kCFStreamPropertyFTPProxy())) return proxies_;
-  if (NSEqualObjects(key, kCFStreamPropertyFTPUsePassiveMode())) return NSNumber::numberWithBool(passive_);
+  if (NSEqualObjects(key, kCFStreamPropertyFTPUserName())) return properties_.userName;
+  if (NSEqualObjects(key, kCFStreamPropertyFTPPassword())) return properties_.password;
+  if (NSEqualObjects(key, kCFStreamPropertyFTPProxy())) return properties_.proxies;
+  if (NSEqualObjects(key, kCFStreamPropertyFTPUsePassiveMode())) return NSNumber::numberWithBool(properties_.passive);
   return nil;
 }
 
 bool FTPWriteStream::setProperty_forKey(const id& property, const Ref<NSString>& key) {
   if (phase_ != Phase::Idle) return false;
   if (NSEqualObjects(key, kCFStreamPropertyFTPUserName())) {
-    userName_ = as<NSString>(property);
+    properties_.userName = as<NSString>(property);
   } else if (NSEqualObjects(key, kCFStreamPropertyFTPPassword())) {
-    password_ = as<NSString>(property);
+    properties_.password = as<NSString>(property);
   } else if (NSEqualObjects(key, kCFStreamPropertyFTPProxy())) {
-    proxies_ = property;
+    properties_.proxies = property;
   } else if (NSEqualObjects(key, kCFStreamPropertyFTPUsePassiveMode())) {
     // Settings that do not say choose the mode that works from behind a firewall.
-    passive_ = !property || foundation::boolFromObject(property);
+    properties_.passive = !property || foundation::boolFromObject(property);
   } else {
     return false;
   }
@@ -151,35 +100,12 @@ void FTPWriteStream::open() {
 
 void FTPWriteStream::start() {
   const Ref<NSStream> keptAlive(this);
-  if (const Ref<NSError> error = prepareEndpoint()) return failWith(error);
+  if (const Ref<NSError> error = FTPItemFromURL(url_, properties_, item_)) return failWith(error);
   useConnection();
 }
 
-Ref<NSError> FTPWriteStream::prepareEndpoint() {
-  const bool ownLogin = userName_ && userName_->length() > 0;
-  endpoint_.host = bytesOf(url_->host());
-  endpoint_.port = url_->port() ? static_cast<std::uint16_t>(url_->port()->unsignedIntegerValue()) : 21;
-  endpoint_.user = bytesOf(ownLogin ? userName_ : url_->user());
-  endpoint_.password = bytesOf(ownLogin ? password_ : url_->password());
-  if (endpoint_.user.empty()) {
-    endpoint_.user = "anonymous";
-    endpoint_.password = "anonymous@";
-  }
-  endpoint_.route = routeFrom(proxies_);
-  endpoint_.passive = passive_;
-  const std::string text = url_->absoluteString()->UTF8String();
-  path_ = remotePath(text);
-  isFolder_ = text.ends_with('/');
-  if (isFolder_) path_.pop_back();
-  if (path_.empty()) return cfnetwork::errorWithCode(kCFURLErrorBadURL, "The URL names neither a file nor a folder.");
-  if (breaksLine(path_) || breaksLine(endpoint_.user) || breaksLine(endpoint_.password) || breaksLine(endpoint_.host)) {
-    return cfnetwork::errorWithCode(kCFURLErrorBadURL, "A carriage return, line feed or NUL cannot be sent over FTP.");
-  }
-  return nil;
-}
-
 void FTPWriteStream::useConnection() {
-  connection_ = FTPConnectionPool::ofThread().take(endpoint_);
+  connection_ = FTPConnectionPool::ofThread().take(item_.endpoint);
   if (!connection_) return openConnection();
   fromPool_ = true;
   connection_->setDelegate(this);
@@ -189,9 +115,9 @@ void FTPWriteStream::useConnection() {
 
 void FTPWriteStream::openConnection() {
   fromPool_ = false;
-  connection_ = std::make_shared<FTPConnection>(loop(), endpoint_, limits());
+  connection_ = std::make_shared<FTPConnection>(loop(), item_.endpoint, limits());
   connection_->setDelegate(this);
-  connection_->habits() = FTPConnectionPool::ofThread().knownHabits(endpoint_);
+  connection_->habits() = FTPConnectionPool::ofThread().knownHabits(item_.endpoint);
   connection_->open();
 }
 
@@ -205,9 +131,9 @@ void FTPWriteStream::transfer() {
   phase_ = Phase::Transferring;
   attempt_ = {};
   attempt_.pending = kept_;
-  if (isFolder_) {
-    connection_->makeFolder(path_, [this](const FTPReply& reply) { folderReply(reply); });
-  } else if (passive_ || connection_->isThroughProxy()) {
+  if (item_.isFolder) {
+    connection_->makeFolder(item_.path, [this](const FTPReply& reply) { folderReply(reply); });
+  } else if (properties_.passive || connection_->isThroughProxy()) {
     connectPassively();
   } else {
     listenActively();
@@ -261,7 +187,7 @@ void FTPWriteStream::listenActively() {
 void FTPWriteStream::sendStore(bool isRepeatable) {
   attempt_.store = Store::Asked;
   isIntact_ = false;
-  connection_->store(path_, isRepeatable, [this](const FTPReply& reply) { storeReply(reply); });
+  connection_->store(item_.path, isRepeatable, [this](const FTPReply& reply) { storeReply(reply); });
   if (attempt_.dataEnded) connection_->transferSent();
 }
 
@@ -299,7 +225,7 @@ void FTPWriteStream::checkSize(bool isConfirmationEnough) {
     if (isConfirmationEnough) return finish();
     return giveUp(doubt);
   }
-  connection_->requestSize(path_, [this, doubt, isConfirmationEnough](const FTPReply& reply) {
+  connection_->requestSize(item_.path, [this, doubt, isConfirmationEnough](const FTPReply& reply) {
     const bool isWhole = FTPSizeFromReply(reply) == written_ || (reply.isOfUnusableCommand() && isConfirmationEnough);
     if (attempt_.isTrial && !isWhole) return startOver();
     if (!isWhole) return giveUp(doubt);
@@ -357,7 +283,7 @@ void FTPWriteStream::rewriteRefused(const Ref<NSError>& refusal) {
   connection_->habits().lingering = Lingering::Unavoidable;
   attempt_.store = Store::Checking;
   attempt_.patience.reset();
-  connection_->requestSize(path_, [this, refusal](const FTPReply& reply) {
+  connection_->requestSize(item_.path, [this, refusal](const FTPReply& reply) {
     if (FTPSizeFromReply(reply) == written_) return finish();
     if (repeat_ == Repeat::None && !failure_) return repeat();
     giveUp(refusal);
@@ -389,7 +315,7 @@ void FTPWriteStream::resetIfWorthwhile() {
   if (!isUsed || !attempt_.channel || !attempt_.channel->reset()) return;
   attempt_.wasReset = true;
   connection_->transferDrained();
-  connection_->requestSize(path_, [this](const FTPReply& reply) { sizeAfterReset(reply); });
+  connection_->requestSize(item_.path, [this](const FTPReply& reply) { sizeAfterReset(reply); });
   after(std::min(longestResetWait, limits().reply / 4), &FTPWriteStream::resetUnnoticed);
 }
 
@@ -410,7 +336,7 @@ void FTPWriteStream::sizeAfterReset(const FTPReply& reply) {
 // it when it gives up.
 void FTPWriteStream::resetUnnoticed() {
   connection_->habits().lingering = Lingering::Unavoidable;
-  if (attempt_.store == Store::Asked && passive_) {
+  if (attempt_.store == Store::Asked && properties_.passive) {
     connectAgain();
   } else {
     attempt_.channel->resetAgain();
@@ -565,14 +491,14 @@ std::size_t FTPWriteStream::room() const {
 
 bool FTPWriteStream::hasSpaceAvailable() const {
   if (!takesData()) return false;
-  if (isFolder_) return true;
+  if (item_.isFolder) return true;
   if (!channelHasSpace() || room() == 0 || sinceEvent_ >= turnLimit) return false;
   return attempt_.pending.empty() || !mayHandOver();
 }
 
 NSInteger FTPWriteStream::write_maxLength(const std::uint8_t* bytes, NSUInteger length) {
   if (length == 0) return phase_ == Phase::Transferring ? 0 : -1;
-  if (!takesData() || isFolder_) return -1;
+  if (!takesData() || item_.isFolder) return -1;
   // What is offered is never refused for want of room: a writer that was told of room has read its data already. At
   // least a part of it is taken, to be sent later.
   std::size_t size = std::min<std::size_t>(length, std::max(room(), smallestTake));
@@ -607,7 +533,7 @@ NSInteger FTPWriteStream::writeFromStream_maxLength(const NSInputStream& source,
   const int file = source.fileDescriptor();
   const bool isBeyondKept =
       takesData() && attempt_.store >= Store::Accepted && written_ >= keptLimit && attempt_.pending.empty();
-  if (file < 0 || isFolder_ || !isBeyondKept || !channelHasSpace()) return -1;
+  if (file < 0 || item_.isFolder || !isBeyondKept || !channelHasSpace()) return -1;
   const std::int64_t sent = attempt_.channel->sendFile(file, std::min<NSUInteger>(length, turnLimit));
   if (sent <= 0) return sent;
   written_ += static_cast<std::uint64_t>(sent);
@@ -646,7 +572,7 @@ void FTPWriteStream::close() {
     return;
   }
   const bool complete = phase_ == Phase::Transferring && opened_ && !failure_ && !isInterrupted();
-  if (complete && isFolder_) {
+  if (complete && item_.isFolder) {
     finish();
   } else if (complete) {
     waitForEnd();

@@ -8,6 +8,7 @@
 
 #include "cfnetwork/FTPConnection.h"
 #include "cfnetwork/FTPDataChannel.h"
+#include "cfnetwork/FTPItem.h"
 #include "foundation/NSStream.h"
 
 class NSURL;
@@ -90,7 +91,6 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
   void dataChannelDidFail(const Ref<NSError>& error) override;
 
   void start();
-  Ref<NSError> prepareEndpoint();
   Ref<NSRunLoop> loop() const;
   const FTPLimits& limits() const;
   void useConnection();
@@ -147,17 +147,12 @@ class FTPWriteStream : public NSOutputStream, private FTPConnection::Delegate, p
   void letGo();
 
   Ref<NSURL> url_;
-  Ref<NSString> userName_;
-  Ref<NSString> password_;
-  id proxies_;
-  bool passive_ = true;
+  FTPProperties properties_;
   std::optional<FTPLimits> limits_;
   std::function<bool()> interruption_;
 
   Phase phase_ = Phase::Idle;
-  bool isFolder_ = false;
-  std::string path_;
-  FTPEndpoint endpoint_;
+  FTPItem item_;
   std::unique_ptr<foundation::SignalSource> starter_;
   std::shared_ptr<FTPConnection> connection_;
 

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <string>
+
+#include "cfnetwork/FTPConnection.h"
+#include "foundation/NSObject.h"
+
+class NSError;
+class NSString;
+class NSURL;
+
+// A file to be stored on a server, or a folder to be made there.
+struct FTPItem {
+  FTPEndpoint endpoint;
+  std::string path;  // raw bytes, as the server gets it; a folder's does not end with the URL's slash
+  bool isFolder = false;
+};
+
+// What can be set on a stream beside its URL.
+struct FTPProperties {
+  Ref<NSString> userName;  // nil or empty: the URL's, or else anonymous
+  Ref<NSString> password;
+  id proxies;  // a dictionary of system proxy settings, or nil for none
+  bool passive = true;
+};
+
+// Sets the item to what the URL names (RFC 1738, section 3.2); a name that ends with "/" is a folder's. Answers an
+// error when it names nothing, or when a text holds a carriage return, line feed or NUL, which cannot be sent.
+Ref<NSError> FTPItemFromURL(const Ref<NSURL>& url, const FTPProperties& properties, FTPItem& item);
