@@ -18,6 +18,7 @@ namespace foundation {
 namespace {
 
 constexpr std::chrono::seconds connectLimit(5);
+constexpr int subscribeLimitInMilliseconds = 5000;
 constexpr guint flushLimitInMilliseconds = 1000;
 
 std::atomic<bool> somethingWasEmitted = false;
@@ -109,6 +110,14 @@ void signalArrived(GDBusConnection*, const gchar*, const gchar*, const gchar*, c
   NSRunLoop::mainRunLoop()->context().guard([&] { callback(parameters); });
 }
 
+// The bus handles what it gets in order: its answer shows that it has handled everything before.
+void synchronize(GDBusConnection* bus) {
+  GVariant* const answer = g_dbus_connection_call_sync(
+      bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetId", nullptr, nullptr,
+      G_DBUS_CALL_FLAGS_NO_AUTO_START, subscribeLimitInMilliseconds, nullptr, nullptr);
+  if (answer) g_variant_unref(answer);
+}
+
 const char* orNull(const std::optional<std::string>& text) { return text ? text->c_str() : nullptr; }
 
 }  // namespace
@@ -126,10 +135,12 @@ unsigned subscribeOnSessionBus(const SignalMatch& match, std::function<void(GVar
   GDBusConnection* const bus = sessionBus();
   // GLib complains in the log about a subscription on a bus that has died.
   if (!bus || g_dbus_connection_is_closed(bus)) return 0;
-  return g_dbus_connection_signal_subscribe(bus, orNull(match.sender), match.interface.c_str(), match.member.c_str(),
-                                            match.path.c_str(), orNull(match.firstArgument), G_DBUS_SIGNAL_FLAGS_NONE,
-                                            signalArrived, new Subscriber{std::move(callback)},
-                                            [](gpointer data) { delete static_cast<Subscriber*>(data); });
+  const unsigned subscription = g_dbus_connection_signal_subscribe(
+      bus, orNull(match.sender), match.interface.c_str(), match.member.c_str(), match.path.c_str(),
+      orNull(match.firstArgument), G_DBUS_SIGNAL_FLAGS_NONE, signalArrived, new Subscriber{std::move(callback)},
+      [](gpointer data) { delete static_cast<Subscriber*>(data); });
+  synchronize(bus);
+  return subscription;
 }
 
 void unsubscribeOnSessionBus(unsigned subscription) {

@@ -24,7 +24,8 @@ struct SignalMatch {
 };
 
 // The callback gets the parameters of each matching signal, from the main run loop; an exception passes out of that
-// run loop's turn. On the main thread only. Without a bus nothing ever comes, and the answer is 0.
+// run loop's turn. Nothing is missed that is sent after the return, unless the bus takes more than five seconds to take
+// the subscription. On the main thread only. Without a bus nothing ever comes, and the answer is 0.
 unsigned subscribeOnSessionBus(const SignalMatch& match, std::function<void(GVariant* parameters)> callback);
 void unsubscribeOnSessionBus(unsigned subscription);
 

@@ -157,6 +157,16 @@ TEST_F(NSDistributedNotificationCenterTest, HearsOtherProgramsOnTheMainThread) {
   EXPECT_TRUE(ear->onMainThread);
 }
 
+TEST_F(NSDistributedNotificationCenterTest, HearsWhatIsPostedAsSoonAsTheObserverHasBeenAdded) {
+  constexpr int rounds = 300;
+  for (int i = 0; i < rounds; ++i) {
+    const std::string name = "Bell " + std::to_string(i);
+    observe(NSString::stringWithUTF8String(name), nil);
+    peer.emit("('" + name + "', '', @a{sv} {})");
+  }
+  EXPECT_TRUE(turnUntil([&] { return ear->notifications.size() == rounds; })) << ear->notifications.size();
+}
+
 TEST_F(NSDistributedNotificationCenterTest, HearsItsOwnPosts) {
   observe("Bell"_ns, "token"_ns);
   post("Bell"_ns, "token"_ns);
