@@ -3,8 +3,11 @@
 import os
 import pathlib
 import shutil
+import socket
 import subprocess
 import tempfile
+import threading
+import time
 
 import processes
 
@@ -52,3 +55,48 @@ class SessionBus:
 
     def __exit__(self, *_):
         self.stop()
+
+
+class SlowLine:
+    """A way to the bus for one program, on which everything to the bus takes so many seconds. To be used in place of
+    the bus's own `address`."""
+
+    def __init__(self, bus, delay):
+        self._bus_path = bus.address.partition("path=")[2].partition(",")[0]
+        self._delay = delay
+        self._folder = pathlib.Path(tempfile.mkdtemp(prefix="telvo-line-"))
+        path = self._folder / "line"
+        self.address = f"unix:path={path}"
+        self._listener = socket.socket(socket.AF_UNIX)
+        self._listener.bind(str(path))
+        self._listener.listen()
+        threading.Thread(target=self._serve, daemon=True).start()
+
+    def _serve(self):
+        try:
+            program, _ = self._listener.accept()
+        except OSError:
+            return
+        with program, socket.socket(socket.AF_UNIX) as bus:
+            bus.connect(self._bus_path)
+            back = threading.Thread(target=_carry, args=(bus, program, 0), daemon=True)
+            back.start()
+            _carry(program, bus, self._delay)
+            back.join()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self._listener.close()
+        shutil.rmtree(self._folder, ignore_errors=True)
+
+
+def _carry(source, target, delay):
+    try:
+        while data := source.recv(65536):
+            time.sleep(delay)
+            target.sendall(data)
+        target.shutdown(socket.SHUT_WR)
+    except OSError:
+        pass  # One side has gone.

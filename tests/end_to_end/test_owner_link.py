@@ -8,6 +8,7 @@ import pytest
 import owner as owners
 import processes
 import scripted_server as scripts
+from bus import SlowLine
 from scripted_server import Pause
 from system_log import SystemLog
 
@@ -154,6 +155,16 @@ def test_without_a_token_every_stop_counts_and_progress_has_no_object(owner, scr
     first, last = owner.wait_for_last_record(token=None)
     assert first.details["HasObject"] is False
     assert (last.record["Percent"], last.record["IsMore"]) == (40, False)
+
+
+@pytest.mark.parametrize("act", [owners.Owner.stop_upload, owners.Owner.release_name])
+def test_once_the_upload_has_begun_nothing_of_the_owner_is_missed(owner, bus, scripted, five_items, act):
+    scripted.on("STOR", scripts.silence)
+    with SlowLine(bus, 0.2) as line:
+        helper = owner.launch(five_items.path, scripted, environment={"DBUS_SESSION_BUS_ADDRESS": line.address})
+        owner.wait_until(lambda: "STOR" in scripted.verbs(), what="the second item")
+        act(owner)
+        helper.wait_for_line("stop", timeout=20)
 
 
 def test_a_stop_after_the_last_record_changes_nothing(owner, scripted, small_tree):
