@@ -20,7 +20,7 @@ class NSWorkspace : public NSObject {
   NSWorkspace();
   ~NSWorkspace() override;
 
-  // Asked for for the first time, it begins to watch the bus.
+  // Asked for for the first time, it begins to watch the bus, and misses no quit from then on.
   const Ref<NSNotificationCenter>& notificationCenter();
 
  private:

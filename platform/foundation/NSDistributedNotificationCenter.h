@@ -8,7 +8,9 @@
 
 // Notifications between the programs of one user, through the session bus. The object is a text, and observer and
 // poster are paired by equal texts. Without a session bus nothing is posted or observed, and nothing fails. Observers
-// are told from the main run loop, a poster's own process included. Any thread may post and observe.
+// are told from the main run loop, a poster's own process included. Any thread may post and observe. What is posted
+// once the main thread has added an observer reaches it; what another thread adds begins to observe in a turn of the
+// main run loop.
 //
 // On the bus a notification is a signal that any program can send and receive:
 //   object path  /com/telvo/DistributedNotificationCenter
