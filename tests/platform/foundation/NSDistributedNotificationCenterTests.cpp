@@ -392,6 +392,18 @@ TEST(NSDistributedNotificationCenterExitDeathTest, WhatWasPostedLeavesBeforeTheP
   EXPECT_EXIT(exit(leavesBeforeExit() ? 0 : 1), testing::ExitedWithCode(0), "^$");
 }
 
+TEST_F(NSDistributedNotificationCenterDeathTest, ABusThatIsStuckDoesNotKeepAnObserverFromBeingAdded) {
+  EXPECT_EXIT(
+      {
+        PrivateBus ownBus;
+        post("Bell"_ns, nil);
+        ownBus.signal(SIGSTOP);
+        observe("Bell"_ns, nil);
+        exit(0);
+      },
+      testing::ExitedWithCode(0), "^$");
+}
+
 TEST_F(NSDistributedNotificationCenterDeathTest, ABusThatIsStuckDoesNotKeepTheProcess) {
   EXPECT_EXIT(
       {
