@@ -9,31 +9,9 @@
 #include "foundation/NSNumber.h"
 #include "foundation/NSString.h"
 #include "foundation/NSURL.h"
+#include "foundation/PercentEncoding.h"
 
 namespace {
-
-int hexadecimalValue(char digit) {
-  if (digit >= '0' && digit <= '9') return digit - '0';
-  if (digit >= 'a' && digit <= 'f') return digit - 'a' + 10;
-  if (digit >= 'A' && digit <= 'F') return digit - 'A' + 10;
-  return -1;
-}
-
-std::string withoutEscapes(std::string_view text) {
-  std::string decoded;
-  decoded.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    const int high = text[i] == '%' && i + 2 < text.size() ? hexadecimalValue(text[i + 1]) : -1;
-    const int low = high >= 0 ? hexadecimalValue(text[i + 2]) : -1;
-    if (low < 0) {
-      decoded.push_back(text[i]);
-      continue;
-    }
-    decoded.push_back(static_cast<char>(high * 16 + low));
-    i += 2;
-  }
-  return decoded;
-}
 
 bool breaksLine(std::string_view text) {
   return text.find_first_of(std::string_view("\r\n\0", 3)) != std::string_view::npos;
@@ -45,7 +23,7 @@ std::string remotePath(std::string_view url) {
   constexpr std::string_view mark = "//";
   const std::size_t host = url.find(mark);
   const std::size_t slash = host == std::string_view::npos ? host : url.find('/', host + mark.size());
-  return slash == std::string_view::npos ? std::string() : withoutEscapes(url.substr(slash + 1));
+  return slash == std::string_view::npos ? std::string() : foundation::percentDecoded(url.substr(slash + 1));
 }
 
 std::string bytesOf(const Ref<NSString>& text) { return text ? text->UTF8String() : std::string(); }
