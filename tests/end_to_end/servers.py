@@ -9,83 +9,39 @@ import argparse
 import ftplib
 import os
 import pathlib
-import shutil
 import signal
-import subprocess
 import sys
-import tempfile
 import time
 import warnings
 
-import processes
+from server_program import ServerProgram
 
 with warnings.catch_warnings():
     warnings.simplefilter("ignore", DeprecationWarning)
     import crypt
 
-SERVERS_FOLDER = pathlib.Path(
-    os.environ.get("TELVO_SERVERS", pathlib.Path(__file__).resolve().parents[2] / "build" / "servers")
-)
 # Of the account that owns what is stored: no account of the system, and none of its files.
 USER_ID = GROUP_ID = 64321
 
 
-class Server:
-    """An FTP server with one account, whose files arrive in `root`, the server's "/".
+class Server(ServerProgram):
+    """An FTP server with one account, whose files arrive in `root`, the server's "/"."""
 
-    `log` is what the server has to say, for people who look into a failed test.
-    """
-
-    name = ""
     # The servers shut every client in its folder with chroot and take on the account's user id.
     needs_root = True
     allows_anonymous = False
 
-    def __init__(self, root=None, username="telvo", password="secret", host="127.0.0.1", side=None, port=None):
-        """`side` is the network namespace to run in, with its own ports; none for the test's own network."""
+    def __init__(self, root=None, username="telvo", password="secret", **options):
         if self.needs_root and os.geteuid() != 0:
             raise RuntimeError(f"{self.name} has to be started as root")
+        super().__init__(**options)
         self.username = username
         self.password = password
-        self.host = host
-        self._side = side
-        self.folder = pathlib.Path(tempfile.mkdtemp(prefix=f"telvo-{self.name}-"))
         self.folder.chmod(0o755)
         self.root = pathlib.Path(root) if root else self.folder / "root"
         self.root.mkdir(exist_ok=True)
         if self.needs_root:
             os.chown(self.root, USER_ID, GROUP_ID)
-        self.log = self.folder / "log"
-        self._port = processes.ReservedPort()
-        self.port = port or self._port.number
-        self._process = None
-
-    @property
-    def address(self):
-        """Host and port the way they stand in a URL."""
-        host = f"[{self.host}]" if ":" in self.host else self.host
-        return f"{host}:{self.port}"
-
-    def command(self):
-        """Writes the configuration and returns the command line that runs the server in the foreground."""
-        raise NotImplementedError
-
-    def environment(self):
-        return dict(os.environ)
-
-    def start(self):
-        with open(self.folder / "output", "wb") as output:
-            prefix = self._side.prefix if self._side else []
-            self._process = processes.start(
-                [*prefix, *self.command()], stdout=output, stderr=output, cwd=self.folder, env=self.environment()
-            )
-        processes.wait_until(self._greets, 20, f"{self.name} to answer on port {self.port}\n{self.output()}")
-        return self
-
-    def _greets(self):
-        if self._process.poll() is not None:
-            raise AssertionError(f"{self.name} ended at once\n{self.output()}")
-        return self._side.run(self._answers) if self._side else self._answers()
 
     def _answers(self):
         try:
@@ -95,40 +51,13 @@ class Server:
         except (OSError, EOFError):
             return False
 
-    def output(self):
-        files = (self.folder / "output", self.log)
-        return "".join(file.read_text(errors="replace") for file in files if file.is_file())
-
-    def stop(self):
-        if self._process:
-            processes.end(self._process)
-            self._process = None
-        self._port.release()
-        shutil.rmtree(self.folder, ignore_errors=True)
-
-    def __enter__(self):
-        try:
-            return self.start()
-        except BaseException:
-            self.stop()
-            raise
-
-    def __exit__(self, *_):
-        self.stop()
-
-    def _write(self, name, text, mode=0o644):
-        path = self.folder / name
-        path.write_text(text)
-        path.chmod(mode)
-        return path
-
 
 def _password_hash(password):
     return crypt.crypt(password, crypt.METHOD_SHA256)
 
 
 class Vsftpd(Server):
-    name = "vsftpd"
+    name = package = "vsftpd"
     logs_commands = True
     settings = ""  # lines of the configuration that are different
 
@@ -170,21 +99,20 @@ xferlog_file={self.folder}/transfers
 vsftpd_log_file={self.log}
 log_ftp_protocol={"YES" if self.logs_commands else "NO"}
 {self.settings}""")
-        program = SERVERS_FOLDER / "vsftpd" / "usr/sbin/vsftpd"
+        program = self.unpacked("usr/sbin/vsftpd")
         mounts = " && ".join(f"mount --bind {self.folder}/{name} /etc/{name}" for name in ("passwd", "shadow", "pam.d"))
         return ["unshare", "--mount", "sh", "-c", f"{mounts} && exec {program} {self.folder}/vsftpd.conf"]
 
 
 class PureFTPd(Server):
-    name = "pure-ftpd"
+    name = package = "pure-ftpd"
 
     def command(self):
-        package = SERVERS_FOLDER / "pure-ftpd"
         fields = (self.username, _password_hash(self.password), USER_ID, GROUP_ID, "", f"{self.root}/./")
         self._write("passwd", ":".join(map(str, fields)) + ":" * 12 + "\n", 0o600)
-        subprocess.run([package / "usr/bin/pure-pw", "mkdb", "accounts", "-f", "passwd"], cwd=self.folder, check=True)
+        self.run([self.unpacked("usr/bin/pure-pw"), "mkdb", "accounts", "-f", "passwd"])
         return [
-            package / "usr/sbin/pure-ftpd", "--bind", f"{self.host},{self.port}", "--noanonymous", "--dontresolve",
+            self.unpacked("usr/sbin/pure-ftpd"), "--bind", f"{self.host},{self.port}", "--noanonymous", "--dontresolve",
             "--login", f"puredb:{self.folder}/accounts", "--pidfile", self.folder / "pid",
             "--altlog", f"clf:{self.log}", "--displaydotfiles", "--chrooteveryone", "--umask", "133:022",
             "--ipv6only" if ":" in self.host else "--ipv4only",
@@ -193,11 +121,8 @@ class PureFTPd(Server):
 
 class ProFTPD(Server):
     name = "proftpd"
+    package = "proftpd-core"
     allows_anonymous = True
-    _package = SERVERS_FOLDER / "proftpd-core"
-
-    def environment(self):
-        return {**os.environ, "LD_LIBRARY_PATH": str(self._package / "usr/lib/x86_64-linux-gnu")}
 
     def command(self):
         password = _password_hash(self.password)
@@ -215,7 +140,7 @@ User root
 Group root
 PidFile {self.folder}/pid
 ScoreboardFile {self.folder}/scoreboard
-ModulePath {self._package}/usr/lib/proftpd
+ModulePath {self.unpacked("usr/lib/proftpd")}
 AuthOrder mod_auth_file.c
 AuthUserFile {self.folder}/passwd
 AuthGroupFile {self.folder}/group
@@ -235,7 +160,7 @@ ExtendedLog {self.folder}/commands ALL
   UserAlias anonymous ftp
 </Anonymous>
 """)
-        return [self._package / "usr/sbin/proftpd", "--nodaemon", "--quiet", "--config", self.folder / "proftpd.conf"]
+        return [self.unpacked("usr/sbin/proftpd"), "--nodaemon", "--quiet", "--config", self.folder / "proftpd.conf"]
 
 
 class Pyftpdlib(Server):

@@ -14,6 +14,7 @@ import bus as buses
 import owner as owners
 import processes
 import scripted_server as scripts
+import server_program
 import servers
 import tree
 from control_tap import ControlTap
@@ -65,6 +66,20 @@ def test_servers_that_allow_it_take_anonymous_uploads(kind):
         client.login()
         client.storbinary("STOR /a", io.BytesIO(b"content"))
         assert (server.root / "a").read_bytes() == b"content"
+
+
+@pytest.mark.parametrize("folder", ["usr/lib/riscv64-linux-gnu", "lib/x86_64-linux-gnu", "usr/lib"])
+def test_unpacked_programs_find_the_libraries_beside_them_on_every_architecture(tmp_path, monkeypatch, folder):
+    library = tmp_path / "vsftpd" / folder / "libwrap.so.0"
+    library.parent.mkdir(parents=True)
+    library.touch()
+    monkeypatch.setattr(server_program, "SERVERS_FOLDER", tmp_path)
+    monkeypatch.setenv("LD_LIBRARY_PATH", "/the/test's/own")
+    assert servers.Vsftpd.environment()["LD_LIBRARY_PATH"] == f"{library.parent}:/the/test's/own"
+    # Nothing is added for a program without libraries: an empty entry would stand for the current folder.
+    monkeypatch.delenv("LD_LIBRARY_PATH")
+    assert "LD_LIBRARY_PATH" not in servers.PureFTPd.environment()
+    assert "LD_LIBRARY_PATH" not in servers.Pyftpdlib.environment()
 
 
 def test_servers_leave_nothing_behind():

@@ -19,7 +19,7 @@ def kind(request):
 def proxy(request, kind):
     with kind(login=kind.login if request.param == "login" else None) as running:
         yield running
-        print(running.log()[-20000:])
+        print(running.output()[-20000:])
 
 
 def test_control_and_data_connections_go_through_the_proxy(owner, proxy, scripted, small_tree):
@@ -39,7 +39,7 @@ def test_a_tree_arrives_over_ipv6_through_a_proxy(owner, kind, sample_tree):
     with kind(host="::1", outgoing=None) as proxy, servers.Vsftpd(host="::1") as server:
         owner.upload(sample_tree.path, server, environment={"ftp_proxy": proxy.url})
         assert sample_tree.differences(server.root) == []
-        assert str(server.port) in proxy.log()
+        assert str(server.port) in proxy.output()
 
 
 def test_through_a_proxy_the_mode_is_always_passive(owner, proxy, scripted, small_tree):
@@ -96,7 +96,7 @@ def test_exceptions_are_reached_directly(owner, kind, small_tree, exceptions, ho
         environment = {"ftp_proxy": proxy.url, "no_proxy": exceptions.format(port=server.port)}
         owner.upload(small_tree.path / "a.txt", server, environment=environment, host=f"{host}:{server.port}")
         assert server.files == {"/a.txt": b"a"}
-        assert str(server.port) not in proxy.log()
+        assert str(server.port) not in proxy.output()
 
 
 @pytest.mark.parametrize("exceptions", ["", ",", "example.org", "27.0.0.1", "127.0.0.2", "10.0.0.0/8", "127.0.0.1:7",
@@ -118,7 +118,7 @@ def test_without_a_port_it_is_the_usual_one(owner, kind, port, small_tree):
         environment = {"ftp_proxy": proxy.url.removesuffix(f":{port}")}
         owner.upload(small_tree.path, server, environment=environment, prefix=network.prefix)
         assert small_tree.differences(server.root) == []
-        assert str(server.port) in proxy.log()
+        assert str(server.port) in proxy.output()
 
 
 # A proxy that cannot be used: the items fail, and the server is not reached on another road.
