@@ -4,9 +4,9 @@
 #include "appkit/NSWorkspace.h"
 #include "categories/NSDictionary+Telvo.h"
 #include "foundation/Foundation.h"
-#include "foundation/NSDistributedNotificationCenter.h"
-#include "foundation/NSNotification.h"
-#include "foundation/NSUserDefaults.h"
+#include "foundation/notifications/NSDistributedNotificationCenter.h"
+#include "foundation/notifications/NSNotification.h"
+#include "foundation/preferences/NSUserDefaults.h"
 #include "streams/TelvoFTPData.h"
 
 namespace {

@@ -3,9 +3,9 @@
 #include <utility>
 #include <vector>
 
-#include "foundation/NSFormat.h"
-#include "foundation/NSObject.h"
-#include "foundation/NSString.h"
+#include "foundation/runtime/NSObject.h"
+#include "foundation/text/NSFormat.h"
+#include "foundation/text/NSString.h"
 
 class NSNotification;
 class TelvoFTPData;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/NSObject.h"
+#include "foundation/runtime/NSObject.h"
 
 // How one element is copied for telvo_deepCopy and telvo_deepMutableCopy of the collection that holds it. In one unit
 // for arrays and dictionaries: a program that copies either answers both selectors for both.

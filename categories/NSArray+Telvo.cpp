@@ -1,9 +1,9 @@
 #include "categories/DeepCopy.h"
 #include "categories/NSArray+Telvo.h"
 #include "categories/NSObject+Telvo.h"
-#include "foundation/NSEnumerator.h"
-#include "foundation/NSSortDescriptor.h"
-#include "foundation/NSString.h"
+#include "foundation/collections/NSEnumerator.h"
+#include "foundation/collections/NSSortDescriptor.h"
+#include "foundation/text/NSString.h"
 
 namespace {
 

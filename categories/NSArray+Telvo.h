@@ -2,7 +2,7 @@
 
 #include <functional>
 
-#include "foundation/NSArray.h"
+#include "foundation/collections/NSArray.h"
 
 class NSEnumerator;
 

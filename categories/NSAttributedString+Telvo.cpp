@@ -2,7 +2,7 @@
 
 #include "appkit/NSFont.h"
 #include "categories/NSAttributedString+Telvo.h"
-#include "foundation/NSDictionary.h"
+#include "foundation/collections/NSDictionary.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "appkit/NSAttributedString+AppKit.h"
-#include "foundation/NSData.h"
-#include "foundation/NSString.h"
+#include "foundation/collections/NSData.h"
+#include "foundation/text/NSString.h"
 
 // Extensions of styled text: making it, RTF, font sizes, and plain text put into mutable styled text. A function with
 // T is a class method of the styled-text class T. For a nil receiver the answer is nil or an empty range, and nothing

@@ -2,7 +2,7 @@
 #include "appkit/NSFont.h"
 #include "appkit/NSParagraphStyle.h"
 #include "categories/NSData+Telvo.h"
-#include "foundation/NSKeyedUnarchiver.h"
+#include "foundation/coding/NSKeyedUnarchiver.h"
 
 namespace {
 

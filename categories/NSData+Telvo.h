@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/NSData.h"
+#include "foundation/collections/NSData.h"
 
 // Extensions of data: one object as an archive and back. Threads: those of the object archived.
 

@@ -6,13 +6,13 @@
 
 #include "categories/NSDate+Telvo.h"
 #include "categories/NSString+Telvo.h"
-#include "foundation/NSCalendar.h"
-#include "foundation/NSDateComponents.h"
-#include "foundation/NSDateComponentsFormatter.h"
-#include "foundation/NSDateFormatter.h"
-#include "foundation/NSLocale.h"
-#include "foundation/NSString.h"
-#include "foundation/NSTimeZone.h"
+#include "foundation/text/NSLocale.h"
+#include "foundation/text/NSString.h"
+#include "foundation/time/NSCalendar.h"
+#include "foundation/time/NSDateComponents.h"
+#include "foundation/time/NSDateComponentsFormatter.h"
+#include "foundation/time/NSDateFormatter.h"
+#include "foundation/time/NSTimeZone.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/NSDate.h"
+#include "foundation/time/NSDate.h"
 
 class NSCalendar;
 class NSDateComponents;

@@ -1,13 +1,13 @@
 #include "categories/DeepCopy.h"
 #include "categories/NSDate+Telvo.h"
 #include "categories/NSDictionary+Telvo.h"
-#include "foundation/NSArray.h"
-#include "foundation/NSDate.h"
-#include "foundation/NSFastEnumeration.h"
-#include "foundation/NSLog.h"
-#include "foundation/NSNull.h"
-#include "foundation/NSNumber.h"
-#include "foundation/NSString.h"
+#include "foundation/collections/NSArray.h"
+#include "foundation/collections/NSFastEnumeration.h"
+#include "foundation/collections/NSNumber.h"
+#include "foundation/errors/NSLog.h"
+#include "foundation/runtime/NSNull.h"
+#include "foundation/text/NSString.h"
+#include "foundation/time/NSDate.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/NSDictionary.h"
+#include "foundation/collections/NSDictionary.h"
 
 class NSDate;
 

@@ -5,13 +5,13 @@
 #include "categories/NSFileManager+Telvo.h"
 #include "categories/NSObject+Telvo.h"
 #include "categories/NSString+Telvo.h"
-#include "foundation/NSArray.h"
-#include "foundation/NSDate.h"
-#include "foundation/NSDictionary.h"
-#include "foundation/NSError.h"
-#include "foundation/NSNumber.h"
-#include "foundation/NSString.h"
-#include "foundation/NSURL.h"
+#include "foundation/collections/NSArray.h"
+#include "foundation/collections/NSDictionary.h"
+#include "foundation/collections/NSNumber.h"
+#include "foundation/errors/NSError.h"
+#include "foundation/files/NSURL.h"
+#include "foundation/text/NSString.h"
+#include "foundation/time/NSDate.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/NSFileManager.h"
+#include "foundation/files/NSFileManager.h"
 
 class NSMutableArray;
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "categories/NSString+Telvo.h"
-#include "foundation/NSCharacterSet.h"
+#include "foundation/text/NSCharacterSet.h"
 
 namespace {
 

@@ -1,13 +1,13 @@
 #include "categories/NSDictionary+Telvo.h"
 #include "categories/NSObject+Telvo.h"
-#include "foundation/NSArray.h"
-#include "foundation/NSException.h"
-#include "foundation/NSFastEnumeration.h"
-#include "foundation/NSInvocation.h"
-#include "foundation/NSLog.h"
-#include "foundation/NSNull.h"
-#include "foundation/NSSet.h"
-#include "foundation/NSString.h"
+#include "foundation/collections/NSArray.h"
+#include "foundation/collections/NSFastEnumeration.h"
+#include "foundation/collections/NSSet.h"
+#include "foundation/errors/NSException.h"
+#include "foundation/errors/NSLog.h"
+#include "foundation/runtime/NSInvocation.h"
+#include "foundation/runtime/NSNull.h"
+#include "foundation/text/NSString.h"
 
 namespace {
 

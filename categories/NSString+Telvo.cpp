@@ -5,11 +5,11 @@
 #include <vector>
 
 #include "categories/NSString+Telvo.h"
-#include "foundation/NSArray.h"
-#include "foundation/NSCharacterSet.h"
-#include "foundation/NSData.h"
-#include "foundation/NSException.h"
-#include "foundation/NSUUID.h"
+#include "foundation/collections/NSArray.h"
+#include "foundation/collections/NSData.h"
+#include "foundation/collections/NSUUID.h"
+#include "foundation/errors/NSException.h"
+#include "foundation/text/NSCharacterSet.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "foundation/NSRange.h"
-#include "foundation/NSString.h"
+#include "foundation/runtime/NSRange.h"
+#include "foundation/text/NSString.h"
 
 class NSMutableDictionary;
 

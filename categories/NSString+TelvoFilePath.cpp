@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "categories/NSString+Telvo.h"
-#include "foundation/NSBundle.h"
-#include "foundation/NSDictionary.h"
-#include "foundation/NSFileManager.h"
+#include "foundation/collections/NSDictionary.h"
+#include "foundation/files/NSBundle.h"
+#include "foundation/files/NSFileManager.h"
 
 namespace {
 

@@ -5,11 +5,11 @@
 
 #include "categories/NSDictionary+Telvo.h"
 #include "categories/NSString+Telvo.h"
-#include "foundation/NSArray.h"
-#include "foundation/NSBundle.h"
-#include "foundation/NSCharacterSet.h"
-#include "foundation/NSDictionary.h"
-#include "foundation/NSNumber.h"
+#include "foundation/collections/NSArray.h"
+#include "foundation/collections/NSDictionary.h"
+#include "foundation/collections/NSNumber.h"
+#include "foundation/files/NSBundle.h"
+#include "foundation/text/NSCharacterSet.h"
 
 namespace {
 

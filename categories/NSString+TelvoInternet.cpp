@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "categories/NSString+Telvo.h"
-#include "foundation/NSURL.h"
-#include "foundation/PercentEncoding.h"
+#include "foundation/files/NSURL.h"
+#include "foundation/files/PercentEncoding.h"
 
 namespace {
 

@@ -2,14 +2,14 @@
 
 #include "categories/NSUserDefaults+Telvo.h"
 #include "categories/NestingLevel.h"
-#include "foundation/NSArray.h"
-#include "foundation/NSData.h"
-#include "foundation/NSDate.h"
-#include "foundation/NSDictionary.h"
-#include "foundation/NSFastEnumeration.h"
-#include "foundation/NSNull.h"
-#include "foundation/NSNumber.h"
-#include "foundation/NSString.h"
+#include "foundation/collections/NSArray.h"
+#include "foundation/collections/NSData.h"
+#include "foundation/collections/NSDictionary.h"
+#include "foundation/collections/NSFastEnumeration.h"
+#include "foundation/collections/NSNumber.h"
+#include "foundation/runtime/NSNull.h"
+#include "foundation/text/NSString.h"
+#include "foundation/time/NSDate.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/NSUserDefaults.h"
+#include "foundation/preferences/NSUserDefaults.h"
 
 // Extensions of the user defaults. Nil defaults answer nil, 0 and false, and nothing is stored in them; nothing happens
 // for a nil key. A value that is no property list raises NSInvalidArgumentException where it is stored, as it does in

@@ -1,6 +1,6 @@
 #include "categories/NestingLevel.h"
 
-#include "foundation/NSException.h"
+#include "foundation/errors/NSException.h"
 
 namespace {
 

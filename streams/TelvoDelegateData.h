@@ -2,7 +2,7 @@
 
 #include <mutex>
 
-#include "foundation/NSObject.h"
+#include "foundation/runtime/NSObject.h"
 
 class NSArray;
 class NSDictionary;

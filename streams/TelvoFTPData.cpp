@@ -5,10 +5,10 @@
 #include <vector>
 
 #include "categories/NSFileManager+Telvo.h"
-#include "foundation/Checkpoint.h"
 #include "foundation/Foundation.h"
-#include "foundation/NSNotificationCenter.h"
-#include "foundation/NSPropertyList.h"
+#include "foundation/coding/NSPropertyList.h"
+#include "foundation/events/Checkpoint.h"
+#include "foundation/notifications/NSNotificationCenter.h"
 #include "streams/TelvoFTPStreamData.h"
 
 namespace {

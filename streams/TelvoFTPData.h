@@ -2,7 +2,7 @@
 
 #include <chrono>
 
-#include "foundation/NSObject.h"
+#include "foundation/runtime/NSObject.h"
 
 class NSArray;
 class NSDictionary;

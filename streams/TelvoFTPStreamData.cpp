@@ -6,7 +6,7 @@
 #include "cfnetwork/CFFTPStream.h"
 #include "cfnetwork/CFReadStream.h"
 #include "foundation/Foundation.h"
-#include "foundation/WeakRef.h"
+#include "foundation/runtime/WeakRef.h"
 #include "systemconfiguration/SCDynamicStore.h"
 
 namespace {

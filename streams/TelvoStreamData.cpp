@@ -4,8 +4,8 @@
 
 #include "categories/NSDictionary+Telvo.h"
 #include "foundation/Foundation.h"
-#include "foundation/NSAssertionHandler.h"
-#include "foundation/NSTimer.h"
+#include "foundation/errors/NSAssertionHandler.h"
+#include "foundation/events/NSTimer.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 #include <atomic>
 #include <cstdint>
 
-#include "foundation/NSStream.h"
+#include "foundation/events/NSStream.h"
 #include "streams/TelvoDelegateData.h"
 
 class NSRunLoop;

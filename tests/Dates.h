@@ -5,8 +5,8 @@
 
 #include <gtest/gtest.h>
 
-#include "foundation/NSDate.h"
-#include "foundation/NSString.h"
+#include "foundation/text/NSString.h"
+#include "foundation/time/NSDate.h"
 
 // The instant at which clocks in GMT show that date of the Gregorian calendar, extended to all times, counted by the
 // standard library. Years before 1 are 0 (1 BC), -1 and so on.

@@ -3,8 +3,8 @@
 #include <initializer_list>
 
 #include "foundation/Foundation.h"
-#include "foundation/NSKeyedUnarchiver.h"
-#include "foundation/NSPropertyListUID.h"
+#include "foundation/coding/NSKeyedUnarchiver.h"
+#include "foundation/coding/NSPropertyListUID.h"
 
 // An archive of one object of that class with these values; a value is a UID from 3 on for the objects that follow.
 inline Ref<NSData> archiveOfObject(const Ref<NSString>& className, std::initializer_list<NSDictionary::Entry> values,

@@ -7,7 +7,7 @@
 #include <string>
 #include <system_error>
 
-#include "foundation/NSString.h"
+#include "foundation/text/NSString.h"
 
 // A folder of its own for a test or a benchmark, removed with everything in it.
 class TemporaryDirectory {

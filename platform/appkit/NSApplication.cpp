@@ -8,14 +8,14 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
-#include "foundation/EventSource.h"
-#include "foundation/NSDate.h"
-#include "foundation/NSException.h"
-#include "foundation/NSLog.h"
-#include "foundation/NSNotification.h"
-#include "foundation/NSNumber.h"
-#include "foundation/NSRunLoop.h"
-#include "foundation/NSUserDefaults.h"
+#include "foundation/collections/NSNumber.h"
+#include "foundation/errors/NSException.h"
+#include "foundation/errors/NSLog.h"
+#include "foundation/events/EventSource.h"
+#include "foundation/events/NSRunLoop.h"
+#include "foundation/notifications/NSNotification.h"
+#include "foundation/preferences/NSUserDefaults.h"
+#include "foundation/time/NSDate.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include <functional>
 
-#include "foundation/NSObject.h"
+#include "foundation/runtime/NSObject.h"
 
 // What "applicationShouldTerminate:" answers.
 enum NSApplicationTerminateReply : NSUInteger { NSTerminateCancel = 0, NSTerminateNow = 1 };

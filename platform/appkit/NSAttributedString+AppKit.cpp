@@ -1,8 +1,8 @@
 #include "appkit/NSAttributedString+AppKit.h"
-#include "appkit/RTFReader.h"
-#include "appkit/RTFWriter.h"
-#include "foundation/NSData.h"
-#include "foundation/NSString.h"
+#include "appkit/rtf/RTFReader.h"
+#include "appkit/rtf/RTFWriter.h"
+#include "foundation/collections/NSData.h"
+#include "foundation/text/NSString.h"
 
 const Ref<NSString>& NSFontAttributeName() { return "NSFont"_ns; }
 const Ref<NSString>& NSForegroundColorAttributeName() { return "NSColor"_ns; }

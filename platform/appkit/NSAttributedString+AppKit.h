@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/NSAttributedString.h"
+#include "foundation/text/NSAttributedString.h"
 
 class NSData;
 

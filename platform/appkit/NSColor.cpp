@@ -9,10 +9,10 @@
 #include <system_error>
 #include <vector>
 
-#include "foundation/NSCoder.h"
-#include "foundation/NSData.h"
-#include "foundation/NSNumber.h"
-#include "foundation/NSString.h"
+#include "foundation/coding/NSCoder.h"
+#include "foundation/collections/NSData.h"
+#include "foundation/collections/NSNumber.h"
+#include "foundation/text/NSString.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "foundation/NSObject.h"
+#include "foundation/runtime/NSObject.h"
 
 class NSCoder;
 

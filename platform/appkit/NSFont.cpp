@@ -3,8 +3,8 @@
 #include <cmath>
 
 #include "appkit/FontFaces.h"
-#include "foundation/NSCoder.h"
-#include "foundation/NSString.h"
+#include "foundation/coding/NSCoder.h"
+#include "foundation/text/NSString.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 #include "appkit/NSParagraphStyle.h"
 
-#include "foundation/NSCoder.h"
-#include "foundation/NSString.h"
+#include "foundation/coding/NSCoder.h"
+#include "foundation/text/NSString.h"
 
 namespace {
 

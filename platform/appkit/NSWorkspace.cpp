@@ -4,10 +4,10 @@
 
 #include <glib.h>
 
-#include "foundation/NSDictionary.h"
-#include "foundation/NSNotificationCenter.h"
-#include "foundation/NSString.h"
-#include "foundation/SessionBus.h"
+#include "foundation/collections/NSDictionary.h"
+#include "foundation/notifications/NSNotificationCenter.h"
+#include "foundation/notifications/SessionBus.h"
+#include "foundation/text/NSString.h"
 
 const Ref<NSString>& NSWorkspaceDidTerminateApplicationNotification() {
   return "NSWorkspaceDidTerminateApplicationNotification"_ns;

@@ -1,7 +1,7 @@
 #include "cfnetwork/CFFTPStream.h"
 
-#include "foundation/NSString.h"
-#include "foundation/NSURL.h"
+#include "foundation/files/NSURL.h"
+#include "foundation/text/NSString.h"
 
 const Ref<NSString>& kCFStreamPropertyFTPUserName() { return "kCFStreamPropertyFTPUserName"_ns; }
 const Ref<NSString>& kCFStreamPropertyFTPPassword() { return "kCFStreamPropertyFTPPassword"_ns; }

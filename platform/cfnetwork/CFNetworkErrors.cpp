@@ -1,9 +1,9 @@
 #include "cfnetwork/CFNetworkErrors.h"
 
 #include "cfnetwork/FTPReply.h"
-#include "foundation/NSDictionary.h"
-#include "foundation/NSNumber.h"
-#include "foundation/NSString.h"
+#include "foundation/collections/NSDictionary.h"
+#include "foundation/collections/NSNumber.h"
+#include "foundation/text/NSString.h"
 
 const Ref<NSString>& kCFErrorDomainCFNetwork() { return "kCFErrorDomainCFNetwork"_ns; }
 const Ref<NSString>& kCFFTPStatusCodeKey() { return "kCFFTPStatusCodeKey"_ns; }

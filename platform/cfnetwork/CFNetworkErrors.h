@@ -2,8 +2,8 @@
 
 #include <string_view>
 
-#include "foundation/NSError.h"
-#include "foundation/Ref.h"
+#include "foundation/errors/NSError.h"
+#include "foundation/runtime/Ref.h"
 
 struct FTPReply;
 

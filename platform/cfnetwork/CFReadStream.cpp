@@ -1,6 +1,6 @@
 #include "cfnetwork/CFReadStream.h"
 
-#include "foundation/NSURL.h"
+#include "foundation/files/NSURL.h"
 
 Ref<FileReadStream> CFReadStreamCreateWithFile(const Ref<NSURL>& url) {
   if (!url || !url->isFileURL()) return nil;

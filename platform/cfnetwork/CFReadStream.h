@@ -1,7 +1,7 @@
 #pragma once
 
 #include "cfnetwork/FileReadStream.h"
-#include "foundation/Ref.h"
+#include "foundation/runtime/Ref.h"
 
 class NSURL;
 

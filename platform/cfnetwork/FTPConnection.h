@@ -10,8 +10,8 @@
 
 #include "cfnetwork/FTPReply.h"
 #include "cfnetwork/SocketConnector.h"
-#include "foundation/EventSource.h"
-#include "foundation/NSObject.h"
+#include "foundation/events/EventSource.h"
+#include "foundation/runtime/NSObject.h"
 
 class NSError;
 class NSRunLoop;

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "foundation/NSRunLoop.h"
+#include "foundation/events/NSRunLoop.h"
 
 FTPConnectionPool& FTPConnectionPool::ofThread() {
   // The run loop is made first, so that it outlives the connections at the thread's end.

@@ -14,8 +14,8 @@
 #include <sys/socket.h>
 
 #include "cfnetwork/CFNetworkErrors.h"
-#include "foundation/NSError.h"
-#include "foundation/NSRunLoop.h"
+#include "foundation/errors/NSError.h"
+#include "foundation/events/NSRunLoop.h"
 
 namespace {
 

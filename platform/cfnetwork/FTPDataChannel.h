@@ -8,7 +8,7 @@
 
 #include "cfnetwork/FTPConnection.h"
 #include "cfnetwork/SocketConnector.h"
-#include "foundation/EventSource.h"
+#include "foundation/events/EventSource.h"
 
 // The data connection of one transfer: made by us (passive) or by the server (active), written to, closed. It watches
 // over its own progress. On one run loop's thread; the callbacks come from run-loop turns and may destroy it.

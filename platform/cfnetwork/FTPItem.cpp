@@ -3,13 +3,13 @@
 #include <string_view>
 
 #include "cfnetwork/CFNetworkErrors.h"
-#include "foundation/NSArray.h"
-#include "foundation/NSDictionary.h"
-#include "foundation/NSError.h"
-#include "foundation/NSNumber.h"
-#include "foundation/NSString.h"
-#include "foundation/NSURL.h"
-#include "foundation/PercentEncoding.h"
+#include "foundation/collections/NSArray.h"
+#include "foundation/collections/NSDictionary.h"
+#include "foundation/collections/NSNumber.h"
+#include "foundation/errors/NSError.h"
+#include "foundation/files/NSURL.h"
+#include "foundation/files/PercentEncoding.h"
+#include "foundation/text/NSString.h"
 
 namespace {
 

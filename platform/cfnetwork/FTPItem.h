@@ -3,7 +3,7 @@
 #include <string>
 
 #include "cfnetwork/FTPConnection.h"
-#include "foundation/NSObject.h"
+#include "foundation/runtime/NSObject.h"
 
 class NSError;
 class NSString;

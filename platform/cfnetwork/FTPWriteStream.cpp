@@ -9,12 +9,12 @@
 #include "cfnetwork/CFFTPStream.h"
 #include "cfnetwork/CFNetworkErrors.h"
 #include "cfnetwork/FTPConnectionPool.h"
-#include "foundation/NSDate.h"
-#include "foundation/NSError.h"
-#include "foundation/NSNumber.h"
-#include "foundation/NSRunLoop.h"
-#include "foundation/NSString.h"
-#include "foundation/NSURL.h"
+#include "foundation/collections/NSNumber.h"
+#include "foundation/errors/NSError.h"
+#include "foundation/events/NSRunLoop.h"
+#include "foundation/files/NSURL.h"
+#include "foundation/text/NSString.h"
+#include "foundation/time/NSDate.h"
 
 namespace {
 

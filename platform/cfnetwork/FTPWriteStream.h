@@ -9,7 +9,7 @@
 #include "cfnetwork/FTPConnection.h"
 #include "cfnetwork/FTPDataChannel.h"
 #include "cfnetwork/FTPItem.h"
-#include "foundation/NSStream.h"
+#include "foundation/events/NSStream.h"
 
 class NSURL;
 

@@ -6,7 +6,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "foundation/NSError.h"
+#include "foundation/errors/NSError.h"
 
 Class FileReadStream::classObject() {
   static const NSClass object("FileReadStream", NSInputStream::classObject(), {});

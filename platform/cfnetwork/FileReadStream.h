@@ -2,8 +2,8 @@
 
 #include <string>
 
-#include "foundation/FileIO.h"
-#include "foundation/NSStream.h"
+#include "foundation/events/NSStream.h"
+#include "foundation/files/FileIO.h"
 
 // Reads a regular file. A folder can be opened too and is at its end at once; anything else (a pipe, a socket, a
 // device) is an error, and opening it does not wait for anybody. "Open completed" or the error follows open() in a

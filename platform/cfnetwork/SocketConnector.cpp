@@ -14,9 +14,9 @@
 #include <unistd.h>
 
 #include "cfnetwork/CFNetworkErrors.h"
-#include "foundation/EventSource.h"
-#include "foundation/NSError.h"
-#include "foundation/NSRunLoop.h"
+#include "foundation/errors/NSError.h"
+#include "foundation/events/EventSource.h"
+#include "foundation/events/NSRunLoop.h"
 
 namespace cfnetwork {
 

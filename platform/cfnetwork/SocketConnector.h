@@ -8,8 +8,8 @@
 
 #include <sys/socket.h>
 
-#include "foundation/FileIO.h"
-#include "foundation/NSObject.h"
+#include "foundation/files/FileIO.h"
+#include "foundation/runtime/NSObject.h"
 
 class NSError;
 class NSRunLoop;

@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/NSArray.h"
-#include "foundation/NSNumber.h"
+#include "foundation/collections/NSArray.h"
+#include "foundation/collections/NSNumber.h"
 
 namespace {
 

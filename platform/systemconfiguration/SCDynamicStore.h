@@ -1,7 +1,7 @@
 #pragma once
 
-#include "foundation/NSDictionary.h"
-#include "foundation/NSString.h"
+#include "foundation/collections/NSDictionary.h"
+#include "foundation/text/NSString.h"
 
 // Keys of the proxy settings.
 const Ref<NSString>& kSCPropNetProxiesFTPPassive();  // boolean number: FTP uses passive mode

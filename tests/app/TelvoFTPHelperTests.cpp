@@ -16,7 +16,7 @@
 #include "app/TelvoFTPHelper.h"
 #include "appkit/NSApplication.h"
 #include "foundation/Foundation.h"
-#include "foundation/NSUserDefaults.h"
+#include "foundation/preferences/NSUserDefaults.h"
 #include "streams/TelvoFTPData.h"
 #include "tests/BusPeer.h"
 #include "tests/LogLines.h"

@@ -8,7 +8,7 @@
 #include "appkit/NSParagraphStyle.h"
 #include "categories/NSData+Telvo.h"
 #include "foundation/Foundation.h"
-#include "foundation/NSKeyedUnarchiver.h"
+#include "foundation/coding/NSKeyedUnarchiver.h"
 #include "tests/HandMadeArchive.h"
 
 namespace {

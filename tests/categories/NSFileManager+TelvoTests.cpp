@@ -11,7 +11,7 @@
 
 #include "categories/NSFileManager+Telvo.h"
 #include "foundation/Foundation.h"
-#include "foundation/NSURL.h"
+#include "foundation/files/NSURL.h"
 #include "tests/ChildProcess.h"
 #include "tests/EnvironmentVariable.h"
 #include "tests/TemporaryDirectory.h"

@@ -2,7 +2,7 @@
 
 #include "categories/NSString+Telvo.h"
 #include "foundation/Foundation.h"
-#include "foundation/NSBundle.h"
+#include "foundation/files/NSBundle.h"
 #include "tests/EnvironmentVariable.h"
 #include "tests/TemporaryDirectory.h"
 

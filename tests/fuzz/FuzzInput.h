@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "foundation/NSString.h"
+#include "foundation/text/NSString.h"
 
 // What the fuzzers share.
 

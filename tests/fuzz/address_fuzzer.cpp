@@ -1,5 +1,5 @@
 #include "categories/NSString+Telvo.h"
-#include "foundation/NSURL.h"
+#include "foundation/files/NSURL.h"
 #include "tests/fuzz/FuzzInput.h"
 
 // A completed address has a scheme and a path, and needs no more completion. Escaping makes any text a URL, and

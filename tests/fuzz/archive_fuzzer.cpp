@@ -1,6 +1,6 @@
 #include "categories/NSData+Telvo.h"
-#include "foundation/NSAttributedString.h"
-#include "foundation/NSKeyedUnarchiver.h"
+#include "foundation/coding/NSKeyedUnarchiver.h"
+#include "foundation/text/NSAttributedString.h"
 #include "tests/fuzz/FuzzInput.h"
 
 namespace {

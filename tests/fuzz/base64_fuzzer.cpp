@@ -1,5 +1,5 @@
 #include "categories/NSString+Telvo.h"
-#include "foundation/NSData.h"
+#include "foundation/collections/NSData.h"
 #include "tests/fuzz/FuzzInput.h"
 
 // Bytes come back from their Base64; whatever text is taken for Base64, its bytes have one standard form. Text that

@@ -1,5 +1,5 @@
 #include "categories/NSString+Telvo.h"
-#include "foundation/NSArray.h"
+#include "foundation/collections/NSArray.h"
 #include "tests/fuzz/FuzzInput.h"
 
 // A cleaned name is the last component of a path, visible and not empty. The path functions take any text.

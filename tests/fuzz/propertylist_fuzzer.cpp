@@ -1,6 +1,6 @@
-#include "foundation/NSData.h"
-#include "foundation/NSError.h"
-#include "foundation/NSPropertyList.h"
+#include "foundation/coding/NSPropertyList.h"
+#include "foundation/collections/NSData.h"
+#include "foundation/errors/NSError.h"
 #include "tests/fuzz/FuzzInput.h"
 
 namespace {

@@ -2,10 +2,10 @@
 
 #include <gio/gio.h>
 
-#include "foundation/NSDictionary.h"
-#include "foundation/NSNotification.h"
-#include "foundation/NSString.h"
-#include "foundation/NotificationSignal.h"
+#include "foundation/collections/NSDictionary.h"
+#include "foundation/notifications/NSNotification.h"
+#include "foundation/notifications/NotificationSignal.h"
+#include "foundation/text/NSString.h"
 #include "tests/fuzz/FuzzInput.h"
 
 namespace {

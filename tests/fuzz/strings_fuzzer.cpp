@@ -1,5 +1,5 @@
-#include "foundation/NSDictionary.h"
-#include "foundation/StringTable.h"
+#include "foundation/collections/NSDictionary.h"
+#include "foundation/files/StringTable.h"
 #include "tests/fuzz/FuzzInput.h"
 
 // Any bytes are a table of texts or none.

@@ -1,5 +1,5 @@
-#include "foundation/NSNumber.h"
-#include "foundation/NSURL.h"
+#include "foundation/collections/NSNumber.h"
+#include "foundation/files/NSURL.h"
 #include "tests/fuzz/FuzzInput.h"
 
 namespace {

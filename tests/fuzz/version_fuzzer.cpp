@@ -1,6 +1,6 @@
 #include "categories/NSString+Telvo.h"
-#include "foundation/NSDictionary.h"
-#include "foundation/NSNumber.h"
+#include "foundation/collections/NSDictionary.h"
+#include "foundation/collections/NSNumber.h"
 #include "tests/fuzz/FuzzInput.h"
 
 namespace {

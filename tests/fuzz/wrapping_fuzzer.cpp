@@ -1,7 +1,7 @@
 #include "categories/NSString+Telvo.h"
-#include "foundation/NSArray.h"
-#include "foundation/NSCharacterSet.h"
-#include "foundation/NSException.h"
+#include "foundation/collections/NSArray.h"
+#include "foundation/errors/NSException.h"
+#include "foundation/text/NSCharacterSet.h"
 #include "tests/fuzz/FuzzInput.h"
 
 namespace {

@@ -11,7 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "foundation/Foundation.h"
-#include "foundation/NSTimer.h"
+#include "foundation/events/NSTimer.h"
 #include "streams/TelvoStreamData.h"
 #include "tests/streams/NotificationRecorder.h"
 #include "tests/streams/TestStreams.h"

@@ -1,4 +1,4 @@
-#include "tools/telvo-upload/Password.h"
+#include "telvo-upload/Password.h"
 
 #include <array>
 #include <cerrno>

@@ -1,4 +1,4 @@
-#include "tools/telvo-upload/ProgressLine.h"
+#include "telvo-upload/ProgressLine.h"
 
 #include <algorithm>
 

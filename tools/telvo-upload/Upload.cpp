@@ -1,4 +1,4 @@
-#include "tools/telvo-upload/Upload.h"
+#include "telvo-upload/Upload.h"
 
 #include <csignal>
 #include <cstdio>
@@ -14,7 +14,7 @@
 #include <sys/prctl.h>
 #include <unistd.h>
 
-#include "tools/telvo-upload/ProgressLine.h"
+#include "telvo-upload/ProgressLine.h"
 
 namespace {
 

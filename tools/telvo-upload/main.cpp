@@ -8,8 +8,8 @@
 
 #include <CLI/CLI.hpp>
 
-#include "tools/telvo-upload/Password.h"
-#include "tools/telvo-upload/Upload.h"
+#include "telvo-upload/Password.h"
+#include "telvo-upload/Upload.h"
 
 namespace {
 

@@ -4,9 +4,9 @@
 
 #include "cfnetwork/CFNetworkErrors.h"
 #include "cfnetwork/FTPItem.h"
-#include "foundation/NSError.h"
-#include "foundation/NSString.h"
-#include "foundation/NSURL.h"
+#include "foundation/errors/NSError.h"
+#include "foundation/files/NSURL.h"
+#include "foundation/text/NSString.h"
 
 // How the texts of a URL come out on the server is pinned by the tests of the stream.
 

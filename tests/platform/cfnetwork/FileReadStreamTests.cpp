@@ -9,8 +9,8 @@
 
 #include "cfnetwork/CFReadStream.h"
 #include "cfnetwork/FileReadStream.h"
-#include "foundation/NSError.h"
-#include "foundation/NSURL.h"
+#include "foundation/errors/NSError.h"
+#include "foundation/files/NSURL.h"
 #include "tests/TemporaryDirectory.h"
 #include "tests/platform/cfnetwork/StreamRecorder.h"
 

@@ -11,7 +11,7 @@
 #include <sys/socket.h>
 
 #include "cfnetwork/SocketConnector.h"
-#include "foundation/FileIO.h"
+#include "foundation/files/FileIO.h"
 
 // A SOCKS 5 proxy (RFC 1928) without a login, for hosts that are given as IPv4 addresses on this computer. It carries
 // bytes and ends from one side to the other; whatever else happens to a side ends both.

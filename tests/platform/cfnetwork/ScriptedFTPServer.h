@@ -15,7 +15,7 @@
 #include <thread>
 #include <vector>
 
-#include "foundation/FileIO.h"
+#include "foundation/files/FileIO.h"
 
 // An FTP server in memory that behaves well until a test tells it otherwise:
 //

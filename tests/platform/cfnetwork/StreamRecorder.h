@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "foundation/Foundation.h"
-#include "foundation/NSStream.h"
+#include "foundation/events/NSStream.h"
 
 // Remembers a stream's events, and runs the loop until what a test waits for has come.
 class StreamRecorder : public NSStreamDelegate {

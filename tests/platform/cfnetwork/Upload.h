@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "cfnetwork/CFFTPStream.h"
-#include "foundation/EventSource.h"
 #include "foundation/Foundation.h"
+#include "foundation/events/EventSource.h"
 #include "tests/platform/cfnetwork/ScriptedFTPServer.h"
 
 // An item on its way to a server: opens a stream for a URL and writes to it as a connection does, a piece for a piece

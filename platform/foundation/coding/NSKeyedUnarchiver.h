@@ -1,0 +1,82 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <vector>
+
+#include "foundation/coding/NSCoder.h"
+#include "foundation/coding/NSKeyedArchiver.h"
+
+class NSDictionary;
+class NSNumber;
+
+// Reads the objects of an archive that NSKeyedArchiver, or the original platform, wrote in binary or XML form. Whatever
+// the data is, reading ends with an object or with nil, in time and memory in proportion to its size: objects that hold
+// themselves, lie more than 512 deep within each other, are of a class that this process does not know (see
+// NSClassFromString) or lack what they need are errors. One thread at a time.
+class NSKeyedUnarchiver : public NSCoder {
+  NS_OBJECT(NSKeyedUnarchiver, NSCoder)
+
+ public:
+  NSKeyedUnarchiver(Ref<NSArray> objects, Ref<NSDictionary> top);
+  ~NSKeyedUnarchiver() override;
+
+  // The root object, read with secure coding; nil with an error when it is of none of the classes (subclasses count) or
+  // cannot be read. A class's own coding decides about the classes of the objects inside; collections may hold objects
+  // of the given classes and of property-list classes.
+  static id unarchivedObjectOfClass_fromData_error(Class type, const Ref<NSData>& data, Ref<NSError>* error);
+  static id unarchivedObjectOfClasses_fromData_error(const std::vector<Class>& classes, const Ref<NSData>& data,
+                                                     Ref<NSError>* error);
+
+  // Nil with an error when the data is no archive at all.
+  static Ref<NSKeyedUnarchiver> unarchiverForReadingFromData_error(const Ref<NSData>& data, Ref<NSError>* error);
+
+  bool requiresSecureCoding() const override { return requiresSecureCoding_; }
+  void setRequiresSecureCoding(bool required) { requiresSecureCoding_ = required; }  // true at first
+  // Nothing more can be read afterwards.
+  void finishDecoding();
+
+  bool containsValueForKey(const Ref<NSString>& key) const override;
+  bool decodeBoolForKey(const Ref<NSString>& key) override;
+  NSInteger decodeIntegerForKey(const Ref<NSString>& key) override;
+  double decodeDoubleForKey(const Ref<NSString>& key) override;
+  id decodeObjectForKey(const Ref<NSString>& key) override;
+  id decodeObjectOfClasses_forKey(const std::vector<Class>& classes, const Ref<NSString>& key) override;
+  Ref<NSArray> decodeArrayOfObjectsForKey(const Ref<NSString>& key) override;
+  Ref<NSArray> decodeArrayOfDistinctObjectsForKey(const Ref<NSString>& key) override;
+  Ref<NSArray> decodeArrayOfKeysForKey(const Ref<NSString>& key) override;
+  id decodePropertyListForKey(const Ref<NSString>& key) override;
+
+ private:
+  using Classes = std::vector<Class>;
+
+  // What has become of an entry of the archive.
+  struct Entry {
+    id object;
+    std::uint64_t weight = 0;  // of the object with all that it holds, as often as it holds it
+    bool isUnfinished = false;
+  };
+
+  id codedValueForKey(const Ref<NSString>& key) const;
+  Ref<NSNumber> numberForKey(const Ref<NSString>& key);
+  bool payForComparing(const Ref<NSString>& key, const NSArray& objects);
+  id objectReferredTo(const id& reference, const Classes& classes);
+  id objectAt(NSUInteger index, const Classes& classes);
+  bool readEntry(Entry& entry, const id& archived, const Classes& classes);
+  bool makeObject(Entry& entry, const Ref<NSDictionary>& values, const Classes& classes);
+  id initialised(const NSCoding& coding);
+  Class classOf(const NSDictionary& values);
+  bool requireAllowed(Class type, const Classes& classes);
+  Classes classesForContent() const;
+
+  Ref<NSArray> objects_;
+  std::vector<Entry> entries_;                // one for each of the objects
+  std::map<NSUInteger, Class> knownClasses_;  // by number of their description
+  std::map<const NSObject*, id> copiedKeys_;  // by key
+  Ref<NSDictionary> values_;                  // of the object being read
+  Classes classes_;                           // allowed where it stands
+  std::uint64_t weight_ = 0;                  // of what has been read for it
+  std::size_t depth_ = 0;
+  std::uint64_t affordableComparisons_;
+  bool requiresSecureCoding_ = true;
+};

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <string>
+
+#include "foundation/runtime/NSObject.h"
+
+namespace foundation {
+
+// The text of a collection the way property lists are shown, nested collections indented by four spaces a level.
+// Texts other than plain words stand in quotes with quotes, backslashes and control characters escaped, so two
+// collections have the same description only when they hold the same texts. A collection that holds itself is shown
+// as "..." from a depth of 512 levels on.
+std::u16string collectionDescription(const NSObject& collection);
+
+}  // namespace foundation

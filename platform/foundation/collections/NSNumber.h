@@ -1,0 +1,52 @@
+#pragma once
+
+#include <variant>
+
+#include "foundation/runtime/NSObject.h"
+
+class NSString;
+
+// A boolean, an integer or a real number. Immutable, any thread. Equality and order go by value whatever the kind, so
+// a true boolean equals the integer 1 and the real 1.0.
+class NSNumber : public NSObject {
+  NS_OBJECT(NSNumber, NSObject)
+
+ public:
+  using Value = std::variant<bool, NSInteger, NSUInteger, double>;
+  explicit NSNumber(Value value) : value_(value) {}
+
+  static Ref<NSNumber> numberWithBool(bool value);
+  static Ref<NSNumber> numberWithInteger(NSInteger value);
+  static Ref<NSNumber> numberWithInt(int value) { return numberWithInteger(value); }
+  static Ref<NSNumber> numberWithLongLong(NSInteger value) { return numberWithInteger(value); }
+  static Ref<NSNumber> numberWithUnsignedInteger(NSUInteger value);
+  static Ref<NSNumber> numberWithUnsignedLongLong(NSUInteger value) { return numberWithUnsignedInteger(value); }
+  static Ref<NSNumber> numberWithDouble(double value);
+  static Ref<NSNumber> numberWithFloat(float value) { return numberWithDouble(static_cast<double>(value)); }
+
+  const Value& value() const { return value_; }
+  bool isBool() const { return std::holds_alternative<bool>(value_); }
+  bool isReal() const { return std::holds_alternative<double>(value_); }
+
+  // Conversions truncate toward zero and stop at the limits of the type asked for; not-a-number gives 0.
+  bool boolValue() const;
+  NSInteger integerValue() const;
+  int intValue() const;
+  NSInteger longLongValue() const { return integerValue(); }
+  NSUInteger unsignedIntegerValue() const;
+  double doubleValue() const;
+  float floatValue() const;
+  // "1" and "0" for booleans; reals in the shortest form that reads back to the same value.
+  Ref<NSString> stringValue() const;
+
+  NSComparisonResult compare(const Ref<NSNumber>& other) const;
+
+  Ref<NSString> description() const override;
+  bool isEqual(const id& other) const override;
+  NSUInteger hash() const override;
+  id copy() const override { return self(); }
+  bool conformsToCopying() const override { return true; }
+
+ private:
+  Value value_;
+};

@@ -1,0 +1,164 @@
+#include "foundation/collections/NSSet.h"
+
+#include <algorithm>
+
+#include "foundation/collections/CollectionDescription.h"
+#include "foundation/collections/NSArray.h"
+#include "foundation/collections/NSEnumerator.h"
+#include "foundation/errors/NSException.h"
+#include "foundation/text/NSString.h"
+
+namespace {
+
+const std::vector<id>& objectsOf(const Ref<NSArray>& array) {
+  static const std::vector<id>& none = *new std::vector<id>;
+  return array ? array->objects() : none;
+}
+
+std::vector<id> membersOf(const Ref<NSSet>& set) {
+  return set ? std::vector<id>(set->begin(), set->end()) : std::vector<id>();
+}
+
+}  // namespace
+
+Class NSSet::classObject() {
+  static const NSClass object("NSSet", NSObject::classObject(),
+                              {
+                                  method("count"_sel, &NSSet::count),
+                                  method("containsObject:"_sel, &NSSet::containsObject),
+                                  method("member:"_sel, &NSSet::member),
+                                  method("anyObject"_sel, &NSSet::anyObject),
+                                  method("allObjects"_sel, &NSSet::allObjects),
+                                  method("objectEnumerator"_sel, &NSSet::objectEnumerator),
+                              });
+  return &object;
+}
+
+Class NSMutableSet::classObject() {
+  static const NSClass object("NSMutableSet", NSSet::classObject(),
+                              {
+                                  method("addObject:"_sel, &NSMutableSet::addObject),
+                                  method("removeObject:"_sel, &NSMutableSet::removeObject),
+                                  method("removeAllObjects"_sel, &NSMutableSet::removeAllObjects),
+                              });
+  return &object;
+}
+
+NSSet::NSSet(const std::vector<id>& objects) {
+  for (const id& object : objects) add(object);
+}
+
+Ref<NSSet> NSSet::set() { return make<NSSet>(); }
+Ref<NSSet> NSSet::setWithObject(const id& object) { return setWithObjects({object}); }
+Ref<NSSet> NSSet::setWithObjects(std::initializer_list<id> objects) { return make<NSSet>(std::vector<id>(objects)); }
+Ref<NSSet> NSSet::setWithArray(const Ref<NSArray>& array) { return make<NSSet>(objectsOf(array)); }
+Ref<NSSet> NSSet::setWithSet(const Ref<NSSet>& other) { return make<NSSet>(membersOf(other)); }
+
+void NSSet::add(const id& object) {
+  if (!object) NSException::raise_format(NSInvalidArgumentException(), "object cannot be nil"_ns);
+  if (index_.insert(object).second) members_.push_back(object);
+}
+
+bool NSSet::containsObject(const id& object) const { return object && index_.contains(object); }
+
+id NSSet::member(const id& object) const {
+  if (!object) return nil;
+  const auto found = index_.find(object);
+  return found == index_.end() ? id() : *found;
+}
+
+id NSSet::anyObject() const { return members_.empty() ? id() : members_.front(); }
+Ref<NSArray> NSSet::allObjects() const { return NSArray::arrayWithVector(members_); }
+Ref<NSEnumerator> NSSet::objectEnumerator() const { return allObjects()->objectEnumerator(); }
+
+bool NSSet::isEqualToSet(const Ref<NSSet>& other) const {
+  return other && other->count() == count() && isSubsetOfSet(other);
+}
+
+bool NSSet::isSubsetOfSet(const Ref<NSSet>& other) const {
+  return std::ranges::all_of(members_, [&](const id& each) { return other && other->containsObject(each); });
+}
+
+bool NSSet::intersectsSet(const Ref<NSSet>& other) const {
+  return other && std::ranges::any_of(members_, [&](const id& each) { return other->containsObject(each); });
+}
+
+Ref<NSSet> NSSet::setByAddingObject(const id& object) const {
+  std::vector<id> objects = members_;
+  objects.push_back(object);
+  return make<NSSet>(objects);
+}
+
+Ref<NSSet> NSSet::setByAddingObjectsFromSet(const Ref<NSSet>& other) const {
+  std::vector<id> objects = members_;
+  if (other) objects.insert(objects.end(), other->begin(), other->end());
+  return make<NSSet>(objects);
+}
+
+Ref<NSSet> NSSet::setByAddingObjectsFromArray(const Ref<NSArray>& array) const {
+  return setByAddingObjectsFromSet(setWithArray(array));
+}
+
+Ref<NSString> NSSet::description() const { return NSString::stringWithUnits(foundation::collectionDescription(*this)); }
+
+bool NSSet::isEqual(const id& other) const { return isEqualToSet(as<NSSet>(other)); }
+id NSSet::copy() const { return self(); }
+id NSSet::mutableCopy() const { return make<NSMutableSet>(members_); }
+
+Ref<NSMutableSet> NSMutableSet::set() { return make<NSMutableSet>(); }
+
+Ref<NSMutableSet> NSMutableSet::setWithCapacity(NSUInteger capacity) {
+  // The capacity is a hint from a caller who may have it from elsewhere: no allocation beyond reason.
+  constexpr NSUInteger largestHint = 1U << 20U;
+  auto set = NSMutableSet::set();
+  set->members_.reserve(std::min(capacity, largestHint));
+  return set;
+}
+
+Ref<NSMutableSet> NSMutableSet::setWithObjects(std::initializer_list<id> objects) {
+  return make<NSMutableSet>(std::vector<id>(objects));
+}
+Ref<NSMutableSet> NSMutableSet::setWithArray(const Ref<NSArray>& array) { return make<NSMutableSet>(objectsOf(array)); }
+Ref<NSMutableSet> NSMutableSet::setWithSet(const Ref<NSSet>& other) { return make<NSMutableSet>(membersOf(other)); }
+
+void NSMutableSet::addObject(const id& object) { add(object); }
+
+void NSMutableSet::addObjectsFromArray(const Ref<NSArray>& array) {
+  for (const id& object : objectsOf(array)) add(object);
+}
+
+void NSMutableSet::removeObject(const id& object) {
+  if (!object) return;
+  const auto found = index_.find(object);
+  if (found == index_.end()) return;
+  const id removed = *found;
+  index_.erase(found);
+  members_.erase(std::ranges::find(members_, removed));
+}
+
+void NSMutableSet::removeAllObjects() {
+  index_.clear();
+  members_.clear();
+}
+
+void NSMutableSet::unionSet(const Ref<NSSet>& other) {
+  if (!other || other.get() == this) return;
+  for (const id& object : *other) add(object);
+}
+
+void NSMutableSet::minusSet(const Ref<NSSet>& other) {
+  if (!other) return;
+  if (other.get() == this) return removeAllObjects();
+  for (const id& object : *other) index_.erase(object);
+  std::erase_if(members_, [&](const id& each) { return other->containsObject(each); });
+}
+
+void NSMutableSet::intersectSet(const Ref<NSSet>& other) {
+  if (!other) return removeAllObjects();
+  if (other.get() == this) return;
+  const auto isMissing = [&](const id& each) { return !other->containsObject(each); };
+  std::erase_if(index_, isMissing);
+  std::erase_if(members_, isMissing);
+}
+
+id NSMutableSet::copy() const { return make<NSSet>(members_); }

@@ -1,0 +1,220 @@
+#include "foundation/files/FileIO.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <stdexcept>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "foundation/collections/NSDictionary.h"
+#include "foundation/errors/NSError.h"
+#include "foundation/text/NSString.h"
+
+namespace {
+
+constexpr unsigned permissionBits = 07777;
+
+struct DirectoryCloser {
+  void operator()(DIR* directory) const { closedir(directory); }
+};
+
+bool isDotName(const char* name) { return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0; }
+
+std::string parentOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return path.substr(0, std::max<std::size_t>(slash, 1));
+}
+
+// Where the bytes really go: the target of a link, so that replacing the file does not replace the link.
+std::string withoutLinks(const std::string& path) {
+  const std::unique_ptr<char, decltype(&std::free)> resolved(realpath(path.c_str(), nullptr), &std::free);
+  return resolved ? std::string(resolved.get()) : path;
+}
+
+// A new file in the folder under a name of its own. Its name is short, so that it fits wherever the final one does.
+std::pair<std::string, foundation::FileDescriptor> createTemporaryFile(const std::string& folder,
+                                                                       unsigned permissions) {
+  static std::atomic<unsigned> counter{0};
+  constexpr int attempts = 1000;
+  for (int attempt = 0; attempt < attempts; ++attempt) {
+    std::string path = folder + "/.tmp-" + std::to_string(getpid()) + "-" + std::to_string(counter++);
+    auto file = foundation::openFile(path, O_WRONLY | O_CREAT | O_EXCL, permissions);
+    if (file || errno != EEXIST) return {std::move(path), std::move(file)};
+  }
+  return {std::string(), foundation::FileDescriptor()};
+}
+
+bool writeAtomically(const std::string& path, std::string_view bytes, unsigned permissions) {
+  const std::string target = withoutLinks(path);
+  struct stat old {};
+  const bool replaces = stat(target.c_str(), &old) == 0;
+  if (replaces && !S_ISREG(old.st_mode)) {
+    errno = S_ISDIR(old.st_mode) ? EISDIR : EINVAL;
+    return false;
+  }
+  auto [temporary, file] = createTemporaryFile(parentOf(target), permissions);
+  if (!file) return false;
+  const bool complete = writeAll(file, bytes) && (!replaces || fchmod(file.get(), old.st_mode & permissionBits) == 0) &&
+                        fsync(file.get()) == 0 && file.close() && std::rename(temporary.c_str(), target.c_str()) == 0;
+  if (complete) return true;
+  const int reason = errno;
+  unlink(temporary.c_str());
+  errno = reason;
+  return false;
+}
+
+bool writeInPlace(const std::string& path, std::string_view bytes, unsigned permissions) {
+  auto file = foundation::openFile(path, O_WRONLY | O_CREAT | O_TRUNC, permissions);
+  return file && writeAll(file, bytes) && file.close();
+}
+
+Ref<NSError> fileError(NSInteger cocoaCode, int code, const Ref<NSString>& path) {
+  const Ref<NSError> underlying = NSError::errorWithPOSIXCode(code);
+  const auto userInfo = NSMutableDictionary::dictionary();
+  userInfo->setObject_forKey(underlying, NSUnderlyingErrorKey());
+  userInfo->setObject_forKey(
+      NSString::stringWithFormat("%@: %@"_ns, path ? path : ""_ns, underlying->localizedDescription()),
+      NSLocalizedDescriptionKey());
+  if (path) userInfo->setObject_forKey(path, NSFilePathErrorKey());
+  return NSError::errorWithDomain_code_userInfo(NSCocoaErrorDomain(), cocoaCode, as<NSDictionary>(userInfo->copy()));
+}
+
+}  // namespace
+
+namespace foundation {
+
+FileDescriptor::~FileDescriptor() {
+  if (descriptor_ >= 0) ::close(descriptor_);
+}
+
+bool FileDescriptor::close() noexcept { return ::close(std::exchange(descriptor_, -1)) == 0; }
+
+std::optional<std::string> systemPath(const Ref<NSString>& path) {
+  if (!path || path->units().find(u'\0') != std::u16string_view::npos) {
+    errno = EINVAL;
+    return std::nullopt;
+  }
+  return path->fileSystemRepresentation();
+}
+
+FileDescriptor openFile(const std::string& path, int flags, unsigned mode) {
+  int descriptor = -1;
+  do {
+    descriptor = ::open(path.c_str(), flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, mode);
+  } while (descriptor < 0 && errno == EINTR);
+  return FileDescriptor(descriptor);
+}
+
+std::optional<std::vector<std::string>> namesInDirectory(const std::string& path) {
+  const std::unique_ptr<DIR, DirectoryCloser> directory(opendir(path.c_str()));
+  if (!directory) return std::nullopt;
+  std::vector<std::string> names;
+  errno = 0;
+  while (const dirent* entry = readdir(directory.get())) {
+    if (!isDotName(entry->d_name)) names.emplace_back(entry->d_name);
+    errno = 0;
+  }
+  if (errno != 0) return std::nullopt;
+  return names;
+}
+
+std::optional<std::string> contentsOfFile(const std::string& path, std::size_t limit) {
+  const auto file = openFile(path, O_RDONLY);
+  return file ? contentsOfFile(file, limit) : std::nullopt;
+}
+
+std::optional<std::string> contentsOfFile(const FileDescriptor& file, std::size_t limit) try {
+  struct stat status {};
+  if (fstat(file.get(), &status) != 0) return std::nullopt;
+  if (!S_ISREG(status.st_mode)) {
+    errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+    return std::nullopt;
+  }
+  // Read until the end rather than up to the size: the file may grow or shrink, and files in /proc have no size.
+  constexpr std::size_t smallestBlock = 4096;
+  std::string bytes(std::min(limit, static_cast<std::size_t>(status.st_size) + 1), '\0');
+  std::size_t length = 0;
+  while (length < limit) {
+    if (length == bytes.size()) bytes.resize(std::min(limit, std::max(smallestBlock, length * 2)));
+    const ssize_t count = ::read(file.get(), bytes.data() + length, bytes.size() - length);
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return std::nullopt;
+    if (count == 0) break;
+    length += static_cast<std::size_t>(count);
+  }
+  bytes.resize(length);
+  return bytes;
+} catch (const std::bad_alloc&) {
+  errno = ENOMEM;
+  return std::nullopt;
+} catch (const std::length_error&) {
+  errno = EFBIG;
+  return std::nullopt;
+}
+
+bool writeAll(const FileDescriptor& file, std::string_view bytes) {
+  while (!bytes.empty()) {
+    const ssize_t count = ::write(file.get(), bytes.data(), bytes.size());
+    if (count < 0 && errno == EINTR) continue;
+    if (count < 0) return false;
+    bytes.remove_prefix(static_cast<std::size_t>(count));
+  }
+  return true;
+}
+
+bool writeFile(const std::string& path, std::string_view bytes, bool atomically, unsigned permissions) {
+  return atomically ? writeAtomically(path, bytes, permissions) : writeInPlace(path, bytes, permissions);
+}
+
+Ref<NSError> readError(int code, const Ref<NSString>& path) {
+  switch (code) {
+    case ENOENT:
+    case ENOTDIR:
+      return fileError(NSFileReadNoSuchFileError, code, path);
+    case EACCES:
+    case EPERM:
+      return fileError(NSFileReadNoPermissionError, code, path);
+    case EINVAL:
+    case ENAMETOOLONG:
+      return fileError(NSFileReadInvalidFileNameError, code, path);
+    case EFBIG:
+    case ENOMEM:
+      return fileError(NSFileReadTooLargeError, code, path);
+    default:
+      return fileError(NSFileReadUnknownError, code, path);
+  }
+}
+
+Ref<NSError> writeError(int code, const Ref<NSString>& path) {
+  switch (code) {
+    case ENOENT:
+    case ENOTDIR:
+      return fileError(NSFileNoSuchFileError, code, path);
+    case EACCES:
+    case EPERM:
+      return fileError(NSFileWriteNoPermissionError, code, path);
+    case EEXIST:
+    case ENOTEMPTY:
+      return fileError(NSFileWriteFileExistsError, code, path);
+    case ENOSPC:
+    case EDQUOT:
+      return fileError(NSFileWriteOutOfSpaceError, code, path);
+    case EROFS:
+      return fileError(NSFileWriteVolumeReadOnlyError, code, path);
+    case ENAMETOOLONG:
+      return fileError(NSFileWriteInvalidFileNameError, code, path);
+    default:
+      return fileError(NSFileWriteUnknownError, code, path);
+  }
+}
+
+}  // namespace foundation

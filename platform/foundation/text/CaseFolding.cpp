@@ -1,0 +1,47 @@
+#include "foundation/text/CaseFolding.h"
+
+#include <unicode/uchar.h>
+#include <unicode/unistr.h>
+#include <unicode/ustring.h>
+#include <unicode/utf16.h>
+
+namespace {
+
+char16_t foldedASCII(char16_t unit) { return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 0x20) : unit; }
+
+// Chinese, Japanese and Korean characters have no case; they are not worth asking about.
+bool isWithoutCase(char16_t unit) { return (unit >= 0x2E80 && unit < 0xA640) || (unit >= 0xAC00 && unit < 0xD800); }
+
+}  // namespace
+
+std::u16string foundation::foldedText(std::u16string_view text) {
+  // Most text that is compared is ASCII, for which folding is a table of 26 letters.
+  std::u16string result(text);
+  for (char16_t& unit : result) {
+    if (unit < 0x80) {
+      unit = foldedASCII(unit);
+      continue;
+    }
+    icu::UnicodeString whole(false, text.data(), static_cast<std::int32_t>(text.size()));
+    whole.foldCase();
+    return {whole.getBuffer(), static_cast<std::size_t>(whole.length())};
+  }
+  return result;
+}
+
+foundation::FoldedCharacter foundation::foldedCharacterAt(std::u16string_view text, std::size_t index) {
+  FoldedCharacter folded;
+  const char16_t unit = text[index];
+  if (unit < 0x80 || isWithoutCase(unit)) {
+    folded.units[0] = foldedASCII(unit);
+    folded.size = 1;
+    return folded;
+  }
+  if (U16_IS_LEAD(unit) && index + 1 < text.size() && U16_IS_TRAIL(text[index + 1])) folded.characterSize = 2;
+  UErrorCode status = U_ZERO_ERROR;
+  const std::int32_t size =
+      u_strFoldCase(folded.units.data(), static_cast<std::int32_t>(folded.units.size()), text.data() + index,
+                    static_cast<std::int32_t>(folded.characterSize), U_FOLD_CASE_DEFAULT, &status);
+  folded.size = static_cast<std::size_t>(size);
+  return folded;
+}

@@ -1,0 +1,578 @@
+#include <cmath>
+#include <limits>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "foundation/Foundation.h"
+#include "foundation/coding/NSKeyedArchiver.h"
+#include "foundation/coding/NSKeyedUnarchiver.h"
+#include "foundation/coding/NSPropertyListUID.h"
+#include "foundation/collections/NSUUID.h"
+
+namespace {
+
+class Shelf : public NSObject {
+  NS_OBJECT(Shelf, NSObject)
+
+ public:
+  void encodeWithCoder(NSCoder& coder) const {
+    coder.encodeObject_forKey(label, "label"_ns);
+    coder.encodeObject_forKey(content, "$class"_ns);
+    coder.encodeBool_forKey(open, "open"_ns);
+    coder.encodeInteger_forKey(count, "count"_ns);
+    coder.encodeDouble_forKey(width, "width"_ns);
+  }
+  static id initWithCoder(NSCoder& coder) {
+    auto shelf = make<Shelf>();
+    shelf->label = coder.decodeObjectOfClass_forKey<NSString>("label"_ns);
+    shelf->content = coder.decodeObjectOfClasses_forKey({NSArray::classObject(), Shelf::classObject()}, "$class"_ns);
+    shelf->open = coder.decodeBoolForKey("open"_ns);
+    shelf->count = coder.decodeIntegerForKey("count"_ns);
+    shelf->width = coder.decodeDoubleForKey("width"_ns);
+    return shelf;
+  }
+
+  Ref<NSString> label;
+  id content;
+  bool open = false;
+  NSInteger count = 0;
+  double width = 0;
+};
+
+Class Shelf::classObject() {
+  static const NSClass object("Shelf", NSObject::classObject(), {}, NSCoding::secure<Shelf>());
+  return &object;
+}
+
+class Crate : public Shelf {
+  NS_OBJECT(Crate, Shelf)
+};
+
+Class Crate::classObject() {
+  static const NSClass object("Crate", Shelf::classObject(), {});
+  return &object;
+}
+
+class Raising : public NSObject {
+  NS_OBJECT(Raising, NSObject)
+
+ public:
+  void encodeWithCoder(NSCoder&) const { NSException::raise_format(NSGenericException(), "not now"_ns); }
+  static id initWithCoder(NSCoder&) { NSException::raise_format(NSGenericException(), "not now"_ns); }
+};
+
+Class Raising::classObject() {
+  static const NSClass object("Raising", NSObject::classObject(), {}, NSCoding::secure<Raising>());
+  return &object;
+}
+
+class Insecure : public NSObject {
+  NS_OBJECT(Insecure, NSObject)
+};
+
+Class Insecure::classObject() {
+  static const NSClass object(
+      "Insecure", NSObject::classObject(), {},
+      NSCoding{[](const NSObject&, NSCoder&) {}, [](NSCoder&) -> id { return make<Insecure>(); }, false});
+  return &object;
+}
+
+Ref<NSData> archived(const id& object, Ref<NSError>* error = nullptr) {
+  return NSKeyedArchiver::archivedDataWithRootObject_requiringSecureCoding_error(object, true, error);
+}
+
+id unarchived(const Ref<NSData>& data, Class type = NSObject::classObject(), Ref<NSError>* error = nullptr) {
+  return NSKeyedUnarchiver::unarchivedObjectOfClass_fromData_error(type, data, error);
+}
+
+void expectComesBack(const id& object) {
+  Ref<NSError> error;
+  const auto data = archived(object, &error);
+  ASSERT_NE(data, nil) << error->description()->UTF8String();
+  const id back = unarchived(data, object->isa(), &error);
+  ASSERT_NE(back, nil) << error->description()->UTF8String();
+  EXPECT_EQ(back->isa(), object->isa());
+  EXPECT_TRUE(back->isEqual(object)) << back->description()->UTF8String();
+}
+
+Ref<NSDictionary> propertyListOf(const Ref<NSData>& data) {
+  return as<NSDictionary>(
+      NSPropertyListSerialization::propertyListWithData_options_format_error(data, 0, nullptr, nullptr));
+}
+
+id uid(NSUInteger value) { return NSPropertyListUID::uidWithValue(value); }
+
+// An archive with these objects after "$null", whose root is the first of them.
+Ref<NSData> archiveOf(std::initializer_list<id> objects) {
+  const auto all = NSMutableArray::arrayWithObjects({"$null"_ns});
+  for (const id& each : objects) all->addObject(each);
+  const auto archive = NSDictionary::dictionary({{"$version"_ns, NSNumber::numberWithInteger(100000)},
+                                                 {"$archiver"_ns, "NSKeyedArchiver"_ns},
+                                                 {"$top"_ns, NSDictionary::dictionary({{"root"_ns, uid(1)}})},
+                                                 {"$objects"_ns, all}});
+  return NSPropertyListSerialization::dataWithPropertyList_format_options_error(
+      archive, NSPropertyListBinaryFormat_v1_0, 0, nullptr);
+}
+
+id classNamed(const Ref<NSString>& name) {
+  return NSDictionary::dictionary(
+      {{"$classname"_ns, name}, {"$classes"_ns, NSArray::arrayWithObjects({name, "NSObject"_ns})}});
+}
+
+id object(NSUInteger type, std::initializer_list<NSDictionary::Entry> values = {}) {
+  const auto dictionary = NSMutableDictionary::dictionary(values);
+  dictionary->setObject_forKey(uid(type), "$class"_ns);
+  return dictionary;
+}
+
+id references(std::initializer_list<NSUInteger> numbers) {
+  const auto list = NSMutableArray::array();
+  for (const NSUInteger number : numbers) list->addObject(uid(number));
+  return list;
+}
+
+Ref<NSData> xmlArchive(const std::string& objects) {
+  return NSData::dataWithBytes(
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict><key>$archiver</key>"
+      "<string>NSKeyedArchiver</string><key>$objects</key><array><string>$null</string>" +
+      objects +
+      "</array><key>$top</key><dict><key>root</key><dict><key>CF$UID</key><integer>1</integer></dict></dict>"
+      "<key>$version</key><integer>100000</integer></dict></plist>");
+}
+
+std::string xmlReference(int number) {
+  return "<dict><key>CF$UID</key><integer>" + std::to_string(number) + "</integer></dict>";
+}
+
+Ref<NSMutableArray> nested(std::size_t depth) {
+  auto array = NSMutableArray::array();
+  for (std::size_t i = 1; i < depth; ++i) array = NSMutableArray::arrayWithObjects({array});
+  return array;
+}
+
+TEST(NSKeyedArchiver, ValuesComeBack) {
+  expectComesBack("text äöü €😀"_ns);
+  expectComesBack(""_ns);
+  expectComesBack("$null"_ns);
+  expectComesBack(NSString::stringWithUnits(u"\xD800 \xDC80 x"));
+  expectComesBack(NSData::dataWithBytes(std::string("\0\1\2", 3)));
+  expectComesBack(NSData::data());
+  expectComesBack(NSDate::dateWithTimeIntervalSinceReferenceDate(-0.123456789));
+  expectComesBack(NSNull::null());
+  expectComesBack(NSURL::URLWithString("http://h/a?b#c"_ns));
+  expectComesBack(NSURL::URLWithString_relativeToURL("../x"_ns, NSURL::URLWithString("http://h/a/b/"_ns)));
+  expectComesBack(NSUUID::UUID());
+}
+
+TEST(NSKeyedArchiver, NumbersKeepTheirKind) {
+  for (const NSNumber::Value& value :
+       {NSNumber::Value(true), NSNumber::Value(false), NSNumber::Value(NSInteger{1}), NSNumber::Value(1.0),
+        NSNumber::Value(NSInteger{-5}), NSNumber::Value(std::numeric_limits<NSInteger>::min()),
+        NSNumber::Value(NSUIntegerMax), NSNumber::Value(0.1), NSNumber::Value(-0.0)}) {
+    const auto back = as<NSNumber>(unarchived(archived(make<NSNumber>(value))));
+    ASSERT_NE(back, nil);
+    EXPECT_EQ(back->value(), value);
+  }
+  EXPECT_TRUE(std::isnan(as<NSNumber>(unarchived(archived(NSNumber::numberWithDouble(std::nan("")))))->doubleValue()));
+}
+
+TEST(NSKeyedArchiver, EqualNumbersOfDifferentKindsStayApart) {
+  const auto list = NSArray::arrayWithObjects(
+      {NSNumber::numberWithBool(true), NSNumber::numberWithInteger(1), NSNumber::numberWithDouble(1)});
+  const auto back = as<NSArray>(unarchived(archived(list)));
+  EXPECT_TRUE(as<NSNumber>(back->objectAtIndex(0))->isBool());
+  EXPECT_FALSE(as<NSNumber>(back->objectAtIndex(1))->isBool());
+  EXPECT_TRUE(as<NSNumber>(back->objectAtIndex(2))->isReal());
+}
+
+TEST(NSKeyedArchiver, CollectionsAndMutableVariantsComeBack) {
+  const auto list = NSArray::arrayWithObjects({"a"_ns, NSNumber::numberWithInteger(1), NSNull::null()});
+  expectComesBack(list);
+  expectComesBack(NSArray::array());
+  expectComesBack(NSMutableArray::arrayWithArray(list));
+  expectComesBack(NSSet::setWithArray(list));
+  expectComesBack(NSMutableSet::setWithObjects({list, "x"_ns}));
+  expectComesBack(
+      NSDictionary::dictionary({{"k"_ns, list}, {NSNumber::numberWithInteger(2), NSDictionary::dictionary()}}));
+  expectComesBack(NSMutableDictionary::dictionary({{list, "list"_ns}}));
+  expectComesBack(NSMutableString::stringWithString("abc"_ns));
+  expectComesBack(NSData::dataWithBytes("xyz")->mutableCopy());
+}
+
+TEST(NSKeyedArchiver, StyledTextsComeBack) {
+  expectComesBack(make<NSAttributedString>());
+  expectComesBack(make<NSAttributedString>("plain"_ns));
+  expectComesBack(make<NSMutableAttributedString>("one"_ns, NSDictionary::dictionary({{"k"_ns, "v"_ns}})));
+  const auto text = make<NSMutableAttributedString>("some longer text"_ns);
+  text->addAttribute_value_range("k"_ns, "1"_ns, {0, 4});
+  text->addAttribute_value_range("k"_ns, NSNumber::numberWithInteger(2), {3, 7});
+  expectComesBack(text);
+  expectComesBack(text->copy());
+}
+
+TEST(NSKeyedArchiver, RunsOfEveryLengthComeBack) {
+  for (const NSUInteger length : {1U, 127U, 128U, 16383U, 16384U, 3000000U}) {
+    const auto text = make<NSMutableAttributedString>(NSString::stringWithUnits(std::u16string(length + 2, u'x')));
+    text->addAttribute_value_range("k"_ns, "v"_ns, {1, length});
+    expectComesBack(text);
+  }
+  const auto many = make<NSMutableAttributedString>(NSString::stringWithUnits(std::u16string(300, u'x')));
+  for (NSUInteger i = 0; i < 300; ++i) {
+    many->addAttribute_value_range("k"_ns, NSNumber::numberWithUnsignedInteger(i), {i, 1});
+  }
+  expectComesBack(many);
+}
+
+TEST(NSKeyedArchiver, ObjectsOfOwnClassesCodeThemselves) {
+  const auto inner = make<Shelf>();
+  inner->label = "inner"_ns;
+  const auto outer = make<Shelf>();
+  outer->content = inner;
+  outer->open = true;
+  outer->count = -7;
+  outer->width = 0.25;
+  const auto back = as<Shelf>(unarchived(archived(outer), Shelf::classObject()));
+  ASSERT_NE(back, nil);
+  EXPECT_EQ(back->label, nil);
+  EXPECT_TRUE(back->open);
+  EXPECT_EQ(back->count, -7);
+  EXPECT_EQ(back->width, 0.25);
+  EXPECT_TRUE(as<Shelf>(back->content)->label->isEqual("inner"_ns));
+}
+
+TEST(NSKeyedArchiver, ObjectStandsInTheArchiveOnce) {
+  const auto shared = NSMutableArray::arrayWithObjects({"x"_ns});
+  const auto list = NSArray::arrayWithObjects({shared, shared, NSMutableArray::arrayWithArray(shared)});
+  const auto back = as<NSArray>(unarchived(archived(list)));
+  EXPECT_EQ(back->objectAtIndex(0), back->objectAtIndex(1));
+  EXPECT_NE(back->objectAtIndex(0), back->objectAtIndex(2));
+}
+
+TEST(NSKeyedArchiver, ArchiveHasTheFormThatTheOriginalPlatformReads) {
+  const auto list = NSMutableArray::arrayWithObjects({"a"_ns, "b"_ns, "a"_ns, NSNumber::numberWithInteger(3)});
+  const auto data = archived(list);
+  EXPECT_TRUE(data->view().starts_with("bplist00"));
+  const auto chain = NSArray::arrayWithObjects({"NSMutableArray"_ns, "NSArray"_ns, "NSObject"_ns});
+  const auto expected = NSDictionary::dictionary({
+      {"$version"_ns, NSNumber::numberWithInteger(100000)},
+      {"$archiver"_ns, "NSKeyedArchiver"_ns},
+      {"$top"_ns, NSDictionary::dictionary({{"root"_ns, uid(1)}})},
+      {"$objects"_ns,
+       NSArray::arrayWithObjects(
+           {"$null"_ns, NSDictionary::dictionary({{"NS.objects"_ns, references({2, 3, 2, 4})}, {"$class"_ns, uid(5)}}),
+            "a"_ns, "b"_ns, NSNumber::numberWithInteger(3),
+            NSDictionary::dictionary({{"$classname"_ns, "NSMutableArray"_ns}, {"$classes"_ns, chain}})})},
+  });
+  EXPECT_TRUE(propertyListOf(data)->isEqual(expected)) << propertyListOf(data)->description()->UTF8String();
+}
+
+TEST(NSKeyedArchiver, XMLFormComesBackAsWell) {
+  const auto archiver = make<NSKeyedArchiver>(true);
+  archiver->setOutputFormat(NSPropertyListXMLFormat_v1_0);
+  archiver->encodeObject_forKey(NSArray::arrayWithObjects({"a"_ns, NSDate::dateWithTimeIntervalSince1970(0.5)}),
+                                NSKeyedArchiveRootObjectKey());
+  const auto data = archiver->encodedData();
+  EXPECT_NE(data->view().find("<key>CF$UID</key>"), std::string_view::npos);
+  const auto back = as<NSArray>(unarchived(data));
+  ASSERT_NE(back, nil);
+  EXPECT_EQ(as<NSDate>(back->objectAtIndex(1))->timeIntervalSince1970(), 0.5);
+}
+
+TEST(NSKeyedArchiver, SeveralObjectsStandUnderTheirKeys) {
+  const auto archiver = make<NSKeyedArchiver>(true);
+  archiver->encodeObject_forKey("one"_ns, "first"_ns);
+  archiver->encodeObject_forKey(nil, "nothing"_ns);
+  archiver->encodeInteger_forKey(5, "number"_ns);
+  const auto unarchiver = NSKeyedUnarchiver::unarchiverForReadingFromData_error(archiver->encodedData(), nullptr);
+  EXPECT_TRUE(NSEqualObjects(unarchiver->decodeObjectOfClass_forKey<NSString>("first"_ns), "one"_ns));
+  EXPECT_TRUE(unarchiver->containsValueForKey("nothing"_ns));
+  EXPECT_EQ(unarchiver->decodeObjectForKey("nothing"_ns), nil);
+  EXPECT_EQ(unarchiver->decodeIntegerForKey("number"_ns), 5);
+  EXPECT_FALSE(unarchiver->containsValueForKey("missing"_ns));
+  EXPECT_EQ(unarchiver->decodeIntegerForKey("missing"_ns), 0);
+  EXPECT_EQ(unarchiver->error(), nil);
+  unarchiver->finishDecoding();
+  EXPECT_EQ(unarchiver->decodeObjectForKey("first"_ns), nil);
+}
+
+TEST(NSKeyedArchiver, ReadingWithAWriterRaisesAndViceVersa) {
+  EXPECT_THROW(make<NSKeyedArchiver>(true)->decodeObjectForKey("k"_ns), Ref<NSException>);
+  const auto unarchiver = NSKeyedUnarchiver::unarchiverForReadingFromData_error(archived("x"_ns), nullptr);
+  EXPECT_THROW(unarchiver->encodeObject_forKey("x"_ns, "k"_ns), Ref<NSException>);
+}
+
+TEST(NSKeyedArchiver, WhatCannotBeArchivedIsAnError) {
+  for (const id& refused : std::initializer_list<id>{make<Insecure>(), make<Raising>(), make<Crate>(), make<NSObject>(),
+                                                     NSArray::arrayWithObject(make<Raising>())}) {
+    Ref<NSError> error;
+    EXPECT_EQ(archived(refused, &error), nil);
+    ASSERT_NE(error, nil);
+    EXPECT_EQ(error->code(), NSCoderInvalidValueError);
+  }
+}
+
+TEST(NSKeyedArchiver, InsecureClassesNeedAnArchiveWithoutSecureCoding) {
+  const auto data =
+      NSKeyedArchiver::archivedDataWithRootObject_requiringSecureCoding_error(make<Insecure>(), false, nullptr);
+  EXPECT_EQ(unarchived(data, Insecure::classObject()), nil);
+  const auto unarchiver = NSKeyedUnarchiver::unarchiverForReadingFromData_error(data, nullptr);
+  unarchiver->setRequiresSecureCoding(false);
+  EXPECT_NE(unarchiver->decodeObjectForKey("root"_ns), nil);
+}
+
+TEST(NSKeyedArchiver, ObjectsThatHoldThemselvesAreAnError) {
+  const auto list = NSMutableArray::array();
+  const auto inner = NSMutableArray::arrayWithObjects({list});
+  list->addObject(inner);
+  EXPECT_EQ(archived(list), nil);
+  list->removeAllObjects();
+}
+
+TEST(NSKeyedArchiver, EveryDepthThatIsWrittenIsRead) {
+  EXPECT_NE(unarchived(archived(nested(512))), nil);
+  EXPECT_EQ(archived(nested(513)), nil);
+}
+
+TEST(NSKeyedUnarchiver, ReadsOnlyTheClassesAskedFor) {
+  Ref<NSError> error;
+  EXPECT_EQ(unarchived(archived("text"_ns), NSArray::classObject(), &error), nil);
+  EXPECT_EQ(error->code(), NSCoderInvalidValueError);
+  EXPECT_NE(NSKeyedUnarchiver::unarchivedObjectOfClasses_fromData_error(
+                {NSArray::classObject(), NSString::classObject()}, archived("text"_ns), nullptr),
+            nil);
+  EXPECT_EQ(unarchived(archived(NSArray::arrayWithObject(make<Shelf>())), NSArray::classObject()), nil);
+  EXPECT_NE(
+      NSKeyedUnarchiver::unarchivedObjectOfClasses_fromData_error(
+          {NSArray::classObject(), Shelf::classObject()}, archived(NSArray::arrayWithObject(make<Shelf>())), nullptr),
+      nil);
+  const auto shelf = make<Shelf>();
+  shelf->content = NSArray::arrayWithObject(NSArray::arrayWithObject("x"_ns));
+  EXPECT_NE(unarchived(archived(shelf), Shelf::classObject()), nil);
+  shelf->content = "no shelf"_ns;
+  EXPECT_EQ(unarchived(archived(shelf), Shelf::classObject()), nil);
+}
+
+TEST(NSKeyedUnarchiver, ReadsAnArrayInXMLForm) {
+  const auto back = unarchived(xmlArchive(
+      "<dict><key>$class</key>" + xmlReference(5) + "<key>NS.objects</key><array>" + xmlReference(2) + xmlReference(2) +
+      xmlReference(3) + xmlReference(4) +
+      "</array></dict><string>ho</string><string>white</string><string>horse</string><dict><key>$classes</key><array>"
+      "<string>NSArray</string><string>NSObject</string></array><key>$classname</key><string>NSArray</string></dict>"));
+  EXPECT_TRUE(NSEqualObjects(back, NSArray::arrayWithObjects({"ho"_ns, "ho"_ns, "white"_ns, "horse"_ns})));
+}
+
+TEST(NSKeyedUnarchiver, ReadsAURLWithItsBase) {
+  const auto back = as<NSURL>(unarchived(archiveOf({object(4, {{"NS.base"_ns, uid(2)}, {"NS.relative"_ns, uid(5)}}),
+                                                    object(4, {{"NS.base"_ns, uid(0)}, {"NS.relative"_ns, uid(3)}}),
+                                                    "http://h.example"_ns, classNamed("NSURL"_ns), "a.xml"_ns})));
+  ASSERT_NE(back, nil);
+  EXPECT_EQ(back->absoluteString()->UTF8String(), "http://h.example/a.xml");
+  EXPECT_EQ(back->relativeString()->UTF8String(), "a.xml");
+}
+
+TEST(NSKeyedUnarchiver, ReadsASetOfNumbers) {
+  const auto back =
+      unarchived(archiveOf({object(4, {{"NS.objects"_ns, references({2, 3})}}), NSNumber::numberWithInteger(3),
+                            NSNumber::numberWithInteger(2), classNamed("NSSet"_ns)}));
+  EXPECT_TRUE(
+      NSEqualObjects(back, NSSet::setWithObjects({NSNumber::numberWithInteger(2), NSNumber::numberWithInteger(3)})));
+}
+
+// Runs of the lengths 1, 3 and 1, the last with the attributes of the first.
+Ref<NSData> styledArchive(const std::string& info, const id& list) {
+  const id dictionary = classNamed("NSDictionary"_ns);
+  return archiveOf({object(10, {{"NSString"_ns, uid(2)}, {"NSAttributes"_ns, uid(3)}, {"NSAttributeInfo"_ns, uid(8)}}),
+                    "01234"_ns, list, object(6, {{"NS.keys"_ns, references({7})}, {"NS.objects"_ns, references({7})}}),
+                    object(6, {{"NS.keys"_ns, NSArray::array()}, {"NS.objects"_ns, NSArray::array()}}), dictionary,
+                    "Font"_ns, object(9, {{"NS.data"_ns, NSData::dataWithBytes(info)}}), classNamed("NSMutableData"_ns),
+                    classNamed("NSAttributedString"_ns), classNamed("NSMutableArray"_ns)});
+}
+
+TEST(NSKeyedUnarchiver, ReadsAStyledTextWithRuns) {
+  const id list = object(11, {{"NS.objects"_ns, references({4, 5})}});
+  const auto text = as<NSAttributedString>(unarchived(styledArchive(std::string("\1\0\3\1\1\0", 6), list)));
+  ASSERT_NE(text, nil);
+  NSRange range;
+  EXPECT_TRUE(NSEqualObjects(text->attribute_atIndex_effectiveRange("Font"_ns, 0, &range), "Font"_ns));
+  EXPECT_EQ(range, NSMakeRange(0, 1));
+  EXPECT_EQ(text->attribute_atIndex_effectiveRange("Font"_ns, 2, &range), nil);
+  EXPECT_EQ(range, NSMakeRange(1, 3));
+  EXPECT_TRUE(NSEqualObjects(text->attribute_atIndex_effectiveRange("Font"_ns, 4, &range), "Font"_ns));
+}
+
+TEST(NSKeyedUnarchiver, StyledTextsWithDamagedRunsGiveNil) {
+  const id list = object(11, {{"NS.objects"_ns, references({4, 5})}});
+  for (const std::string& info : {std::string(), std::string("\5", 1), std::string("\4\0", 2), std::string("\6\0", 2),
+                                  std::string("\5\2", 2), std::string("\5\0\1\0", 4), std::string("\x85", 1),
+                                  std::string(12, '\xFF'), std::string("\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF\x7F\0", 10)}) {
+    EXPECT_EQ(unarchived(styledArchive(info, list)), nil);
+  }
+  EXPECT_NE(unarchived(styledArchive(std::string("\5\0", 2), list)), nil);
+  EXPECT_EQ(unarchived(styledArchive(std::string("\5\0", 2), "no list"_ns)), nil);
+  EXPECT_EQ(unarchived(styledArchive(std::string("\5\0", 2), object(11, {{"NS.objects"_ns, references({7})}}))), nil);
+}
+
+TEST(NSKeyedUnarchiver, WhatIsNoArchiveGivesNil) {
+  const auto plist = [](const id& propertyList) {
+    return NSPropertyListSerialization::dataWithPropertyList_format_options_error(
+        propertyList, NSPropertyListXMLFormat_v1_0, 0, nullptr);
+  };
+  Ref<NSError> error;
+  EXPECT_EQ(unarchived(nil, NSObject::classObject(), &error), nil);
+  EXPECT_NE(error, nil);
+  error = nil;
+  EXPECT_EQ(unarchived(plist(NSDictionary::dictionary()), NSObject::classObject(), &error), nil);
+  EXPECT_EQ(error->code(), NSCoderReadCorruptError);
+  EXPECT_EQ(unarchived(plist("text"_ns)), nil);
+  const auto archive = propertyListOf(archived("x"_ns));
+  for (const auto& key : {"$version"_ns, "$archiver"_ns, "$top"_ns, "$objects"_ns}) {
+    const auto changed = NSMutableDictionary::dictionaryWithDictionary(archive);
+    changed->setObject_forKey("other"_ns, key);
+    EXPECT_EQ(unarchived(plist(changed)), nil);
+    changed->removeObjectForKey(key);
+    EXPECT_EQ(unarchived(plist(changed)), nil);
+  }
+  EXPECT_NE(unarchived(plist(archive)), nil);
+}
+
+TEST(NSKeyedUnarchiver, NilRootIsNil) {
+  const auto archiver = make<NSKeyedArchiver>(true);
+  archiver->encodeObject_forKey(nil, NSKeyedArchiveRootObjectKey());
+  EXPECT_EQ(unarchived(archiver->encodedData()), nil);
+}
+
+TEST(NSKeyedUnarchiver, DamagedObjectsGiveNil) {
+  const id array = classNamed("NSArray"_ns);
+  const std::initializer_list<Ref<NSData>> archives{
+      archiveOf({object(2, {{"NS.objects"_ns, references({1})}}), array}),                   // holds itself
+      archiveOf({object(3, {{"NS.objects"_ns, references({2})}}),                            // by way of another
+                 object(3, {{"NS.objects"_ns, references({1})}}), array}),                   //
+      archiveOf({object(2, {{"NS.objects"_ns, references({99})}}), array}),                  // out of range
+      archiveOf({object(2, {{"NS.objects"_ns, references({NSUIntegerMax})}}), array}),       //
+      archiveOf({object(2, {{"NS.objects"_ns, references({0})}}), array}),                   // nil inside
+      archiveOf({object(2, {{"NS.objects"_ns, "text"_ns}}), array}),                         // no list
+      archiveOf({object(2, {{"NS.objects"_ns, NSArray::arrayWithObject("x"_ns)}}), array}),  // no reference
+      archiveOf({object(2), array}),                                                         // nothing at all
+      archiveOf({object(2), classNamed("NoSuchClass"_ns)}),
+      archiveOf({object(2), classNamed("NSObject"_ns)}),
+      archiveOf({object(2), classNamed("Raising"_ns)}),
+      archiveOf({object(2), classNamed("Crate"_ns)}),
+      archiveOf({object(2), "text"_ns}),
+      archiveOf({object(1)}),
+      archiveOf({object(0)}),
+      archiveOf({object(99)}),
+      archiveOf({object(2), NSDictionary::dictionary({{"$classname"_ns, NSNull::null()}})}),
+      archiveOf({NSDictionary::dictionary()}),
+      archiveOf({NSArray::array()}),
+      archiveOf({uid(1)}),
+      archiveOf({}),
+      archiveOf({object(2), classNamed("NSDate"_ns)}),
+      archiveOf({object(2, {{"NS.time"_ns, "noon"_ns}}), classNamed("NSDate"_ns)}),
+      archiveOf({object(2), classNamed("NSMutableString"_ns)}),
+      archiveOf({object(2, {{"NS.string"_ns, NSNumber::numberWithInteger(1)}}), classNamed("NSMutableString"_ns)}),
+      archiveOf({object(2), classNamed("NSMutableData"_ns)}),
+      archiveOf({object(2), classNamed("NSURL"_ns)}),
+      archiveOf({object(3, {{"NS.relative"_ns, uid(2)}}), "no URL"_ns, classNamed("NSURL"_ns)}),
+      archiveOf({object(2, {{"NS.uuidbytes"_ns, NSData::dataWithBytes("short")}}), classNamed("NSUUID"_ns)}),
+      archiveOf({object(3, {{"NS.keys"_ns, references({2})}, {"NS.objects"_ns, references({})}}), "k"_ns,
+                 classNamed("NSDictionary"_ns)}),
+      archiveOf({object(3, {{"NS.keys"_ns, references({2})}}), "k"_ns, classNamed("NSDictionary"_ns)}),
+      archiveOf({object(2), classNamed("NSAttributedString"_ns)}),
+      archiveOf(
+          {object(3, {{"NSString"_ns, uid(2)}}), NSNumber::numberWithInteger(1), classNamed("NSAttributedString"_ns)}),
+  };
+  int number = 0;
+  for (const auto& archive : archives) {
+    Ref<NSError> error;
+    EXPECT_EQ(unarchived(archive, NSObject::classObject(), &error), nil) << number;
+    EXPECT_NE(error, nil) << number;
+    ++number;
+  }
+}
+
+TEST(NSKeyedUnarchiver, KeysThatCannotBeCopiedGiveNil) {
+  const auto data = archiveOf({object(3, {{"NS.keys"_ns, references({2})}, {"NS.objects"_ns, references({2})}}),
+                               object(4, {}), classNamed("NSDictionary"_ns), classNamed("Shelf"_ns)});
+  EXPECT_EQ(unarchived(data), nil);
+}
+
+TEST(NSKeyedUnarchiver, MutableKeysAreCopied) {
+  const auto data = archiveOf({object(3, {{"NS.keys"_ns, references({2})}, {"NS.objects"_ns, references({2})}}),
+                               object(4, {{"NS.string"_ns, "k"_ns}}), classNamed("NSDictionary"_ns),
+                               classNamed("NSMutableString"_ns)});
+  const auto back = as<NSDictionary>(unarchived(data));
+  ASSERT_NE(back, nil);
+  EXPECT_EQ(back->allKeys()->firstObject()->isa(), NSString::classObject());
+  EXPECT_EQ(back->objectForKey("k"_ns)->isa(), NSMutableString::classObject());
+}
+
+TEST(NSKeyedUnarchiver, ReadsNoDeeperThanItMayWrite) {
+  const auto objects = NSMutableArray::arrayWithObjects({"$null"_ns});
+  constexpr NSUInteger depth = 100'000;
+  for (NSUInteger i = 1; i <= depth; ++i) {
+    objects->addObject(object(depth + 1, {{"NS.objects"_ns, i < depth ? references({i + 1}) : references({})}}));
+  }
+  objects->addObject(classNamed("NSArray"_ns));
+  const auto archive = NSDictionary::dictionary({{"$version"_ns, NSNumber::numberWithInteger(100000)},
+                                                 {"$archiver"_ns, "NSKeyedArchiver"_ns},
+                                                 {"$top"_ns, NSDictionary::dictionary({{"root"_ns, uid(1)}})},
+                                                 {"$objects"_ns, objects}});
+  EXPECT_EQ(unarchived(NSPropertyListSerialization::dataWithPropertyList_format_options_error(
+                archive, NSPropertyListBinaryFormat_v1_0, 0, nullptr)),
+            nil);
+}
+
+// Two towers of arrays, each holding the next one twice: comparing them would take 2 to the power of 60 steps.
+TEST(NSKeyedUnarchiver, SetsThatWouldCompareForEverGiveNil) {
+  constexpr NSUInteger height = 60;
+  for (const auto& type : {"NSSet"_ns, "NSDictionary"_ns}) {
+    const auto objects = NSMutableArray::arrayWithObjects({"$null"_ns});
+    const auto members = references({4, 4 + height});
+    objects->addObject(object(2, {{"NS.objects"_ns, members}, {"NS.keys"_ns, members}}));
+    objects->addObject(classNamed(type));
+    objects->addObject(classNamed("NSArray"_ns));
+    for (int tower = 0; tower < 2; ++tower) {
+      for (NSUInteger i = 0; i < height; ++i) {
+        const NSUInteger next = objects->count() + 1;
+        objects->addObject(object(3, {{"NS.objects"_ns, i + 1 < height ? references({next, next}) : references({})}}));
+      }
+    }
+    const auto archive = NSDictionary::dictionary({{"$version"_ns, NSNumber::numberWithInteger(100000)},
+                                                   {"$archiver"_ns, "NSKeyedArchiver"_ns},
+                                                   {"$top"_ns, NSDictionary::dictionary({{"root"_ns, uid(1)}})},
+                                                   {"$objects"_ns, objects}});
+    Ref<NSError> error;
+    EXPECT_EQ(unarchived(NSPropertyListSerialization::dataWithPropertyList_format_options_error(
+                             archive, NSPropertyListBinaryFormat_v1_0, 0, nullptr),
+                         NSObject::classObject(), &error),
+              nil);
+    EXPECT_EQ(error->code(), NSCoderReadCorruptError);
+  }
+}
+
+TEST(NSKeyedUnarchiver, LargeSetsOfCollectionsAreReadAllTheSame) {
+  const auto set = NSMutableSet::set();
+  for (NSInteger i = 0; i < 2000; ++i) {
+    set->addObject(NSArray::arrayWithObjects({NSNumber::numberWithInteger(i), "x"_ns}));
+  }
+  expectComesBack(set);
+}
+
+TEST(NSKeyedUnarchiver, EveryDamagedByteEndsCleanly) {
+  const auto text = make<NSMutableAttributedString>("abc"_ns);
+  text->addAttribute_value_range("k"_ns, NSSet::setWithObjects({"1"_ns, NSDate::dateWithTimeIntervalSince1970(1)}),
+                                 {0, 2});
+  const auto data = archived(NSArray::arrayWithObjects({text, NSURL::URLWithString("http://h/"_ns), NSUUID::UUID()}));
+  const std::string bytes(data->view());
+  for (std::size_t i = 0; i < bytes.size(); ++i) {
+    for (const unsigned change : {0x01U, 0x10U, 0x80U, 0xFFU}) {
+      std::string damaged = bytes;
+      damaged[i] = static_cast<char>(static_cast<unsigned char>(damaged[i]) ^ change);
+      unarchived(NSData::dataWithBytes(damaged));
+    }
+    EXPECT_EQ(unarchived(NSData::dataWithBytes(bytes.substr(0, i))), nil);
+  }
+}
+
+}  // namespace
