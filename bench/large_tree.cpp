@@ -21,7 +21,7 @@
 
 #include "foundation/Foundation.h"
 #include "streams/TelvoFTPData.h"
-#include "tests/TemporaryDirectory.h"
+#include "testing/TemporaryDirectory.h"
 
 namespace {
 

@@ -18,10 +18,10 @@
 #include "foundation/Foundation.h"
 #include "foundation/preferences/NSUserDefaults.h"
 #include "streams/TelvoFTPData.h"
-#include "tests/BusPeer.h"
-#include "tests/LogLines.h"
-#include "tests/PrivateBus.h"
-#include "tests/TemporaryDirectory.h"
+#include "testing/BusPeer.h"
+#include "testing/LogLines.h"
+#include "testing/PrivateBus.h"
+#include "testing/TemporaryDirectory.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include "categories/NSArray+Telvo.h"
 #include "foundation/Foundation.h"
-#include "tests/EnvironmentVariable.h"
+#include "testing/EnvironmentVariable.h"
 
 namespace {
 

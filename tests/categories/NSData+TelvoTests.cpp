@@ -9,7 +9,7 @@
 #include "categories/NSData+Telvo.h"
 #include "foundation/Foundation.h"
 #include "foundation/coding/NSKeyedUnarchiver.h"
-#include "tests/HandMadeArchive.h"
+#include "testing/HandMadeArchive.h"
 
 namespace {
 

@@ -9,9 +9,9 @@
 
 #include "categories/NSDate+Telvo.h"
 #include "foundation/Foundation.h"
-#include "tests/Dates.h"
-#include "tests/EnvironmentVariable.h"
-#include "tests/PlainSpaces.h"
+#include "testing/Dates.h"
+#include "testing/EnvironmentVariable.h"
+#include "testing/PlainSpaces.h"
 
 namespace {
 

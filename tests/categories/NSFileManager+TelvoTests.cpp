@@ -12,9 +12,9 @@
 #include "categories/NSFileManager+Telvo.h"
 #include "foundation/Foundation.h"
 #include "foundation/files/NSURL.h"
-#include "tests/ChildProcess.h"
-#include "tests/EnvironmentVariable.h"
-#include "tests/TemporaryDirectory.h"
+#include "testing/ChildProcess.h"
+#include "testing/EnvironmentVariable.h"
+#include "testing/TemporaryDirectory.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 #include "categories/NSString+Telvo.h"
 #include "foundation/Foundation.h"
 #include "foundation/files/NSBundle.h"
-#include "tests/EnvironmentVariable.h"
-#include "tests/TemporaryDirectory.h"
+#include "testing/EnvironmentVariable.h"
+#include "testing/TemporaryDirectory.h"
 
 namespace {
 

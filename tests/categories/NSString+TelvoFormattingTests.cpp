@@ -9,8 +9,8 @@
 
 #include "categories/NSString+Telvo.h"
 #include "foundation/Foundation.h"
-#include "tests/EnvironmentVariable.h"
-#include "tests/TemporaryDirectory.h"
+#include "testing/EnvironmentVariable.h"
+#include "testing/TemporaryDirectory.h"
 
 namespace {
 

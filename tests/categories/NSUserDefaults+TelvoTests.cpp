@@ -9,9 +9,9 @@
 
 #include "categories/NSUserDefaults+Telvo.h"
 #include "foundation/Foundation.h"
-#include "tests/ChildProcess.h"
-#include "tests/EnvironmentVariable.h"
-#include "tests/TemporaryDirectory.h"
+#include "testing/ChildProcess.h"
+#include "testing/EnvironmentVariable.h"
+#include "testing/TemporaryDirectory.h"
 
 namespace {
 

@@ -2,14 +2,17 @@
 
 import os
 import pathlib
+import sys
 
 import pytest
 
-import bus as buses
-import owner as owners
-import servers
-import tree
-from scripted_server import ScriptedServer
+sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "testing"))
+
+import bus as buses  # noqa: E402
+import owner as owners  # noqa: E402
+import servers  # noqa: E402
+import tree  # noqa: E402
+from scripted_server import ScriptedServer  # noqa: E402
 
 
 @pytest.fixture

@@ -15,7 +15,7 @@
 #include "categories/NSArray+Telvo.h"
 #include "foundation/Foundation.h"
 #include "streams/TelvoFTPData.h"
-#include "tests/TemporaryDirectory.h"
+#include "testing/TemporaryDirectory.h"
 #include "tests/streams/ProgressObserver.h"
 
 namespace {

@@ -9,8 +9,8 @@
 #include "foundation/Foundation.h"
 #include "streams/TelvoFTPData.h"
 #include "streams/TelvoFTPStreamData.h"
-#include "tests/TemporaryDirectory.h"
-#include "tests/platform/cfnetwork/ScriptedFTPServer.h"
+#include "testing/ScriptedFTPServer.h"
+#include "testing/TemporaryDirectory.h"
 #include "tests/streams/NotificationRecorder.h"
 #include "tests/streams/ProgressObserver.h"
 

@@ -11,9 +11,9 @@
 #include "foundation/Foundation.h"
 #include "streams/TelvoFTPStreamData.h"
 #include "systemconfiguration/SCDynamicStore.h"
-#include "tests/EnvironmentVariable.h"
-#include "tests/TemporaryDirectory.h"
-#include "tests/platform/cfnetwork/ScriptedFTPServer.h"
+#include "testing/EnvironmentVariable.h"
+#include "testing/ScriptedFTPServer.h"
+#include "testing/TemporaryDirectory.h"
 #include "tests/streams/NotificationRecorder.h"
 #include "tests/streams/TestStreams.h"
 

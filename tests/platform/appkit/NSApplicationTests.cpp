@@ -7,7 +7,7 @@
 
 #include "appkit/NSApplication.h"
 #include "foundation/Foundation.h"
-#include "tests/LogLines.h"
+#include "testing/LogLines.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include "appkit/NSColor.h"
 #include "foundation/Foundation.h"
-#include "tests/HandMadeArchive.h"
+#include "testing/HandMadeArchive.h"
 
 namespace {
 

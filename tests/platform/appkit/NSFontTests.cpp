@@ -6,7 +6,7 @@
 
 #include "appkit/NSFont.h"
 #include "foundation/Foundation.h"
-#include "tests/HandMadeArchive.h"
+#include "testing/HandMadeArchive.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include "appkit/NSParagraphStyle.h"
 #include "foundation/Foundation.h"
-#include "tests/HandMadeArchive.h"
+#include "testing/HandMadeArchive.h"
 
 namespace {
 

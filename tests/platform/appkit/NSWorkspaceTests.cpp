@@ -5,8 +5,8 @@
 
 #include "appkit/NSWorkspace.h"
 #include "foundation/Foundation.h"
-#include "tests/BusPeer.h"
-#include "tests/PrivateBus.h"
+#include "testing/BusPeer.h"
+#include "testing/PrivateBus.h"
 
 namespace {
 

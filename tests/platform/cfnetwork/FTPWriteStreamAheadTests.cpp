@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "cfnetwork/FTPConnectionPool.h"
-#include "tests/platform/cfnetwork/ScriptedFTPServer.h"
+#include "testing/ScriptedFTPServer.h"
 #include "tests/platform/cfnetwork/TestContent.h"
 #include "tests/platform/cfnetwork/Upload.h"
 

@@ -7,7 +7,7 @@
 
 #include "cfnetwork/CFNetworkErrors.h"
 #include "cfnetwork/FTPConnectionPool.h"
-#include "tests/platform/cfnetwork/ScriptedFTPServer.h"
+#include "testing/ScriptedFTPServer.h"
 #include "tests/platform/cfnetwork/TestContent.h"
 #include "tests/platform/cfnetwork/Upload.h"
 

@@ -7,8 +7,8 @@
 #include <gtest/gtest.h>
 
 #include "cfnetwork/FTPConnectionPool.h"
+#include "testing/ScriptedFTPServer.h"
 #include "tests/platform/cfnetwork/RelayingProxy.h"
-#include "tests/platform/cfnetwork/ScriptedFTPServer.h"
 #include "tests/platform/cfnetwork/TestContent.h"
 #include "tests/platform/cfnetwork/Upload.h"
 

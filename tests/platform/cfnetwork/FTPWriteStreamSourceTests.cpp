@@ -5,8 +5,8 @@
 #include <gtest/gtest.h>
 
 #include "cfnetwork/FileReadStream.h"
-#include "tests/TemporaryDirectory.h"
-#include "tests/platform/cfnetwork/ScriptedFTPServer.h"
+#include "testing/ScriptedFTPServer.h"
+#include "testing/TemporaryDirectory.h"
 #include "tests/platform/cfnetwork/TestContent.h"
 #include "tests/platform/cfnetwork/Upload.h"
 

@@ -2,7 +2,7 @@
 
 #include "cfnetwork/CFNetworkErrors.h"
 #include "cfnetwork/FTPWriteStream.h"
-#include "tests/platform/cfnetwork/ScriptedFTPServer.h"
+#include "testing/ScriptedFTPServer.h"
 #include "tests/platform/cfnetwork/TestContent.h"
 #include "tests/platform/cfnetwork/Upload.h"
 

@@ -11,7 +11,7 @@
 #include "cfnetwork/FileReadStream.h"
 #include "foundation/errors/NSError.h"
 #include "foundation/files/NSURL.h"
-#include "tests/TemporaryDirectory.h"
+#include "testing/TemporaryDirectory.h"
 #include "tests/platform/cfnetwork/StreamRecorder.h"
 
 namespace {

@@ -8,7 +8,7 @@
 #include "cfnetwork/CFFTPStream.h"
 #include "foundation/Foundation.h"
 #include "foundation/events/EventSource.h"
-#include "tests/platform/cfnetwork/ScriptedFTPServer.h"
+#include "testing/ScriptedFTPServer.h"
 
 // An item on its way to a server: opens a stream for a URL and writes to it as a connection does, a piece for a piece
 // while there is room, and closes it at the content's end or when an error is reported. It also watches that nothing

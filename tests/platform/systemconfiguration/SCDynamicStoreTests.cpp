@@ -2,7 +2,7 @@
 
 #include "foundation/Foundation.h"
 #include "systemconfiguration/SCDynamicStore.h"
-#include "tests/EnvironmentVariable.h"
+#include "testing/EnvironmentVariable.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include "foundation/Foundation.h"
 #include "foundation/coding/NSPropertyList.h"
 #include "foundation/coding/NSPropertyListUID.h"
-#include "tests/TemporaryDirectory.h"
+#include "testing/TemporaryDirectory.h"
 
 namespace {
 

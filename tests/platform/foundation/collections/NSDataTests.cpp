@@ -4,7 +4,7 @@
 
 #include "foundation/Foundation.h"
 #include "foundation/collections/NSData.h"
-#include "tests/TemporaryDirectory.h"
+#include "testing/TemporaryDirectory.h"
 
 namespace {
 

@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
 #include "foundation/Foundation.h"
-#include "tests/EnvironmentVariable.h"
-#include "tests/TemporaryDirectory.h"
+#include "testing/EnvironmentVariable.h"
+#include "testing/TemporaryDirectory.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include "foundation/Foundation.h"
 #include "foundation/files/NSFileManager.h"
 #include "foundation/files/NSURL.h"
-#include "tests/TemporaryDirectory.h"
+#include "testing/TemporaryDirectory.h"
 
 namespace {
 

@@ -5,8 +5,8 @@
 #include <unistd.h>
 
 #include "foundation/Foundation.h"
-#include "tests/EnvironmentVariable.h"
-#include "tests/TemporaryDirectory.h"
+#include "testing/EnvironmentVariable.h"
+#include "testing/TemporaryDirectory.h"
 
 namespace {
 

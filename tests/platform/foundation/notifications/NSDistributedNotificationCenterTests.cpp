@@ -8,8 +8,8 @@
 #include "foundation/Foundation.h"
 #include "foundation/notifications/NSDistributedNotificationCenter.h"
 #include "foundation/notifications/SessionBus.h"
-#include "tests/BusPeer.h"
-#include "tests/PrivateBus.h"
+#include "testing/BusPeer.h"
+#include "testing/PrivateBus.h"
 
 namespace {
 

@@ -15,8 +15,8 @@
 
 #include "foundation/Foundation.h"
 #include "foundation/preferences/NSUserDefaults.h"
-#include "tests/EnvironmentVariable.h"
-#include "tests/TemporaryDirectory.h"
+#include "testing/EnvironmentVariable.h"
+#include "testing/TemporaryDirectory.h"
 
 namespace {
 

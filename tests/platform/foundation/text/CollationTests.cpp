@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "foundation/Foundation.h"
-#include "tests/EnvironmentVariable.h"
+#include "testing/EnvironmentVariable.h"
 
 namespace {
 

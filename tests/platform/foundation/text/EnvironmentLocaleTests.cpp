@@ -3,7 +3,7 @@
 #include "foundation/text/EnvironmentLocale.h"
 #include "foundation/text/NSString.h"
 #include "foundation/text/PreferredLanguages.h"
-#include "tests/EnvironmentVariable.h"
+#include "testing/EnvironmentVariable.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 
 #include "foundation/text/NSLocale.h"
 #include "foundation/text/NSString.h"
-#include "tests/EnvironmentVariable.h"
+#include "testing/EnvironmentVariable.h"
 
 namespace {
 

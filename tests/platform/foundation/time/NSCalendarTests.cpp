@@ -9,8 +9,8 @@
 #include "foundation/time/NSDate.h"
 #include "foundation/time/NSDateComponents.h"
 #include "foundation/time/NSTimeZone.h"
-#include "tests/Dates.h"
-#include "tests/EnvironmentVariable.h"
+#include "testing/Dates.h"
+#include "testing/EnvironmentVariable.h"
 
 namespace {
 

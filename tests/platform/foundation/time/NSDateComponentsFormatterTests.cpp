@@ -6,8 +6,8 @@
 
 #include "foundation/text/NSString.h"
 #include "foundation/time/NSDateComponentsFormatter.h"
-#include "tests/EnvironmentVariable.h"
-#include "tests/PlainSpaces.h"
+#include "testing/EnvironmentVariable.h"
+#include "testing/PlainSpaces.h"
 
 namespace {
 

@@ -12,9 +12,9 @@
 #include "foundation/time/NSDate.h"
 #include "foundation/time/NSDateFormatter.h"
 #include "foundation/time/NSTimeZone.h"
-#include "tests/Dates.h"
-#include "tests/EnvironmentVariable.h"
-#include "tests/PlainSpaces.h"
+#include "testing/Dates.h"
+#include "testing/EnvironmentVariable.h"
+#include "testing/PlainSpaces.h"
 
 namespace {
 

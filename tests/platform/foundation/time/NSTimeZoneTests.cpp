@@ -8,7 +8,7 @@
 #include "foundation/text/NSString.h"
 #include "foundation/time/NSDate.h"
 #include "foundation/time/NSTimeZone.h"
-#include "tests/EnvironmentVariable.h"
+#include "testing/EnvironmentVariable.h"
 
 namespace {
 

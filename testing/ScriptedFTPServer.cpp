@@ -1,4 +1,4 @@
-#include "tests/platform/cfnetwork/ScriptedFTPServer.h"
+#include "testing/ScriptedFTPServer.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -10,7 +10,7 @@ import processes
 
 # Where packaging/fetch-test-servers has unpacked the packages.
 SERVERS_FOLDER = pathlib.Path(
-    os.environ.get("TELVO_SERVERS", pathlib.Path(__file__).resolve().parents[2] / "build" / "servers")
+    os.environ.get("TELVO_SERVERS", pathlib.Path(__file__).resolve().parents[1] / "build" / "servers")
 )
 
 

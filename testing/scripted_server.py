@@ -1,4 +1,5 @@
-"""An FTP server in memory that behaves well until a test tells it otherwise.
+"""An FTP server in memory that behaves well until a test tells it otherwise: for whole runs of the helper, with
+thousands of files or very large ones, and for the benchmarks.
 
     with ScriptedServer() as server:
         server.on("STOR", reply(b"452 disk full"))  # the first STOR; later ones are served as usual
