@@ -2,6 +2,7 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <random>
 #include <string>
 
 #include <fcntl.h>
@@ -9,13 +10,21 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+// Makes this process one without a session bus. To be called before it has used one.
+inline void leaveBus() {
+  const std::string address = "unix:abstract=telvo-test-nobody-" + std::to_string(getpid());
+  setenv("DBUS_SESSION_BUS_ADDRESS", address.c_str(), 1);
+}
+
 // A D-Bus session bus of the test program's own, which is this process's session bus from then on.
 class PrivateBus {
  public:
   PrivateBus() {
     // Without a file, which a daemon that is killed would leave behind.
     static int buses = 0;
-    const std::string name = "telvo-test-" + std::to_string(getpid()) + "-" + std::to_string(++buses);
+    // Such names have no regard for containers, where other processes have the same numbers.
+    const std::string name = "telvo-test-" + std::to_string(getpid()) + "-" + std::to_string(std::random_device()()) +
+                             "-" + std::to_string(++buses);
     const std::string listening = "--address=unix:abstract=" + name;
     int output[2];
     if (pipe(output) != 0) std::abort();

@@ -405,7 +405,7 @@ TEST_F(TelvoFTPHelperApplicationDeathTest, TermSignalEndsItInTheMiddleOfAnItem) 
 TEST_F(TelvoFTPHelperApplicationDeathTest, WithoutASessionBusItStillUploads) {
   EXPECT_EXIT(
       {
-        setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
+        leaveBus();
         afterSeconds(1, [] { std::raise(SIGTERM); });
         launch(
             {"-debug", "YES", "-bundleIdentifier", "com.example.Owner", "-sourcePath", source, "-host", refusingHost});

@@ -69,7 +69,8 @@ TEST(NSFileManagerTelvo, GivesALinksOwnModificationDate) {
 }
 
 TEST(NSFileManagerTelvo, AMissingItemHasNoModificationDate) {
-  EXPECT_FALSE(telvo_fileModificationDateAtPath(manager(), "/nonexistent/file"_ns));
+  const TemporaryDirectory folder;
+  EXPECT_FALSE(telvo_fileModificationDateAtPath(manager(), folder.text("missing/file")));
   EXPECT_FALSE(telvo_fileModificationDateAtPath(manager(), nil));
   EXPECT_FALSE(telvo_fileModificationDateAtPath(nil, "/"_ns));
 }

@@ -233,10 +233,11 @@ def test_without_a_bundle_identifier_nothing_happens(owner, scripted, small_tree
     assert owner.heard == []
 
 
-def test_without_a_session_bus_the_upload_goes_on(owner, scripted, small_tree):
+def test_without_a_session_bus_the_upload_goes_on(owner, scripted, small_tree, tmp_path):
+    missing = tmp_path / "missing"
     helper = owner.launch(
         small_tree.path, scripted,
-        environment={"DBUS_SESSION_BUS_ADDRESS": "unix:path=/nonexistent/bus", "XDG_RUNTIME_DIR": "/nonexistent"},
+        environment={"DBUS_SESSION_BUS_ADDRESS": f"unix:path={missing}/bus", "XDG_RUNTIME_DIR": str(missing)},
     )
     helper.wait_for_line("finished; terminating the helper")
     assert helper.log() == [

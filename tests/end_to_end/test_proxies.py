@@ -63,7 +63,7 @@ def test_the_environment_names_the_proxy(owner, kind, scripted, small_tree, vari
         assert scripted.files == {"/a.txt": b"a"}
 
 
-@pytest.mark.parametrize("variable", ["http_proxy", "https_proxy", "HTTPS_PROXY"])
+@pytest.mark.parametrize("variable", ["http_proxy", "HTTP_PROXY", "https_proxy", "HTTPS_PROXY"])
 def test_proxies_for_other_purposes_do_not_count(owner, scripted, small_tree, variable):
     with proxies.Tinyproxy() as proxy:
         owner.upload(small_tree.path / "a.txt", scripted, environment={variable: proxy.url})

@@ -72,7 +72,7 @@ def test_links_in_circles_fail_and_the_rest_is_sent(owner, source, server):
     (source.path / "itself").symlink_to("itself")
     (source.path / "ping").symlink_to("pong")
     (source.path / "pong").symlink_to("ping")
-    (source.path / "nowhere").symlink_to("/nonexistent/target")
+    (source.path / "nowhere").symlink_to("missing/target")
     (source.path / "good").symlink_to("plain.txt")
     assert len(run(owner, source.path, server)) == 7
     assert server.files == {"/Site/plain.txt": b"plain", "/Site/good": b"plain"}

@@ -108,7 +108,8 @@ TEST(TelvoFTPDataScan, FoldersHaveNoDateAndFilesHaveTheirs) {
 }
 
 TEST(TelvoFTPDataScan, AMissingPathIsPlannedAsAFileWithoutADate) {
-  const auto plan = scanned("/nonexistent/x"_ns)->uploadInfo();
+  const TemporaryDirectory folder;
+  const auto plan = scanned(folder.text("missing/x"))->uploadInfo();
   ASSERT_EQ(plan->count(), 1U);
   EXPECT_EQ(utf8(recordAt(plan, 0)->objectForKey("IsDirectory"_ns)), "0");
   EXPECT_FALSE(recordAt(plan, 0)->objectForKey("ModificationDate"_ns));

@@ -78,7 +78,21 @@ void flushBeforeExit() {
   // The context is left as it is: a flush that has not returned by now still reports to it.
 }
 
+gboolean keepProcess(GSignalInvocationHint*, guint, const GValue* values, gpointer) {
+  g_dbus_connection_set_exit_on_close(G_DBUS_CONNECTION(g_value_get_object(values)), FALSE);
+  return TRUE;  // The next time, too.
+}
+
+// GIO ends the process by SIGTERM when a bus goes away on which anything in the process has got a connection from
+// g_bus_get(). Modules that a desktop adds do: looking for a proxy reads the settings (dconf). They connect when they
+// like, on their own threads, so that it is switched off for all connections, in the moment in which one closes.
+void outliveBuses() {
+  g_type_class_ref(G_TYPE_DBUS_CONNECTION);  // The signal is known from then on.
+  g_signal_add_emission_hook(g_signal_lookup("closed", G_TYPE_DBUS_CONNECTION), 0, keepProcess, nullptr, nullptr);
+}
+
 GDBusConnection* connect() {
+  outliveBuses();
   gchar* const address = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
   if (!address) return nullptr;
   const TimeLimit limit(connectLimit);
@@ -89,7 +103,6 @@ GDBusConnection* connect() {
       nullptr, limit.cancellable(), nullptr);
   g_free(address);
   if (!connection) return nullptr;
-  g_dbus_connection_set_exit_on_close(connection, FALSE);
   std::atexit(flushBeforeExit);
   return connection;
 }

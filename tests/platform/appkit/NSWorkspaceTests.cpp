@@ -109,7 +109,7 @@ TEST(NSWorkspaceDeathTest, WithoutABusNobodyQuitsAndNothingIsSaid) {
   GTEST_FLAG_SET(death_test_style, "threadsafe");
   EXPECT_EXIT(
       {
-        setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
+        leaveBus();
         NSWorkspace::sharedWorkspace()->notificationCenter();
         NSRunLoop::currentRunLoop()->runMode_beforeDate(NSDefaultRunLoopMode(), nil);
         exit(0);

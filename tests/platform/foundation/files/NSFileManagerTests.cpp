@@ -139,11 +139,13 @@ TEST(NSFileManager, TellsEveryTypeOfItem) {
 }
 
 TEST(NSFileManager, AMissingItemHasNoAttributesAndSaysWhy) {
+  const TemporaryDirectory folder;
+  const Ref<NSString> missing = folder.text("missing");
   Ref<NSError> error;
-  EXPECT_FALSE(manager().attributesOfItemAtPath_error("/nonexistent"_ns, &error));
+  EXPECT_FALSE(manager().attributesOfItemAtPath_error(missing, &error));
   expectError(error, NSFileReadNoSuchFileError, ENOENT);
-  EXPECT_TRUE(NSEqualObjects(error->userInfo()->objectForKey(NSFilePathErrorKey()), "/nonexistent"_ns));
-  EXPECT_EQ(error->localizedDescription()->UTF8String(), "/nonexistent: No such file or directory");
+  EXPECT_TRUE(NSEqualObjects(error->userInfo()->objectForKey(NSFilePathErrorKey()), missing));
+  EXPECT_EQ(error->localizedDescription()->UTF8String(), (folder / "missing") + ": No such file or directory");
 }
 
 TEST(NSFileManager, SetsPermissionsAndModificationDate) {

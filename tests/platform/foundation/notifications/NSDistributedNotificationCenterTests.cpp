@@ -346,7 +346,7 @@ class NSDistributedNotificationCenterDeathTest : public NSDistributedNotificatio
 TEST_F(NSDistributedNotificationCenterDeathTest, WithoutABusNothingHappensAndNothingIsSaid) {
   EXPECT_EXIT(
       {
-        setenv("DBUS_SESSION_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
+        leaveBus();
         observeAndPost();
         exit(ear->notifications.empty() ? 0 : 1);
       },
@@ -362,6 +362,25 @@ TEST_F(NSDistributedNotificationCenterDeathTest, ABusThatDiesTakesNobodyWithIt) 
         for (int turns = 0; turns < 5; ++turns) turn();
         observeAndPost();
         exit(ear->notifications.empty() ? 0 : 1);
+      },
+      testing::ExitedWithCode(0), "^$");
+}
+
+// GIO's modules for the desktop's settings use a bus, too, when a proxy is looked for.
+TEST_F(NSDistributedNotificationCenterDeathTest, ABusThatDiesTakesNobodyWithItWhoseModulesAreOnItAsWell) {
+  EXPECT_EXIT(
+      {
+        PrivateBus ownBus;
+        post("Bell"_ns, nil);
+        GDBusConnection* const ofAModule = g_bus_get_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
+        if (!g_dbus_connection_get_exit_on_close(ofAModule)) exit(1);
+        bool isOver = false;
+        // Once everybody else has handled it, GIO itself included.
+        g_signal_connect_after(ofAModule, "closed",
+                               G_CALLBACK(+[](GDBusConnection*, gboolean, GError*, bool* over) { *over = true; }),
+                               &isOver);
+        ownBus.stop();
+        exit(turnUntil([&] { return isOver; }) ? 0 : 2);
       },
       testing::ExitedWithCode(0), "^$");
 }
