@@ -46,7 +46,8 @@ FTPEndpoint endpointFrom(const NSURL& url, const FTPProperties& properties) {
   endpoint.host = bytesOf(url.host());
   endpoint.port = url.port() ? static_cast<std::uint16_t>(url.port()->unsignedIntegerValue()) : 21;
   endpoint.user = bytesOf(ownLogin ? properties.userName : url.user());
-  endpoint.password = bytesOf(ownLogin ? properties.password : url.password());
+  // A URL leaves the escapes in its password.
+  endpoint.password = ownLogin ? bytesOf(properties.password) : foundation::percentDecoded(bytesOf(url.password()));
   if (endpoint.user.empty()) {
     endpoint.user = "anonymous";
     endpoint.password = "anonymous@";

@@ -9,6 +9,8 @@
 #include "foundation/files/URLParser.h"
 #include "foundation/text/NSString.h"
 
+using foundation::URLParts;
+
 namespace {
 
 Ref<NSString> writtenText(const std::optional<std::string>& part) {
@@ -35,6 +37,19 @@ std::string absolutePath(const std::string& path) {
 std::string withoutLastSlash(std::string path) {
   if (path.size() > 1 && path.ends_with('/')) path.pop_back();
   return path;
+}
+
+// The path without its last component. "." and ".." are no names that could be taken off: where they lead to, the
+// folder is one further up.
+std::string folderOfReference(std::string path) {
+  path = withoutLastSlash(std::move(path));
+  const std::size_t nameStart = path.rfind('/') + 1;  // 0 without a slash
+  const std::string_view name = std::string_view(path).substr(nameStart);
+  if (name == "..") return path + "/../";
+  const bool staysInPlace = name == ".";
+  path.resize(nameStart);
+  if (staysInPlace) return path + "../";
+  return path.empty() ? "./" : path;
 }
 
 }  // namespace
@@ -71,7 +86,7 @@ NSURL::~NSURL() = default;
 Ref<NSURL> NSURL::URLWithString(const Ref<NSString>& text) { return URLWithString_relativeToURL(text, nil); }
 
 Ref<NSURL> NSURL::URLWithString_relativeToURL(const Ref<NSString>& text, const Ref<NSURL>& baseURL) {
-  if (!text) return nil;
+  if (!text || text->length() == 0) return nil;
   std::string bytes = text->UTF8String();
   std::optional<foundation::URLParts> parts = foundation::parseURL(bytes);
   if (!parts) return nil;
@@ -108,14 +123,22 @@ Ref<NSURL> NSURL::absoluteURL() const {
 
 Ref<NSString> NSURL::scheme() const { return writtenText(parts_->scheme); }
 Ref<NSString> NSURL::user() const { return decodedText(parts_->user); }
-Ref<NSString> NSURL::password() const { return decodedText(parts_->password); }
-Ref<NSString> NSURL::host() const { return decodedText(parts_->host); }
+Ref<NSString> NSURL::password() const { return writtenText(parts_->password); }
+
+Ref<NSString> NSURL::host() const {
+  return parts_->host && !parts_->host->empty() ? decodedText(parts_->host) : Ref<NSString>();
+}
+
 Ref<NSNumber> NSURL::port() const { return parts_->port ? NSNumber::numberWithInteger(*parts_->port) : nil; }
-Ref<NSString> NSURL::path() const { return NSString::stringWithUTF8String(fileSystemRepresentation()); }
-Ref<NSString> NSURL::query() const { return writtenText(parts_->query); }
+
+Ref<NSString> NSURL::path() const {
+  return parts_->isOpaque() ? Ref<NSString>() : NSString::stringWithUTF8String(fileSystemRepresentation());
+}
+
+Ref<NSString> NSURL::query() const { return parts_->isOpaque() ? Ref<NSString>() : writtenText(parts_->query); }
 Ref<NSString> NSURL::fragment() const { return writtenText(parts_->fragment); }
 
-bool NSURL::hasDirectoryPath() const { return parts_->path.ends_with('/'); }
+bool NSURL::hasDirectoryPath() const { return !parts_->isOpaque() && parts_->path.ends_with('/'); }
 
 bool NSURL::isFileURL() const {
   const Ref<NSString> name = scheme();
@@ -123,32 +146,47 @@ bool NSURL::isFileURL() const {
 }
 
 std::string NSURL::fileSystemRepresentation() const {
+  if (parts_->isOpaque()) return {};
   return foundation::percentDecoded(withoutLastSlash(parts_->path));
 }
 
-Ref<NSString> NSURL::lastPathComponent() const { return path()->lastPathComponent(); }
-Ref<NSString> NSURL::pathExtension() const { return path()->pathExtension(); }
+Ref<NSString> NSURL::lastPathComponent() const {
+  return parts_->isOpaque() ? Ref<NSString>() : path()->lastPathComponent();
+}
+
+Ref<NSString> NSURL::pathExtension() const { return parts_->isOpaque() ? Ref<NSString>() : path()->pathExtension(); }
 
 Ref<NSURL> NSURL::URLByAppendingPathComponent(const Ref<NSString>& component) const {
-  if (!component) return nil;
-  std::string path = parts_->path;
-  if (!path.ends_with('/')) path.push_back('/');
+  if (!component || parts_->isOpaque()) return nil;
+  URLParts own = ownParts();
+  // A reference without host and path means its base's path.
+  if (own.path.empty() && !own.authority) own.path = parts_->path;
+  if (!own.path.ends_with('/')) own.path.push_back('/');
   const std::string added = foundation::percentEncoded(component->UTF8String(), foundation::URLPathCharacters);
-  path.append(added, added.starts_with('/') ? 1 : 0);
-  return urlWithPath(std::move(path));
+  own.path.append(added, added.starts_with('/') ? 1 : 0);
+  return URLWithOwnParts(std::move(own));
 }
 
 Ref<NSURL> NSURL::URLByDeletingLastPathComponent() const {
-  const std::string path = withoutLastSlash(parts_->path);
-  const std::size_t slash = path.rfind('/');
-  return urlWithPath(slash == std::string::npos ? "" : path.substr(0, slash + 1));
+  if (parts_->isOpaque()) return nil;
+  URLParts own = ownParts();
+  if (!own.path.empty()) {
+    own.path = folderOfReference(std::move(own.path));
+  } else if (!own.authority) {
+    own.path = hasDirectoryPath() ? "../" : "./";
+  }
+  return URLWithOwnParts(std::move(own));
 }
 
-Ref<NSURL> NSURL::urlWithPath(std::string path) const {
-  foundation::URLParts parts = *parts_;
-  parts.path = std::move(path);
-  std::string text = foundation::textOfURL(parts);
-  return make<NSURL>(std::move(text), nil, std::move(parts));
+// The parts of the text that the URL was made from, not yet seen from the base.
+URLParts NSURL::ownParts() const { return baseURL_ ? *foundation::parseURL(text_) : *parts_; }
+
+Ref<NSURL> NSURL::URLWithOwnParts(URLParts own) const {
+  // Without a host before them, two slashes at the start of the path would read as the mark of one.
+  if (!own.authority && own.path.starts_with("//")) own.path.insert(0, "/.");
+  std::string text = foundation::textOfURL(own);
+  if (!baseURL_) return make<NSURL>(std::move(text), nil, std::move(own));
+  return make<NSURL>(std::move(text), baseURL_, foundation::resolveURL(own, *baseURL_->parts_));
 }
 
 Ref<NSString> NSURL::description() const {

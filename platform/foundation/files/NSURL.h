@@ -20,10 +20,10 @@ class NSURL : public NSObject {
   NSURL(std::string text, Ref<NSURL> baseURL, foundation::URLParts parts);
   ~NSURL() override;
 
-  // Nil for nil and for every text that breaks the grammar: a space, text beyond ASCII, one of "<>\^`{|}, a "%" that
-  // two hexadecimal digits do not follow, brackets outside an IPv6 address, a port above 65535. Nothing is escaped or
-  // mended on the way. A relative reference such as "a/b" is accepted, also without a base. A text with a scheme of its
-  // own takes no base.
+  // Nil for nil, for an empty text, and for every text that breaks the grammar: a space, text beyond ASCII, one of
+  // "<>\^`{|}, a "%" that two hexadecimal digits do not follow, brackets outside an IPv6 address, a port above 65535.
+  // Nothing is escaped or mended on the way. A relative reference such as "a/b" is accepted, also without a base. A
+  // text with a scheme of its own takes no base.
   static Ref<NSURL> URLWithString(const Ref<NSString>& text);
   static Ref<NSURL> URLWithString_relativeToURL(const Ref<NSString>& text, const Ref<NSURL>& baseURL);
   // The "file" URL of any path, escaped as needed; a relative path starts at the process's current folder, and the URL
@@ -40,14 +40,15 @@ class NSURL : public NSObject {
   // The same URL without a base.
   Ref<NSURL> absoluteURL() const;
 
-  // Parts of the resolved URL, nil when there is none. Escapes are decoded in user, password, host and path, where
-  // bytes that are no UTF-8 are carried as NSString says; query and fragment stay as they are written.
+  // Parts of the resolved URL, nil when there is none. Escapes are decoded in user, host and path, where bytes that are
+  // no UTF-8 are carried as NSString says; password, query and fragment stay as they are written. Of an opaque URL,
+  // such as "mailto:a@b", there are a scheme and a fragment only.
   Ref<NSString> scheme() const;
   Ref<NSString> user() const;
   Ref<NSString> password() const;
-  Ref<NSString> host() const;  // an IPv6 address without its brackets
+  Ref<NSString> host() const;  // never empty; an IPv6 address without its brackets
   Ref<NSNumber> port() const;
-  // Never nil. One slash at the end is left out (hasDirectoryPath() tells), save where the path is "/".
+  // One slash at the end is left out (hasDirectoryPath() tells), save where the path is "/".
   Ref<NSString> path() const;
   Ref<NSString> query() const;
   Ref<NSString> fragment() const;
@@ -55,14 +56,15 @@ class NSURL : public NSObject {
   // Whether the path ends in a slash.
   bool hasDirectoryPath() const;
   bool isFileURL() const;
-  // The path's bytes for the system's calls.
+  // The path's bytes for the system's calls; none when there is no path.
   std::string fileSystemRepresentation() const;
 
   Ref<NSString> lastPathComponent() const;
   Ref<NSString> pathExtension() const;
-  // The component is any text, escaped as needed; query and fragment stay.
+  // The component is any text, escaped as needed; query, fragment and base stay. Nil when there is no path.
   Ref<NSURL> URLByAppendingPathComponent(const Ref<NSString>& component) const;
-  // The folder that holds the last component, with a slash at its end.
+  // The folder that holds the last component, with a slash at its end; query, fragment and base stay. Nil when there is
+  // no path.
   Ref<NSURL> URLByDeletingLastPathComponent() const;
 
   // The text as given; with a base, "text -- base".
@@ -74,7 +76,8 @@ class NSURL : public NSObject {
   bool conformsToCopying() const override { return true; }
 
  private:
-  Ref<NSURL> urlWithPath(std::string path) const;
+  foundation::URLParts ownParts() const;
+  Ref<NSURL> URLWithOwnParts(foundation::URLParts own) const;
 
   std::string text_;
   Ref<NSURL> baseURL_;

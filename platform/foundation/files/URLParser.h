@@ -19,6 +19,9 @@ struct URLParts {
   std::string path;
   std::optional<std::string> query;
   std::optional<std::string> fragment;
+
+  // Whether what follows the scheme is a text of its own kind, as in "mailto:a@b", and no path with a query (RFC 2396).
+  bool isOpaque() const { return scheme && !authority && !path.starts_with('/'); }
 };
 
 // Nothing when the text is neither a URL nor a relative reference, to the letter of the grammar, or when its port is
