@@ -8,6 +8,7 @@
 
 #include "foundation/coding/BinaryPropertyList.h"
 #include "foundation/coding/PropertyListCoding.h"
+#include "foundation/coding/XMLEncoding.h"
 #include "foundation/collections/NSArray.h"
 #include "foundation/collections/NSData.h"
 #include "foundation/collections/NSDictionary.h"
@@ -27,17 +28,19 @@ bool isBinary(std::string_view bytes) {
 }
 
 // Whether it can be a property list, going by its first bytes.
-bool beginsLikePropertyList(std::string_view bytes) {
-  if (isBinary(bytes) || bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF")) return true;
-  if (bytes.starts_with("\xEF\xBB\xBF")) return true;
-  const std::size_t first = bytes.find_first_not_of(" \t\r\n");
-  return first == std::string_view::npos || bytes[first] == '<';
-}
+bool beginsLikePropertyList(std::string_view bytes) { return isBinary(bytes) || foundation::canBeginXML(bytes); }
 
 std::string bytesOf(const id& propertyList, NSPropertyListFormat format) {
   if (format == NSPropertyListBinaryFormat_v1_0) return foundation::binaryFromPropertyList(propertyList);
   if (format == NSPropertyListXMLFormat_v1_0) return foundation::XMLFromPropertyList(propertyList);
   throw PropertyListFailure("the format is unknown");
+}
+
+// XML, unless that would lose something that belongs to a key.
+std::string fileFrom(const id& propertyList, const foundation::Checkpoint& checkpoint) try {
+  return foundation::XMLFromPropertyList(propertyList, checkpoint);
+} catch (const foundation::PropertyListKeysTooSimilar&) {
+  return foundation::binaryFromPropertyList(propertyList);
 }
 
 id propertyListFrom(std::string_view bytes, const PropertyListFactory& factory) {
@@ -104,7 +107,7 @@ id foundation::propertyListWithContentsOfFile(const Ref<NSString>& path, const C
 bool foundation::writePropertyList(const id& propertyList, const Ref<NSString>& path, bool atomically,
                                    const Checkpoint& checkpoint) try {
   const auto name = systemPath(path);
-  return name && writeFile(*name, XMLFromPropertyList(propertyList, checkpoint), atomically);
+  return name && writeFile(*name, fileFrom(propertyList, checkpoint), atomically);
 } catch (const PropertyListFailure&) {
   return false;
 }

@@ -23,7 +23,8 @@ enum NSPropertyListMutabilityOptions : NSUInteger {
 //
 // In XML, dates keep whole seconds (the fraction is cut off downward, as in their descriptions), and each character
 // that XML cannot hold (control characters, unpaired surrogates, bytes of file names that are no UTF-8) is replaced by
-// U+FFFD: what is written can always be read. In the binary format nothing is lost.
+// U+FFFD: what is written can always be read. A dictionary whose keys would become the same by that cannot be written.
+// In the binary format nothing is lost.
 class NSPropertyListSerialization : public NSObject {
   NS_OBJECT(NSPropertyListSerialization, NSObject)
 
@@ -32,8 +33,8 @@ class NSPropertyListSerialization : public NSObject {
   static Ref<NSData> dataWithPropertyList_format_options_error(const id& propertyList, NSPropertyListFormat format,
                                                                NSUInteger options, Ref<NSError>* error);
   // Nil with an error (code NSPropertyListReadCorruptError) for anything but a complete property list in one of the
-  // two formats. Never fails otherwise, whatever the bytes; memory and time stay in proportion to their number. The
-  // format (may be null) is set on success.
+  // two formats, XML in the encoding that it declares. Never fails otherwise, whatever the bytes; memory and time stay
+  // in proportion to their number. The format (may be null) is set on success.
   static id propertyListWithData_options_format_error(const Ref<NSData>& data, NSUInteger options,
                                                       NSPropertyListFormat* format, Ref<NSError>* error);
   static bool propertyList_isValidForFormat(const id& propertyList, NSPropertyListFormat format);
@@ -44,7 +45,8 @@ namespace foundation {
 // The property list in a file, immutable, or nil; also nil when it was given up. A file that does not begin like one is
 // not read any further.
 id propertyListWithContentsOfFile(const Ref<NSString>& path, const Checkpoint& checkpoint = nullptr);
-// As XML. False when it is no property list, cannot be written, or was given up, and then the file is what it was.
+// As XML, or in the binary format when XML cannot tell a dictionary's keys apart. False when it is no property list,
+// cannot be written, or was given up, and then the file is what it was.
 bool writePropertyList(const id& propertyList, const Ref<NSString>& path, bool atomically,
                        const Checkpoint& checkpoint = nullptr);
 

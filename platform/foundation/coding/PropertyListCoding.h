@@ -20,6 +20,12 @@ class PropertyListFailure : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
+// Thrown by the XML writer for a dictionary with keys that differ only in what XML cannot hold.
+class PropertyListKeysTooSimilar : public PropertyListFailure {
+ public:
+  PropertyListKeysTooSimilar() : PropertyListFailure("two keys would become the same text") {}
+};
+
 // Containers nested deeper are refused on both sides, so that no use of a property list can exhaust the stack.
 inline constexpr std::size_t propertyListMaximumDepth = 512;
 

@@ -4,11 +4,11 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <optional>
 #include <utility>
 
 #include "foundation/coding/NSPropertyListUID.h"
 #include "foundation/coding/PropertyListCoding.h"
+#include "foundation/coding/XMLEncoding.h"
 #include "foundation/collections/Base64.h"
 #include "foundation/collections/NSArray.h"
 #include "foundation/collections/NSData.h"
@@ -404,26 +404,9 @@ class XMLReader {
   std::string decoded_;  // the last text that had to be put together
 };
 
-// UTF-16 with a byte order mark as UTF-8; the text itself when it is no such thing.
-std::optional<std::string> UTF8FromUTF16(std::string_view bytes) {
-  const bool little = bytes.starts_with("\xFF\xFE");
-  if (!little && !bytes.starts_with("\xFE\xFF")) return std::nullopt;
-  if (bytes.size() % 2 != 0) fail("half a character at the end");
-  std::u16string units;
-  units.reserve(bytes.size() / 2);
-  for (std::size_t at = 2; at < bytes.size(); at += 2) {
-    const auto first = static_cast<unsigned char>(bytes[at]);
-    const auto second = static_cast<unsigned char>(bytes[at + 1]);
-    units.push_back(static_cast<char16_t>(little ? second << 8U | first : first << 8U | second));
-  }
-  return foundation::UTF8FromUnits(units);
-}
-
 }  // namespace
 
 id foundation::propertyListFromXML(std::string_view xml, const PropertyListFactory& factory) {
-  constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
-  if (xml.starts_with(byteOrderMark)) xml.remove_prefix(byteOrderMark.size());
-  if (const auto converted = UTF8FromUTF16(xml)) return XMLReader(*converted, factory).read();
-  return XMLReader(xml, factory).read();
+  const auto converted = UTF8FromXML(xml);
+  return XMLReader(converted ? *converted : xml, factory).read();
 }

@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <unordered_set>
 
 #include "foundation/coding/NSPropertyListUID.h"
 #include "foundation/coding/PropertyListCoding.h"
@@ -76,11 +77,31 @@ class XMLWriter {
     foundation::requirePropertyListDepth(depth);
     if (dictionary.count() == 0) return writeLine("<dict/>", depth);
     writeLine("<dict>", depth);
-    for (const NSDictionary::Entry* entry : foundation::entriesInKeyOrder(dictionary)) {
-      writeText("key", static_cast<const NSString&>(*entry->first).units(), depth + 1);
+    const auto entries = foundation::entriesInKeyOrder(dictionary);
+    bool keysAreWhole = true;
+    for (const NSDictionary::Entry* entry : entries) {
+      const std::size_t replacementsBefore = replacements_;
+      writeText("key", keyOf(*entry), depth + 1);
+      if (replacements_ != replacementsBefore) keysAreWhole = false;
       writeObject(entry->second, depth + 1);
     }
+    if (!keysAreWhole) requireDistinctKeys(entries);
     writeLine("</dict>", depth);
+  }
+
+  static std::u16string_view keyOf(const NSDictionary::Entry& entry) {
+    return static_cast<const NSString&>(*entry.first).units();
+  }
+
+  // A reader would keep only one of two keys that are written alike.
+  void requireDistinctKeys(const std::vector<const NSDictionary::Entry*>& entries) {
+    std::unordered_set<std::string> texts;
+    const std::size_t end = output_.size();
+    for (const NSDictionary::Entry* entry : entries) {
+      appendEscaped(keyOf(*entry));
+      if (!texts.insert(output_.substr(end)).second) throw foundation::PropertyListKeysTooSimilar();
+      output_.resize(end);
+    }
   }
 
   void writeNumber(const NSNumber& number, std::size_t depth) {
@@ -175,7 +196,7 @@ class XMLWriter {
         break;
       default:
         if (character < ' ' && character != '\t' && character != '\n') {
-          output_ += replacementCharacter;
+          appendReplacement();
         } else {
           output_.push_back(character);
         }
@@ -189,14 +210,14 @@ class XMLWriter {
     if (character >= 0xD800 && character <= 0xDFFF) {
       const bool pair = character <= 0xDBFF && units.size() > 1 && units[1] >= 0xDC00 && units[1] <= 0xDFFF;
       if (!pair) {
-        output_ += replacementCharacter;
+        appendReplacement();
         return 1;
       }
       character = 0x10000 + ((character - 0xD800) << 10U) + (units[1] - 0xDC00U);
       size = 2;
     }
     if (character == 0xFFFE || character == 0xFFFF) {
-      output_ += replacementCharacter;
+      appendReplacement();
       return size;
     }
     const auto put = [&](char32_t byte) { output_.push_back(static_cast<char>(byte)); };
@@ -213,6 +234,11 @@ class XMLWriter {
     }
     put(0x80U | (character & 0x3FU));
     return size;
+  }
+
+  void appendReplacement() {
+    output_ += replacementCharacter;
+    ++replacements_;
   }
 
   void writeElement(std::string_view element, std::string_view plainText, std::size_t depth) {
@@ -236,6 +262,7 @@ class XMLWriter {
 
   const foundation::Checkpoint& checkpoint_;
   std::string output_;
+  std::size_t replacements_ = 0;  // of characters that XML cannot hold
 };
 
 }  // namespace

@@ -155,6 +155,38 @@ TEST(NSPropertyList, CharactersThatXMLCannotHoldAreReplaced) {
   }
 }
 
+// Keys that differ in nothing but what XML cannot hold.
+Ref<NSDictionary> keysThatXMLCannotTellApart() {
+  return NSDictionary::dictionary(
+      {{NSString::stringWithUTF8String("caf\xe9"), "1"_ns}, {NSString::stringWithUTF8String("caf\xe8"), "2"_ns}});
+}
+
+TEST(NSPropertyList, KeysThatWouldBecomeOneAreRefusedInXML) {
+  const auto same = keysThatXMLCannotTellApart();
+  const auto replaced = NSDictionary::dictionary({{textOf(u"a\uFFFD"), "1"_ns}, {textOf(u"a\u0001"), "2"_ns}});
+  for (const id& list : {id(same), id(replaced), id(NSArray::arrayWithObjects({"x"_ns, same}))}) {
+    Ref<NSError> error;
+    EXPECT_FALSE(NSPropertyListSerialization::dataWithPropertyList_format_options_error(list, XML, 0, &error));
+    ASSERT_TRUE(error);
+    EXPECT_EQ(error->code(), NSPropertyListWriteInvalidError);
+    EXPECT_TRUE(NSEqualObjects(again(list, binary), list));
+  }
+  const auto different = NSDictionary::dictionary({{textOf(u"a\u0001"), textOf(u"\u0001")},
+                                                   {textOf(u"b\u0001"), textOf(u"\u0002")},
+                                                   {"a"_ns, keysThatXMLCannotTellApart()->allKeys()}});
+  EXPECT_EQ(as<NSDictionary>(again(different, XML))->count(), 3U) << "what is written of these differs";
+}
+
+TEST(NSPropertyList, FilesWhoseKeysXMLCannotTellApartAreBinary) {
+  const TemporaryDirectory folder;
+  const auto list = keysThatXMLCannotTellApart();
+  for (const bool atomically : {false, true}) {
+    EXPECT_TRUE(list->writeToFile_atomically(folder.text("file"), atomically));
+    EXPECT_TRUE(folder.read("file").starts_with("bplist00"));
+    EXPECT_TRUE(NSEqualObjects(NSDictionary::dictionaryWithContentsOfFile(folder.text("file")), list));
+  }
+}
+
 TEST(NSPropertyList, ReadsXMLThatOthersWrite) {
   EXPECT_TRUE(NSEqualObjects(decodedText("<string>bare</string>"), "bare"_ns));
   EXPECT_TRUE(NSEqualObjects(decodedText("\xEF\xBB\xBF<plist><string>mark</string></plist>\n<!-- end -->"), "mark"_ns));
@@ -178,17 +210,119 @@ TEST(NSPropertyList, ReadsXMLThatOthersWrite) {
   EXPECT_TRUE(std::isnan(as<NSNumber>(decodedElement("<real>nan</real>"))->doubleValue()));
 }
 
+std::string littleEndian(std::u16string_view text) {
+  std::string bytes;
+  for (const char16_t unit : text) bytes += {static_cast<char>(unit & 0xFF), static_cast<char>(unit >> 8)};
+  return bytes;
+}
+
+std::string bigEndian(std::u16string_view text) {
+  std::string bytes;
+  for (const char16_t unit : text) bytes += {static_cast<char>(unit >> 8), static_cast<char>(unit & 0xFF)};
+  return bytes;
+}
+
 TEST(NSPropertyList, ReadsUTF16WithAByteOrderMark) {
   const std::u16string text = u"<plist><string>\u00e9\U0001F600</string></plist>";
-  std::string little = "\xFF\xFE";
-  std::string big = "\xFE\xFF";
-  for (const char16_t unit : text) {
-    little += {static_cast<char>(unit & 0xFF), static_cast<char>(unit >> 8)};
-    big += {static_cast<char>(unit >> 8), static_cast<char>(unit & 0xFF)};
-  }
+  const std::string little = "\xFF\xFE" + littleEndian(text);
+  const std::string big = "\xFE\xFF" + bigEndian(text);
   EXPECT_TRUE(NSEqualObjects(decodedText(little), textOf(u"\u00e9\U0001F600")));
   EXPECT_TRUE(NSEqualObjects(decodedText(big), textOf(u"\u00e9\U0001F600")));
   EXPECT_FALSE(decodedText(little + "x"));
+}
+
+// A document that declares that encoding.
+std::string declared(const std::string& declaration, const std::string& text) {
+  return "<?xml " + declaration + "?>\n<plist version=\"1.0\"><string>" + text + "</string></plist>";
+}
+
+TEST(NSPropertyList, ReadsTheEncodingThatTheDocumentDeclares) {
+  for (const char* declaration :
+       {"version=\"1.0\" encoding=\"ISO-8859-1\"", "version='1.0' encoding='iso-8859-1' standalone='no'",
+        "version = \"1.0\"\n encoding = 'ISO-8859-1'", "version=\"1.0\" encoding=\"latin1\""}) {
+    EXPECT_TRUE(NSEqualObjects(decodedText(declared(declaration, "caf\xe9 \x80")), textOf(u"caf\u00e9 \u0080")))
+        << declaration;
+  }
+  const auto inEncoding = [](const std::string& name, const std::string& text) {
+    const auto read = as<NSString>(decodedText(declared("version=\"1.0\" encoding=\"" + name + "\"", text)));
+    return read ? read->UTF8String() : "(nil)";
+  };
+  EXPECT_EQ(inEncoding("windows-1252", "\x80"), "\u20ac");
+  EXPECT_EQ(inEncoding("KOI8-R", "\xf0"), "\u041f");
+  EXPECT_EQ(inEncoding("Shift_JIS", "\x82\xa0"), "\u3042");
+  EXPECT_EQ(inEncoding("UTF-8", "\xe2\x82\xac"), "\u20ac");
+  EXPECT_EQ(inEncoding("utf-8", "\xe2\x82\xac"), "\u20ac");
+  EXPECT_EQ(inEncoding("US-ASCII", "plain"), "plain");
+  EXPECT_EQ(inEncoding("x-no-such-encoding", "plain"), "(nil)");
+  EXPECT_EQ(inEncoding("", "plain"), "(nil)");
+  EXPECT_EQ(inEncoding("UTF-8", "caf\xe9"), "(nil)") << "not what it declares";
+  EXPECT_EQ(inEncoding("US-ASCII", "caf\xe9"), "(nil)");
+  EXPECT_EQ(inEncoding("Shift_JIS", "\x82"), "(nil)") << "half a character";
+  EXPECT_EQ(inEncoding("UTF-16", "plain"), "(nil)") << "the bytes are none";
+  EXPECT_EQ(as<NSString>(decodedText(declared("version='1.0'", "\xc3\xa9")))->UTF8String(), "\u00e9") << "UTF-8";
+  EXPECT_FALSE(decodedText("<?xml version='1.0' encoding='ISO-8859-1'"));
+  EXPECT_FALSE(decodedText("<?xml version='1.0' encoding='ISO-8859-1?><string>a</string>"));
+}
+
+TEST(NSPropertyList, ADeclarationCountsAtTheVeryBeginningOnly) {
+  const std::string list = "<plist><string>\xc3\xa9</string></plist>";
+  EXPECT_TRUE(NSEqualObjects(decodedText(list + "<?xml encoding='ISO-8859-1'?>"), textOf(u"\u00e9")));
+  EXPECT_TRUE(NSEqualObjects(decodedText("<?xml-stylesheet encoding='ISO-8859-1'?>" + list), textOf(u"\u00e9")));
+  EXPECT_TRUE(
+      NSEqualObjects(decodedText("\xEF\xBB\xBF<?xml version='1.0' encoding='ISO-8859-1'?>" + list), textOf(u"\u00e9")))
+      << "the mark is stronger";
+}
+
+TEST(NSPropertyList, ReadsUTF16WithoutAByteOrderMarkByItsFirstCharacter) {
+  for (const std::u16string name : {u"UTF-16", u"UTF-16LE", u"UTF-16BE"}) {
+    const std::u16string text =
+        u"<?xml version=\"1.0\" encoding=\"" + name + u"\"?><plist><string>\u00e9\U0001F600</string></plist>";
+    EXPECT_TRUE(NSEqualObjects(decodedText(littleEndian(text)), textOf(u"\u00e9\U0001F600")));
+    EXPECT_TRUE(NSEqualObjects(decodedText(bigEndian(text)), textOf(u"\u00e9\U0001F600")));
+    EXPECT_TRUE(NSEqualObjects(decodedText("\xFF\xFE" + littleEndian(text)), textOf(u"\u00e9\U0001F600")));
+    EXPECT_TRUE(NSEqualObjects(decodedText("\xFE\xFF" + bigEndian(text)), textOf(u"\u00e9\U0001F600")));
+  }
+  EXPECT_FALSE(decodedText(littleEndian(u"<string>a\xD800</string>"))) << "half a pair";
+  EXPECT_FALSE(decodedText("\xFF\xFE" + littleEndian(u"<string>a\xDCC3\xDCA9</string>"))) << "no bytes of UTF-8";
+}
+
+TEST(NSPropertyList, FilesInOtherEncodingsAreRead) {
+  const TemporaryDirectory folder;
+  const std::u16string text = u"<?xml version='1.0' encoding='UTF-16'?><array><string>\u00e9</string></array>";
+  folder.write("big", bigEndian(text));
+  folder.write("little", littleEndian(text));
+  folder.write("latin", "<?xml version='1.0' encoding='ISO-8859-1'?><array><string>\xe9</string></array>");
+  for (const char* name : {"big", "little", "latin"}) {
+    EXPECT_TRUE(NSEqualObjects(NSArray::arrayWithContentsOfFile(folder.text(name)),
+                               NSArray::arrayWithObject(textOf(u"\u00e9"))))
+        << name;
+  }
+}
+
+TEST(NSPropertyList, CharactersByNumberAreReadToTheLimits) {
+  const auto character = [](const std::string& number) {
+    const auto text = as<NSString>(decodedElement("<string>&" + number + ";</string>"));
+    return text ? text->UTF8String() : "(nil)";
+  };
+  EXPECT_EQ(character("#65"), "A");
+  EXPECT_EQ(character("#x41"), "A");
+  EXPECT_EQ(character("#x4a"), "J");
+  EXPECT_EQ(character("#x4A"), "J");
+  EXPECT_EQ(character("#0000065"), "A");
+  EXPECT_EQ(character("#xD7FF"), "\xED\x9F\xBF");
+  EXPECT_EQ(character("#xD800"), "(nil)");
+  EXPECT_EQ(character("#xDFFF"), "(nil)");
+  EXPECT_EQ(character("#xE000"), "\xEE\x80\x80");
+  EXPECT_EQ(character("#xFFFF"), "\xEF\xBF\xBF");
+  EXPECT_EQ(character("#x10000"), "\xF0\x90\x80\x80");
+  EXPECT_EQ(character("#65536"), "\xF0\x90\x80\x80");
+  EXPECT_EQ(character("#x1F600"), "\xF0\x9F\x98\x80");
+  EXPECT_EQ(character("#x10FFFF"), "\xF4\x8F\xBF\xBF");
+  EXPECT_EQ(character("#1114111"), "\xF4\x8F\xBF\xBF");
+  for (const char* number : {"#x110000", "#1114112", "#4294967361", "#x100000041", "#", "#x", "#xG", "#6A", "#-65",
+                             "#+65", "# 65", "#65 ", "#X41", "#x-41", "65", "x41"}) {
+    EXPECT_EQ(character(number), "(nil)") << number;
+  }
 }
 
 TEST(NSPropertyList, RefusesBrokenXMLWithAnError) {
