@@ -30,8 +30,8 @@ class EquivalenceIndex {
   bool containsObjectEquivalentTo(const id& object) {
     const Ref<NSString> text = foldedDescription(object);
     // A tree is mostly listed in the same order again, so the one behind the last that was found comes first.
-    if (next_ < objects_->count() && matches(next_, text)) {
-      ++next_;
+    if (next_ < objects_->count() && textAtNext()->isEqualToString(text)) {
+      moveTo(next_ + 1);
       return true;
     }
     if (positions_.empty()) hashAll();
@@ -39,7 +39,7 @@ class EquivalenceIndex {
         std::equal_range(positions_.begin(), positions_.end(), Position{text->hash(), 0}, hasLowerHash);
     const auto found = std::find_if(first, last, [&](const Position& each) { return matches(each.index, text); });
     if (found == last) return false;
-    next_ = found->index + 1;
+    moveTo(found->index + 1);
     return true;
   }
 
@@ -56,6 +56,17 @@ class EquivalenceIndex {
     return foldedDescription(objects_->objectAtIndex(index))->isEqualToString(text);
   }
 
+  // Made once, however many objects are looked for until it is found.
+  const Ref<NSString>& textAtNext() {
+    if (!textAtNext_) textAtNext_ = foldedDescription(objects_->objectAtIndex(next_));
+    return textAtNext_;
+  }
+
+  void moveTo(NSUInteger index) {
+    next_ = index;
+    textAtNext_ = nil;
+  }
+
   // Put off until the order has changed for the first time.
   void hashAll() {
     positions_.reserve(objects_->count());
@@ -68,6 +79,7 @@ class EquivalenceIndex {
   const Ref<NSArray> objects_;
   const foundation::Checkpoint checkpoint_;
   NSUInteger next_ = 0;
+  Ref<NSString> textAtNext_;         // folded; nil when it has not been made yet
   std::vector<Position> positions_;  // by hash
 };
 
@@ -125,7 +137,11 @@ void TelvoFTPData::makePlan(const Ref<NSString>& localPath, const Ref<NSString>&
   const auto checkpoint = [this] { return goesOn(); };
   _lastTurn = std::chrono::steady_clock::now();
   const bool hasCache = !isEmpty(cachedInfoPath);
-  if (hasCache) setCachedInfo(as<NSArray>(foundation::propertyListWithContentsOfFile(cachedInfoPath, checkpoint)));
+  // Records are compared by their descriptions, so that a file made to have endless ones is no cache.
+  constexpr auto unfolding = foundation::PropertyListUnfolding::InProportion;
+  if (hasCache) {
+    setCachedInfo(as<NSArray>(foundation::propertyListWithContentsOfFile(cachedInfoPath, checkpoint, unfolding)));
+  }
   recursivelyScanLocalPath_forRemoteDirectory(localPath, remoteDirectory);
   filterUploadInfoUsingCachedInfo();
   if (!hasCache || isAbandoned()) return;

@@ -352,6 +352,30 @@ TEST(TelvoFTPDataCache, AFileThatIsNoCacheFiltersNothingAndIsReplaced) {
   }
 }
 
+void writeBinary(const id& list, const Ref<NSString>& path) {
+  NSPropertyListSerialization::dataWithPropertyList_format_options_error(list, NSPropertyListBinaryFormat_v1_0, 0,
+                                                                         nullptr)
+      ->writeToFile_atomically(path, false);
+}
+
+// Comparing by descriptions would make 400 MB of such a record.
+TEST(TelvoFTPDataCache, AFileThatUnfoldsWithoutProportionIsNoCache) {
+  const TemporaryDirectory folder;
+  folder.write("Site/a");
+  const auto cache = folder.text("cache.plist");
+  const auto records = as<NSMutableArray>(planned(folder.text("Site"), nil)->cachedInfo()->mutableCopy());
+  writeBinary(records, cache);
+  EXPECT_EQ(planned(folder.text("Site"), cache)->count(), 0U) << "a binary cache is one";
+  const auto text = NSString::stringWithUnits(std::u16string(100'000, u'x'));
+  const auto references = NSMutableArray::array();
+  for (int i = 0; i < 2'000; ++i) references->addObject(text);
+  records->addObject(NSDictionary::dictionary({{"LocalPath"_ns, references}}));
+  writeBinary(records, cache);
+  EXPECT_LT(fs::file_size(folder / "cache.plist"), 175'000U);
+  EXPECT_EQ(planned(folder.text("Site"), cache)->count(), 2U);
+  EXPECT_EQ(NSArray::arrayWithContentsOfFile(cache)->count(), 2U) << "it has been replaced";
+}
+
 TEST(TelvoFTPDataCache, IsWrittenInPlace) {
   const TemporaryDirectory folder;
   folder.write("Site/a");

@@ -54,7 +54,7 @@ class BinaryReader {
   id readObject(std::uint64_t index, std::size_t depth) {
     if (index >= objectCount_) fail("a reference to an object that is not there");
     const auto slot = static_cast<std::size_t>(index);
-    if (leaves_[slot]) return leaves_[slot];
+    if (leaves_[slot]) return counted(leaves_[slot], depth);
     const std::uint64_t offset = integerAt(tableOffset_ + index * offsetSize_, offsetSize_);
     if (offset < foundation::binaryPropertyListHeader.size() || offset >= tableOffset_) {
       fail("an object that lies outside the file");
@@ -64,14 +64,24 @@ class BinaryReader {
     const unsigned low = marker & 0xFU;
     switch (static_cast<BinaryMarker>(marker & 0xF0U)) {
       case BinaryMarker::Array:
+        factory_.countForDescription(depth, 0);
         return readArray(cursor, low, depth);
       case BinaryMarker::Dictionary:
+        factory_.countForDescription(depth, 0);
         return readDictionary(cursor, low, depth);
       default:
         break;
     }
     id leaf = readLeaf(cursor, marker, low);
     if (factory_.sharesLeaves()) leaves_[slot] = leaf;
+    return counted(leaf, depth);
+  }
+
+  const id& counted(const id& leaf, std::size_t depth) const {
+    std::uint64_t length = 0;
+    if (const auto* text = dynamic_cast<const NSString*>(leaf.get())) length = text->length();
+    if (const auto* data = dynamic_cast<const NSData*>(leaf.get())) length = data->length();
+    factory_.countForDescription(depth, length);
     return leaf;
   }
 

@@ -30,6 +30,14 @@ bool isBinary(std::string_view bytes) {
 // Whether it can be a property list, going by its first bytes.
 bool beginsLikePropertyList(std::string_view bytes) { return isBinary(bytes) || foundation::canBeginXML(bytes); }
 
+// Of a list in proportion to its file. Records of files with paths of one letter and all of one date, as short as a
+// file can hold them, come to less than half of it.
+std::uint64_t longestDescription(std::size_t fileSize) {
+  constexpr std::uint64_t forEveryFile = 1U << 20U;
+  constexpr std::uint64_t perByte = 32;
+  return forEveryFile + perByte * fileSize;
+}
+
 std::string bytesOf(const id& propertyList, NSPropertyListFormat format) {
   if (format == NSPropertyListBinaryFormat_v1_0) return foundation::binaryFromPropertyList(propertyList);
   if (format == NSPropertyListXMLFormat_v1_0) return foundation::XMLFromPropertyList(propertyList);
@@ -87,7 +95,8 @@ bool NSPropertyListSerialization::propertyList_isValidForFormat(const id& proper
   return dataWithPropertyList_format_options_error(propertyList, format, 0, nullptr) != nil;
 }
 
-id foundation::propertyListWithContentsOfFile(const Ref<NSString>& path, const Checkpoint& checkpoint) try {
+id foundation::propertyListWithContentsOfFile(const Ref<NSString>& path, const Checkpoint& checkpoint,
+                                              PropertyListUnfolding unfolding) try {
   constexpr std::size_t largest = std::size_t{4} << 30U;
   const auto name = systemPath(path);
   const auto file = name ? openFile(*name, O_RDONLY) : FileDescriptor();
@@ -97,7 +106,10 @@ id foundation::propertyListWithContentsOfFile(const Ref<NSString>& path, const C
   if (length < 0 || !beginsLikePropertyList({beginning.data(), static_cast<std::size_t>(length)})) return nil;
   const auto bytes = contentsOfFile(file, largest);
   if (!bytes || bytes->size() == largest) return nil;
-  return propertyListFrom(*bytes, PropertyListFactory(NSPropertyListImmutable, checkpoint));
+  PropertyListFactory factory(NSPropertyListImmutable, checkpoint);
+  if (unfolding == PropertyListUnfolding::InProportion)
+    factory.setLongestDescription(longestDescription(bytes->size()));
+  return propertyListFrom(*bytes, factory);
 } catch (const PropertyListFailure&) {
   return nil;
 } catch (const std::bad_alloc&) {

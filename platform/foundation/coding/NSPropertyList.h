@@ -42,9 +42,16 @@ class NSPropertyListSerialization : public NSObject {
 
 namespace foundation {
 
-// The property list in a file, immutable, or nil; also nil when it was given up. A file that does not begin like one is
-// not read any further.
-id propertyListWithContentsOfFile(const Ref<NSString>& path, const Checkpoint& checkpoint = nullptr);
+// In the binary format a container may hold one object many times, and only its description shows how long that is.
+enum class PropertyListUnfolding {
+  Free,
+  InProportion,  // what describes the whole list is no longer than a small multiple of the file
+};
+
+// The property list in a file, immutable, or nil; also nil when it was given up or unfolds too far. A file that does
+// not begin like one is not read any further.
+id propertyListWithContentsOfFile(const Ref<NSString>& path, const Checkpoint& checkpoint = nullptr,
+                                  PropertyListUnfolding unfolding = PropertyListUnfolding::Free);
 // As XML, or in the binary format when XML cannot tell a dictionary's keys apart. False when it is no property list,
 // cannot be written, or was given up, and then the file is what it was.
 bool writePropertyList(const id& propertyList, const Ref<NSString>& path, bool atomically,

@@ -17,6 +17,13 @@ void passCheckpoint(const Checkpoint& checkpoint) {
   if (checkpoint && !checkpoint()) throw PropertyListFailure("the work was given up");
 }
 
+void PropertyListFactory::countForDescription(std::size_t depth, std::uint64_t textLength) const {
+  // A line of its own, indented, with the marks between its parts.
+  const std::uint64_t length = textLength + 4 * depth + 8;
+  if (length > descriptionLeft_) throw PropertyListFailure("a property list that unfolds without end");
+  descriptionLeft_ -= length;
+}
+
 id PropertyListFactory::array(std::vector<id> objects) const {
   passCheckpoint(checkpoint_);
   if (options_ == NSPropertyListImmutable) return make<NSArray>(std::move(objects));

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+#include <limits>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -41,6 +43,12 @@ class PropertyListFactory {
   explicit PropertyListFactory(NSUInteger options, Checkpoint checkpoint = nullptr)
       : options_(options), checkpoint_(std::move(checkpoint)) {}
 
+  // The longest that the list's description may become, in characters.
+  void setLongestDescription(std::uint64_t length) { descriptionLeft_ = length; }
+  // To be called for each object wherever it stands, with the length of its text. Raises PropertyListFailure when the
+  // list would be described by more than may be.
+  void countForDescription(std::size_t depth, std::uint64_t textLength) const;
+
   id array(std::vector<id> objects) const;
   id dictionary(std::vector<NSDictionary::Entry> entries) const;
   id string(std::u16string units) const;
@@ -51,6 +59,7 @@ class PropertyListFactory {
  private:
   NSUInteger options_;
   Checkpoint checkpoint_;
+  mutable std::uint64_t descriptionLeft_ = std::numeric_limits<std::uint64_t>::max();
 };
 
 // A dictionary's entries in the order of their keys. Raises PropertyListFailure for keys that are no texts.

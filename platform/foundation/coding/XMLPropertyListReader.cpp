@@ -78,6 +78,8 @@ class XMLReader {
  private:
   id readObject(const Tag& tag, std::size_t depth) {
     if (tag.kind == Tag::Kind::Closing) fail("a closing tag where a value was to come");
+    // Its text, which stands here in full, is in proportion anyway.
+    factory_.countForDescription(depth, 0);
     const bool empty = tag.kind == Tag::Kind::Empty;
     if (tag.name == "string") return readString(tag);
     if (tag.name == "dict") return readDictionary(empty, depth);

@@ -527,6 +527,58 @@ TEST(NSPropertyList, AFileThatUnfoldsWithoutEndIsRefused) {
   EXPECT_FALSE(decodedText(binaryOf(objects, 0)));
 }
 
+TEST(NSPropertyList, AFileMayBeAskedToUnfoldInProportionOnly) {
+  constexpr auto inProportion = foundation::PropertyListUnfolding::InProportion;
+  const TemporaryDirectory folder;
+  const auto unfolded = [&](const id& list, NSPropertyListFormat format) {
+    encoded(list, format)->writeToFile_atomically(folder.text("list"), false);
+    EXPECT_TRUE(NSEqualObjects(foundation::propertyListWithContentsOfFile(folder.text("list")), list));
+    return foundation::propertyListWithContentsOfFile(folder.text("list"), nullptr, inProportion) != nil;
+  };
+  // A file of 100 kB whose description would have 500 MB.
+  const auto references = NSMutableArray::array();
+  const auto text = NSString::stringWithUnits(std::u16string(50'000, u'x'));
+  for (int i = 0; i < 10'000; ++i) references->addObject(text);
+  EXPECT_FALSE(unfolded(references, binary));
+  EXPECT_TRUE(unfolded(NSArray::arrayWithObjects({text, text, text}), binary));
+  const auto data = NSMutableArray::array();
+  for (int i = 0; i < 10'000; ++i) data->addObject(NSData::dataWithBytes(std::string(50'000, 'x')));
+  EXPECT_FALSE(unfolded(data, binary));
+  // Each line would be indented by 2,000 spaces.
+  const auto numbers = NSMutableArray::array();
+  for (int i = 0; i < 10'000; ++i) numbers->addObject(NSNumber::numberWithBool(true));
+  Ref<NSArray> deep = numbers;
+  for (int depth = 1; depth < 500; ++depth) deep = NSArray::arrayWithObject(deep);
+  EXPECT_FALSE(unfolded(deep, binary));
+  EXPECT_TRUE(unfolded(deep, XML)) << "the file itself is indented";
+  std::string flat = "<array>";
+  for (int depth = 1; depth < 500; ++depth) flat += "<array>";
+  for (int i = 0; i < 10'000; ++i) flat += "<true/>";
+  for (int depth = 0; depth < 500; ++depth) flat += "</array>";
+  folder.write("flat", flat);
+  EXPECT_TRUE(foundation::propertyListWithContentsOfFile(folder.text("flat")));
+  EXPECT_FALSE(foundation::propertyListWithContentsOfFile(folder.text("flat"), nullptr, inProportion));
+}
+
+TEST(NSPropertyList, TheShortestRecordsUnfoldInProportion) {
+  const TemporaryDirectory folder;
+  const auto records = NSMutableArray::array();
+  const auto date = NSDate::dateWithTimeIntervalSince1970(1);
+  for (int i = 0; i < 100'000; ++i) {
+    const auto path = NSString::stringWithFormat("/%x"_ns, i);
+    records->addObject(NSDictionary::dictionary({{"LocalPath"_ns, path},
+                                                 {"RemoteDirectory"_ns, "/"_ns},
+                                                 {"IsDirectory"_ns, NSNumber::numberWithBool(false)},
+                                                 {"ModificationDate"_ns, date}}));
+  }
+  for (const auto format : {XML, binary}) {
+    encoded(records, format)->writeToFile_atomically(folder.text("list"), false);
+    const id read = foundation::propertyListWithContentsOfFile(folder.text("list"), nullptr,
+                                                               foundation::PropertyListUnfolding::InProportion);
+    EXPECT_TRUE(NSEqualObjects(read, records));
+  }
+}
+
 TEST(NSPropertyList, MutabilityIsAsAskedFor) {
   const auto list = NSArray::arrayWithObjects(
       {NSDictionary::dictionary({{"a"_ns, "b"_ns}}), NSData::dataWithBytes("x"), "b"_ns, "b"_ns});
