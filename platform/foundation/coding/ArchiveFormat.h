@@ -22,6 +22,8 @@ inline const Ref<NSString>& archiveClassKey() { return "$class"_ns; }
 // A class is a dictionary of its name and the names of itself and its superclasses.
 inline const Ref<NSString>& archiveClassNameKey() { return "$classname"_ns; }
 inline const Ref<NSString>& archiveClassesKey() { return "$classes"_ns; }
+// And, of some writers, the names of classes to be taken when the first one is not known.
+inline const Ref<NSString>& archiveClassHintsKey() { return "$classhints"_ns; }
 
 // An object's own key as it stands in the archive: one that begins with "$" gets another one.
 inline Ref<NSString> archiveKey(const Ref<NSString>& key) {

@@ -11,6 +11,7 @@
 #include "foundation/collections/NSArray.h"
 #include "foundation/collections/NSData.h"
 #include "foundation/collections/NSDictionary.h"
+#include "foundation/collections/NSNumber.h"
 #include "foundation/collections/NSSet.h"
 #include "foundation/collections/NSUUID.h"
 #include "foundation/files/NSURL.h"
@@ -66,9 +67,26 @@ id decodeDate(NSCoder& coder) {
   return NSDate::dateWithTimeIntervalSinceReferenceDate(coder.decodeDoubleForKey("NS.time"_ns));
 }
 
-void encodeNull(const NSObject&, NSCoder&) {}
+// Of what has no values, or stands in the archive as it is.
+void encodeNothing(const NSObject&, NSCoder&) {}
 
 id decodeNull(NSCoder&) { return NSNull::null(); }
+
+// Older archives make objects of numbers.
+id decodeNumber(NSCoder& coder) {
+  if (coder.containsValueForKey("NS.boolval"_ns)) {
+    return NSNumber::numberWithBool(coder.decodeBoolForKey("NS.boolval"_ns));
+  }
+  if (coder.containsValueForKey("NS.dblval"_ns)) {
+    return NSNumber::numberWithDouble(coder.decodeDoubleForKey("NS.dblval"_ns));
+  }
+  if (!coder.containsValueForKey("NS.intval"_ns)) return nil;
+  const auto number = as<NSNumber>(coder.decodePropertyListForKey("NS.intval"_ns));
+  // As it stands, also when it is larger than a signed number can be.
+  return number && !number->isBool() && !number->isReal()
+             ? id(number)
+             : id(NSNumber::numberWithInteger(coder.decodeIntegerForKey("NS.intval"_ns)));
+}
 
 void encodeArray(const NSObject& object, NSCoder& coder) {
   coder.encodeArrayOfObjects_forKey(static_cast<const NSArray&>(object).objects(), "NS.objects"_ns);
@@ -244,7 +262,8 @@ void foundation::registerFoundationCoding() {
     set(NSData::classObject(), encodeData, decodeData);
     set(NSMutableData::classObject(), encodeData, decodeMutableData);
     set(NSDate::classObject(), encodeDate, decodeDate);
-    set(NSNull::classObject(), encodeNull, decodeNull);
+    set(NSNumber::classObject(), encodeNothing, decodeNumber);
+    set(NSNull::classObject(), encodeNothing, decodeNull);
     set(NSArray::classObject(), encodeArray, decodeArray);
     set(NSMutableArray::classObject(), encodeArray, decodeMutableArray);
     set(NSSet::classObject(), encodeSet, decodeSet<NSSet>);

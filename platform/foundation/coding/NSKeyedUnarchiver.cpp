@@ -64,6 +64,17 @@ bool hasThoroughHash(const id& object) {
   return std::ranges::any_of(classes, [&](Class each) { return object->isKindOfClass(each); });
 }
 
+// The class that objects of that class are made of here; null when there is none.
+Class classNamed(const Ref<NSString>& name) {
+  if (!name) return nullptr;
+  // Members are kept in the order in which they come, each once, which is all that these sets have beyond a plain one
+  // but for the counts.
+  if (name->isEqualToString("NSOrderedSet"_ns)) return NSSet::classObject();
+  if (name->isEqualToString("NSMutableOrderedSet"_ns)) return NSMutableSet::classObject();
+  if (name->isEqualToString("NSCountedSet"_ns)) return NSMutableSet::classObject();
+  return NSClassFromString(name->UTF8String());
+}
+
 bool isPlainValue(const id& entry) {
   return as<NSString>(entry) || as<NSNumber>(entry) || as<NSData>(entry) || as<NSDate>(entry);
 }
@@ -78,7 +89,7 @@ Class NSKeyedUnarchiver::classObject() {
 NSKeyedUnarchiver::NSKeyedUnarchiver(Ref<NSArray> objects, Ref<NSDictionary> top)
     : objects_(std::move(objects)),
       entries_(objects_->count()),
-      values_(std::move(top)),
+      frames_{{std::move(top), {}, 0}},
       affordableComparisons_(comparisonsForEveryArchive + comparisonsPerObject * objects_->count()) {
   foundation::registerFoundationCoding();
 }
@@ -117,13 +128,14 @@ Ref<NSKeyedUnarchiver> NSKeyedUnarchiver::unarchiverForReadingFromData_error(con
 }
 
 void NSKeyedUnarchiver::finishDecoding() {
-  values_ = nil;
+  frames_.back().values = nil;
   objects_ = NSArray::array();
   entries_.clear();
 }
 
 id NSKeyedUnarchiver::codedValueForKey(const Ref<NSString>& key) const {
-  return values_ && !error() ? values_->objectForKey(foundation::archiveKey(key)) : id();
+  const Ref<NSDictionary>& values = frames_.back().values;
+  return values && !error() ? values->objectForKey(foundation::archiveKey(key)) : id();
 }
 
 bool NSKeyedUnarchiver::containsValueForKey(const Ref<NSString>& key) const { return codedValueForKey(key) != nil; }
@@ -157,7 +169,7 @@ id NSKeyedUnarchiver::decodePropertyListForKey(const Ref<NSString>& key) {
   id value = codedValueForKey(key);
   // Some writers make objects of values that others put in place.
   if (as<NSPropertyListUID>(value)) return objectReferredTo(value, propertyListClasses());
-  if (value) weight_ = sum(weight_, weightOf(value));
+  if (value) frames_.back().weight = sum(frames_.back().weight, weightOf(value));
   return value;
 }
 
@@ -171,22 +183,42 @@ id NSKeyedUnarchiver::decodeObjectOfClasses_forKey(const std::vector<Class>& cla
   return value ? objectReferredTo(value, classes) : id();
 }
 
-Ref<NSArray> NSKeyedUnarchiver::decodeArrayOfObjectsForKey(const Ref<NSString>& key) {
-  const auto references = as<NSArray>(codedValueForKey(key));
-  if (!references) return nil;
+// Newer archives have one list of references, under a key such as "NS.objects". Older ones have each reference under a
+// key of its own, "NS.object.0" and so on, and counted sets "NS.object0".
+Ref<NSArray> NSKeyedUnarchiver::referencesForKey(const Ref<NSString>& key) const {
+  if (const id list = codedValueForKey(key)) return as<NSArray>(list);
+  if (!key || !key->hasSuffix("s"_ns)) return nil;
+  const auto single = key->substringToIndex(key->length() - 1);
+  for (const auto& format : {"%@.%lu"_ns, "%@%lu"_ns}) {
+    std::vector<id> references;
+    while (id reference = codedValueForKey(NSString::stringWithFormat(format, single, references.size()))) {
+      references.push_back(std::move(reference));
+    }
+    if (!references.empty()) return NSArray::arrayWithVector(std::move(references));
+  }
+  return nil;
+}
+
+Ref<NSArray> NSKeyedUnarchiver::objectsReferredTo(const NSArray& references) {
   const Classes classes = classesForContent();
   std::vector<id> objects;
-  objects.reserve(references->count());
-  for (const id& reference : *references) {
+  objects.reserve(references.count());
+  for (const id& reference : references) {
     objects.push_back(objectReferredTo(reference, classes));
     if (!objects.back()) return nil;
   }
   return NSArray::arrayWithVector(std::move(objects));
 }
 
+Ref<NSArray> NSKeyedUnarchiver::decodeArrayOfObjectsForKey(const Ref<NSString>& key) {
+  const auto references = referencesForKey(key);
+  return references ? objectsReferredTo(*references) : Ref<NSArray>();
+}
+
 Ref<NSArray> NSKeyedUnarchiver::decodeArrayOfDistinctObjectsForKey(const Ref<NSString>& key) {
-  const auto objects = decodeArrayOfObjectsForKey(key);
-  return objects && payForComparing(key, *objects) ? objects : Ref<NSArray>();
+  const auto references = referencesForKey(key);
+  const auto objects = references ? objectsReferredTo(*references) : Ref<NSArray>();
+  return objects && payForComparing(*references, *objects) ? objects : Ref<NSArray>();
 }
 
 Ref<NSArray> NSKeyedUnarchiver::decodeArrayOfKeysForKey(const Ref<NSString>& key) {
@@ -204,14 +236,13 @@ Ref<NSArray> NSKeyedUnarchiver::decodeArrayOfKeysForKey(const Ref<NSString>& key
   return NSArray::arrayWithVector(std::move(keys));
 }
 
-// What the objects under the key take to be put into a set; false with an error when the archive has used up its share.
-bool NSKeyedUnarchiver::payForComparing(const Ref<NSString>& key, const NSArray& objects) {
-  const auto references = as<NSArray>(codedValueForKey(key));
+// What the objects take to be put into a set; false with an error when the archive has used up its share.
+bool NSKeyedUnarchiver::payForComparing(const NSArray& references, const NSArray& objects) {
   std::uint64_t weight = 0;
   std::uint64_t clashing = 0;  // objects that may all have the same hash
   std::uint64_t clashingWeight = 0;
   for (NSUInteger i = 0; i < objects.count(); ++i) {
-    const std::uint64_t own = entries_[as<NSPropertyListUID>(references->objectAtIndex(i))->value()].weight;
+    const std::uint64_t own = entries_[as<NSPropertyListUID>(references.objectAtIndex(i))->value()].weight;
     weight = sum(weight, own);
     if (hasThoroughHash(objects.objectAtIndex(i))) continue;
     ++clashing;
@@ -245,7 +276,7 @@ id NSKeyedUnarchiver::objectAt(NSUInteger index, const Classes& classes) {
   }
   if (!entry.object && !readEntry(entry, archived, classes)) return nil;
   if (!requireAllowed(entry.object->isa(), classes)) return nil;
-  weight_ = sum(weight_, entry.weight);
+  frames_.back().weight = sum(frames_.back().weight, entry.weight);
   return entry.object;
 }
 
@@ -262,31 +293,29 @@ bool NSKeyedUnarchiver::readEntry(Entry& entry, const id& archived, const Classe
 
 bool NSKeyedUnarchiver::makeObject(Entry& entry, const Ref<NSDictionary>& values, const Classes& classes) {
   const Class type = classOf(*values);
-  if (!type || !requireAllowed(type, classes)) return false;
+  if (!type || !mayMakeObjectOf(type, classes)) return false;
+  constexpr std::uint64_t ownWeight = 1;
+  frames_.push_back({values, classes, ownWeight});
+  entry.isUnfinished = true;
+  entry.object = initialised(*type->coding());
+  entry.isUnfinished = false;
+  entry.weight = frames_.back().weight;
+  frames_.pop_back();
+  if (!entry.object) {
+    failWithCode(NSCoderValueNotFoundError,
+                 NSString::stringWithFormat("An object of class %s lacks some of its values."_ns, type->name()));
+  }
+  return !error();
+}
+
+bool NSKeyedUnarchiver::mayMakeObjectOf(Class type, const Classes& classes) {
+  if (!requireAllowed(type, classes)) return false;
   const NSCoding* const coding = type->coding();
   if (!coding || (requiresSecureCoding_ && !coding->supportsSecureCoding)) {
     failWithCode(NSCoderInvalidValueError,
                  NSString::stringWithFormat("Objects of class %s cannot be unarchived."_ns, type->name()));
-    return false;
-  }
-  if (depth_ >= foundation::archiveMaximumDepth) {
+  } else if (frames_.size() > foundation::archiveMaximumDepth) {
     failWithCode(NSCoderReadCorruptError, "The archive has objects too deep within each other."_ns);
-    return false;
-  }
-  const auto outerValues = std::exchange(values_, values);
-  Classes outerClasses = std::exchange(classes_, classes);
-  const std::uint64_t outerWeight = std::exchange(weight_, 1);
-  ++depth_;
-  entry.isUnfinished = true;
-  entry.object = initialised(*coding);
-  entry.isUnfinished = false;
-  --depth_;
-  entry.weight = std::exchange(weight_, outerWeight);
-  classes_ = std::move(outerClasses);
-  values_ = outerValues;
-  if (!entry.object) {
-    failWithCode(NSCoderValueNotFoundError,
-                 NSString::stringWithFormat("An object of class %s lacks some of its values."_ns, type->name()));
   }
   return !error();
 }
@@ -308,7 +337,12 @@ Class NSKeyedUnarchiver::classOf(const NSDictionary& values) {
   const auto description = number < objects_->count() ? as<NSDictionary>(objects_->objectAtIndex(number)) : nil;
   const auto name =
       description ? as<NSString>(description->objectForKey(foundation::archiveClassNameKey())) : Ref<NSString>();
-  const Class type = name ? NSClassFromString(name->UTF8String()) : nullptr;
+  Class type = classNamed(name);
+  // Names of classes that will do where the first one is not known.
+  const auto hints =
+      description ? as<NSArray>(description->objectForKey(foundation::archiveClassHintsKey())) : Ref<NSArray>();
+  for (NSUInteger i = 0; !type && hints && i < hints->count(); ++i)
+    type = classNamed(as<NSString>(hints->objectAtIndex(i)));
   if (!type) {
     failWithCode(NSCoderReadCorruptError,
                  NSString::stringWithFormat("The archive has an object of the unknown class %@."_ns, name));
@@ -326,7 +360,7 @@ bool NSKeyedUnarchiver::requireAllowed(Class type, const Classes& classes) {
 }
 
 NSKeyedUnarchiver::Classes NSKeyedUnarchiver::classesForContent() const {
-  Classes classes = classes_;
+  Classes classes = frames_.back().classes;
   for (const Class each : propertyListClasses()) {
     if (std::ranges::find(classes, each) == classes.end()) classes.push_back(each);
   }

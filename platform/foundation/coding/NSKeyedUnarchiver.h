@@ -13,7 +13,8 @@ class NSNumber;
 // Reads the objects of an archive that NSKeyedArchiver, or the original platform, wrote in binary or XML form. Whatever
 // the data is, reading ends with an object or with nil, in time and memory in proportion to its size: objects that hold
 // themselves, lie more than 512 deep within each other, are of a class that this process does not know (see
-// NSClassFromString) or lack what they need are errors. One thread at a time.
+// NSClassFromString) or lack what they need are errors. Counted and ordered sets are read as sets. One thread at a
+// time.
 class NSKeyedUnarchiver : public NSCoder {
   NS_OBJECT(NSKeyedUnarchiver, NSCoder)
 
@@ -57,13 +58,23 @@ class NSKeyedUnarchiver : public NSCoder {
     bool isUnfinished = false;
   };
 
+  // What is being read: the values of one object, or those at the top of the archive.
+  struct Frame {
+    Ref<NSDictionary> values;
+    Classes classes;           // allowed where it stands
+    std::uint64_t weight = 0;  // of what has been read for it
+  };
+
   id codedValueForKey(const Ref<NSString>& key) const;
+  Ref<NSArray> referencesForKey(const Ref<NSString>& key) const;
   Ref<NSNumber> numberForKey(const Ref<NSString>& key);
-  bool payForComparing(const Ref<NSString>& key, const NSArray& objects);
+  Ref<NSArray> objectsReferredTo(const NSArray& references);
+  bool payForComparing(const NSArray& references, const NSArray& objects);
   id objectReferredTo(const id& reference, const Classes& classes);
   id objectAt(NSUInteger index, const Classes& classes);
   bool readEntry(Entry& entry, const id& archived, const Classes& classes);
   bool makeObject(Entry& entry, const Ref<NSDictionary>& values, const Classes& classes);
+  bool mayMakeObjectOf(Class type, const Classes& classes);
   id initialised(const NSCoding& coding);
   Class classOf(const NSDictionary& values);
   bool requireAllowed(Class type, const Classes& classes);
@@ -73,10 +84,7 @@ class NSKeyedUnarchiver : public NSCoder {
   std::vector<Entry> entries_;                // one for each of the objects
   std::map<NSUInteger, Class> knownClasses_;  // by number of their description
   std::map<const NSObject*, id> copiedKeys_;  // by key
-  Ref<NSDictionary> values_;                  // of the object being read
-  Classes classes_;                           // allowed where it stands
-  std::uint64_t weight_ = 0;                  // of what has been read for it
-  std::size_t depth_ = 0;
+  std::vector<Frame> frames_;                 // from the top of the archive to the object being read
   std::uint64_t affordableComparisons_;
   bool requiresSecureCoding_ = true;
 };

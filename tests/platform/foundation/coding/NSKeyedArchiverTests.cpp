@@ -379,6 +379,100 @@ TEST(NSKeyedUnarchiver, ReadsASetOfNumbers) {
       NSEqualObjects(back, NSSet::setWithObjects({NSNumber::numberWithInteger(2), NSNumber::numberWithInteger(3)})));
 }
 
+// ---- Older layouts ----
+
+TEST(NSKeyedUnarchiver, ReadsCollectionsWhoseObjectsAreNumbered) {
+  const auto array = [](const Ref<NSString>& type) {
+    return unarchived(
+        archiveOf({object(2, {{"NS.object.0"_ns, uid(3)}, {"NS.object.1"_ns, uid(4)}, {"NS.object.2"_ns, uid(3)}}),
+                   classNamed(type), "a"_ns, "b"_ns}));
+  };
+  const auto list = NSArray::arrayWithObjects({"a"_ns, "b"_ns, "a"_ns});
+  EXPECT_TRUE(NSEqualObjects(array("NSArray"_ns), list));
+  EXPECT_TRUE(NSEqualObjects(array("NSMutableArray"_ns), list));
+  EXPECT_EQ(array("NSMutableArray"_ns)->isa(), NSMutableArray::classObject());
+  EXPECT_TRUE(NSEqualObjects(array("NSSet"_ns), NSSet::setWithArray(list)));
+  EXPECT_EQ(array("NSMutableSet"_ns)->isa(), NSMutableSet::classObject());
+  const auto dictionary = unarchived(archiveOf(
+      {object(
+           2,
+           {{"NS.key.0"_ns, uid(3)}, {"NS.object.0"_ns, uid(4)}, {"NS.key.1"_ns, uid(4)}, {"NS.object.1"_ns, uid(3)}}),
+       classNamed("NSDictionary"_ns), "a"_ns, "b"_ns}));
+  EXPECT_TRUE(NSEqualObjects(dictionary, NSDictionary::dictionary({{"a"_ns, "b"_ns}, {"b"_ns, "a"_ns}})));
+}
+
+TEST(NSKeyedUnarchiver, NumberedObjectsReachToTheFirstGap) {
+  const auto back = unarchived(archiveOf(
+      {object(2, {{"NS.object.0"_ns, uid(3)}, {"NS.object.2"_ns, uid(3)}}), classNamed("NSArray"_ns), "a"_ns}));
+  EXPECT_TRUE(NSEqualObjects(back, NSArray::arrayWithObject("a"_ns)));
+  EXPECT_EQ(unarchived(archiveOf({object(2, {{"NS.object.1"_ns, uid(3)}}), classNamed("NSArray"_ns), "a"_ns})), nil);
+  EXPECT_EQ(unarchived(archiveOf({object(2, {{"NS.object.0"_ns, uid(9)}}), classNamed("NSArray"_ns), "a"_ns})), nil);
+  EXPECT_EQ(unarchived(archiveOf({object(2, {{"NS.object.0"_ns, "a"_ns}}), classNamed("NSArray"_ns), "a"_ns})), nil);
+  EXPECT_EQ(unarchived(archiveOf({object(2, {{"NS.object.0"_ns, uid(1)}}), classNamed("NSArray"_ns)})), nil);
+  EXPECT_EQ(
+      unarchived(archiveOf({object(2, {{"NS.key.0"_ns, uid(3)}, {"NS.key.1"_ns, uid(3)}, {"NS.object.0"_ns, uid(3)}}),
+                            classNamed("NSDictionary"_ns), "a"_ns})),
+      nil);
+}
+
+TEST(NSKeyedUnarchiver, ReadsNumbersThatAreObjects) {
+  const auto numberWith = [](const Ref<NSString>& key, const id& value) {
+    return as<NSNumber>(unarchived(archiveOf({object(2, {{key, value}}), classNamed("NSNumber"_ns)})));
+  };
+  const auto integer = [](NSInteger value) { return NSNumber::numberWithInteger(value); };
+  EXPECT_EQ(numberWith("NS.intval"_ns, integer(-7))->value(), NSNumber::Value(NSInteger{-7}));
+  EXPECT_EQ(numberWith("NS.intval"_ns, NSNumber::numberWithUnsignedInteger(NSUIntegerMax))->value(),
+            NSNumber::Value(NSUIntegerMax));
+  EXPECT_EQ(numberWith("NS.intval"_ns, NSNumber::numberWithBool(true))->value(), NSNumber::Value(NSInteger{1}));
+  EXPECT_EQ(numberWith("NS.dblval"_ns, NSNumber::numberWithDouble(0.5))->value(), NSNumber::Value(0.5));
+  EXPECT_EQ(numberWith("NS.dblval"_ns, integer(2))->value(), NSNumber::Value(2.0));
+  EXPECT_EQ(numberWith("NS.boolval"_ns, NSNumber::numberWithBool(true))->value(), NSNumber::Value(true));
+  EXPECT_EQ(numberWith("NS.boolval"_ns, integer(0))->value(), NSNumber::Value(false));
+  EXPECT_EQ(numberWith("NS.intval"_ns, "7"_ns), nil);
+  EXPECT_EQ(numberWith("other"_ns, integer(7)), nil);
+  const auto list = unarchived(archiveOf({object(2, {{"NS.objects"_ns, references({3})}}), classNamed("NSArray"_ns),
+                                          object(4, {{"NS.intval"_ns, integer(3)}}), classNamed("NSNumber"_ns)}));
+  EXPECT_TRUE(NSEqualObjects(list, NSArray::arrayWithObject(integer(3))));
+}
+
+TEST(NSKeyedUnarchiver, ReadsCountedAndOrderedSetsAsSets) {
+  const auto members = NSArray::arrayWithObjects({"b"_ns, "a"_ns});
+  for (const auto& name : {"NSOrderedSet"_ns, "NSMutableOrderedSet"_ns, "NSCountedSet"_ns}) {
+    const bool isMutable = !name->isEqualToString("NSOrderedSet"_ns);
+    for (const auto& values : {NSDictionary::dictionary({{"NS.objects"_ns, references({3, 4})}}),
+                               NSDictionary::dictionary({{"NS.object.0"_ns, uid(3)}, {"NS.object.1"_ns, uid(4)}}),
+                               NSDictionary::dictionary({{"NS.object0"_ns, uid(3)},
+                                                         {"NS.object1"_ns, uid(4)},
+                                                         {"NS.count"_ns, NSNumber::numberWithInteger(2)},
+                                                         {"NS.count0"_ns, NSNumber::numberWithInteger(5)},
+                                                         {"NS.count1"_ns, NSNumber::numberWithInteger(1)}})}) {
+      const auto set = values->mutableCopy();
+      as<NSMutableDictionary>(set)->setObject_forKey(uid(2), "$class"_ns);
+      const auto back = as<NSSet>(unarchived(archiveOf({set, classNamed(name), "b"_ns, "a"_ns}), NSSet::classObject()));
+      ASSERT_TRUE(back) << name->UTF8String();
+      EXPECT_TRUE(NSEqualObjects(back->allObjects(), members)) << "in their order";
+      EXPECT_EQ(back->isa() == NSMutableSet::classObject(), isMutable) << name->UTF8String();
+    }
+  }
+}
+
+TEST(NSKeyedUnarchiver, TakesAClassThatTheArchiveHintsAtForOneItDoesNotKnow) {
+  const auto read = [](const Ref<NSString>& name, const id& hints, Class allowed = NSObject::classObject()) {
+    const id type = NSDictionary::dictionary(
+        {{"$classname"_ns, name}, {"$classes"_ns, NSArray::arrayWithObject(name)}, {"$classhints"_ns, hints}});
+    return unarchived(archiveOf({object(2, {{"NS.objects"_ns, references({3})}}), type, "a"_ns}), allowed);
+  };
+  const auto hints = NSArray::arrayWithObjects({"AlsoUnknown"_ns, "NSMutableArray"_ns, "NSSet"_ns});
+  EXPECT_TRUE(NSEqualObjects(read("Unknown"_ns, hints), NSArray::arrayWithObject("a"_ns)));
+  EXPECT_EQ(read("Unknown"_ns, hints)->isa(), NSMutableArray::classObject());
+  EXPECT_EQ(read("NSSet"_ns, hints)->isa(), NSSet::classObject()) << "its own class comes first";
+  EXPECT_EQ(read("Unknown"_ns, NSArray::arrayWithObject("NSOrderedSet"_ns))->isa(), NSSet::classObject());
+  EXPECT_EQ(read("Unknown"_ns, hints, NSSet::classObject()), nil) << "only what may stand there";
+  EXPECT_EQ(read("Unknown"_ns, NSArray::arrayWithObjects({"AlsoUnknown"_ns, NSNumber::numberWithInteger(1)})), nil);
+  EXPECT_EQ(read("Unknown"_ns, "NSArray"_ns), nil);
+  EXPECT_EQ(read("Unknown"_ns, NSArray::array()), nil);
+}
+
 // Runs of the lengths 1, 3 and 1, the last with the attributes of the first.
 Ref<NSData> styledArchive(const std::string& info, const id& list) {
   const id dictionary = classNamed("NSDictionary"_ns);
