@@ -44,23 +44,24 @@ bool takeKeyword(std::u16string_view& rest) {
 
 }  // namespace
 
-std::u16string appkit::addressFromInstruction(std::u16string_view instruction) {
+std::optional<std::u16string> appkit::addressFromInstruction(std::u16string_view instruction) {
   std::u16string_view rest = instruction;
-  if (!takeKeyword(rest)) return {};
-  std::u16string address;
+  if (!takeKeyword(rest)) return std::nullopt;
+  std::optional<std::u16string> address;
   std::u16string bookmark;
   for (skipSpaces(rest); !rest.empty(); skipSpaces(rest)) {
     const bool isSwitch = rest.front() == u'\\';
     std::u16string argument = takeArgument(rest);
     if (!isSwitch) {
-      if (address.empty()) address = std::move(argument);
+      if (!address) address = std::move(argument);
     } else if (argument == u"\\l") {
       bookmark = takeArgument(rest);
     } else if (argument == u"\\o" || argument == u"\\t") {
       takeArgument(rest);  // a help text and a frame's name
     }
   }
-  return bookmark.empty() ? address : address + u"#" + bookmark;
+  if (bookmark.empty()) return address;
+  return address.value_or(std::u16string()) + u"#" + bookmark;
 }
 
 std::u16string appkit::instructionForAddress(std::u16string_view address) {

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "appkit/rtf/RTFCodePages.h"
+#include "appkit/rtf/RTFGroupState.h"
+#include "appkit/rtf/RTFScript.h"
 #include "appkit/rtf/RTFTextBuilder.h"
 #include "appkit/rtf/RTFTokenizer.h"
 
@@ -21,30 +23,19 @@ class RTFReader {
   Ref<NSAttributedString> read();
 
  private:
-  // What the text of a group is for.
-  enum class Destination : std::uint8_t {
-    Text,
-    Skipped,
-    FontTable,
-    ColorTable,
-    Instruction,
-    Alternatives,
-    ExactValues
-  };
+  using State = RTFGroupState;
+  using Destination = RTFDestination;
 
-  // What a group inherits from the one around it.
-  struct State {
-    RTFCharacterStyle character;
-    NSInteger alignment = noAttribute;
-    std::int32_t fallbackLength = 1;  // of \u
-    std::int32_t fieldLink = -1;
-    Destination destination = Destination::Text;
-    bool hidden = false;
-    bool deleted = false;
+  // What a control word does, in the destinations whose bits are set.
+  struct Word {
+    std::string_view name;
+    unsigned destinations = 0;
+    bool isDestination = false;  // so that an asterisk before it does not make it one to be ignored
+    void (RTFReader::*run)(const RTFToken& token, NSInteger argument) = nullptr;
+    NSInteger argument = 0;  // what tells apart the words that share a function
   };
-
-  struct Handler;
-  static const std::unordered_map<std::string_view, Handler>& handlers();
+  struct Words;
+  static const Word* wordNamed(std::string_view name);
 
   bool readHeader();
   void process(const RTFToken& token);
@@ -62,16 +53,51 @@ class RTFReader {
   void finishExactValues();
   void applyExactValue(std::u16string_view name, std::u16string_view value);
 
-  // One for each handler that takes more than a table entry.
-  void fontNumber(const RTFToken& token);
-  void fontCharset(const RTFToken& token);
-  void colorComponent(double RTFReader::*component, const RTFToken& token);
-  void unicode(const RTFToken& token);
+  // One or several control words each. The argument is what stands in the table for the word.
+  void openDestination(const RTFToken& token, NSInteger destination);
+  void character(const RTFToken& token, NSInteger unit);
+  void unicode(const RTFToken& token, NSInteger);
+  void unicodeFallback(const RTFToken& token, NSInteger);
+  void codePage(const RTFToken& token, NSInteger page);
+  void ansiCodePage(const RTFToken& token, NSInteger);
+  void defaultFont(const RTFToken& token, NSInteger);
+  void tableFontCharset(const RTFToken& token, NSInteger);
+  void tableFontCodePage(const RTFToken& token, NSInteger);
+  void red(const RTFToken& token, NSInteger);
+  void green(const RTFToken& token, NSInteger);
+  void blue(const RTFToken& token, NSInteger);
+  void runKind(const RTFToken& token, NSInteger kind);
+  void font(const RTFToken& token, NSInteger);
+  void size(const RTFToken& token, NSInteger);
+  void sizeInThousandths(const RTFToken& token, NSInteger);
+  void bold(const RTFToken& token, NSInteger);
+  void italic(const RTFToken& token, NSInteger);
+  void associatedFont(const RTFToken& token, NSInteger);
+  void associatedSize(const RTFToken& token, NSInteger);
+  void associatedBold(const RTFToken& token, NSInteger);
+  void associatedItalic(const RTFToken& token, NSInteger);
+  void hidden(const RTFToken& token, NSInteger);
+  void deleted(const RTFToken& token, NSInteger);
+  void color(const RTFToken& token, NSInteger);
+  void background(const RTFToken& token, NSInteger);
+  void underline(const RTFToken& token, NSInteger style);
+  void strikethrough(const RTFToken& token, NSInteger style);
+  void superscript(const RTFToken& token, NSInteger direction);
   void shift(const RTFToken& token, NSInteger direction);
-  void plain();
-  void endOfParagraph();
-  void endOfTableRow();
+  void plain(const RTFToken& token, NSInteger);
+  void alignment(const RTFToken& token, NSInteger alignment);
+  void endOfParagraph(const RTFToken& token, NSInteger);
+  void endOfTableRow(const RTFToken& token, NSInteger);
+  void field(const RTFToken& token, NSInteger);
+  void fieldResult(const RTFToken& token, NSInteger);
 
+  double colorComponent(const RTFToken& token);
+  RTFScriptStyle* associatedStyle();
+  RTFScriptStyle* styleOfRunKind();
+  RTFCharacterStyle styleFor(RTFScript script) const;
+  void setSizeForAllScripts(double points);
+  void appendText(std::u16string_view units);
+  std::int32_t fontOfBytes() const;
   std::int32_t paletteIndex(const RTFToken& token) const;
   void flush();
   void append(std::u16string_view units);
@@ -87,6 +113,7 @@ class RTFReader {
   NSInteger lastAlignment_ = noAttribute;
   bool failed_ = false;
 
+  std::optional<RTFScript> script_;  // of the text before in the same group and paragraph
   std::string bytes_;                // of text, still to be decoded
   std::int64_t fallbackToSkip_ = 0;  // characters that stand for the last \u in readers that do not know it
   bool starred_ = false;             // the group's destination may be ignored

@@ -6,11 +6,13 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <optional>
 #include <utility>
 
 #include "appkit/NSColor.h"
 #include "appkit/rtf/RTFFonts.h"
 #include "appkit/rtf/RTFHyperlink.h"
+#include "appkit/rtf/RTFScript.h"
 #include "foundation/collections/NSDictionary.h"
 #include "foundation/collections/NSNumber.h"
 #include "foundation/files/NSURL.h"
@@ -135,16 +137,16 @@ NSInteger alignmentOf(const Ref<NSDictionary>& attributes) {
 }
 
 struct Link {
-  std::u16string address;  // empty: none
-  bool isText = false;     // a text that reads like a URL, but is none
+  std::u16string address;
+  bool isText = false;  // a text that reads like a URL, but is none
 };
 
-Link linkOf(const Ref<NSDictionary>& attributes) {
+std::optional<Link> linkOf(const Ref<NSDictionary>& attributes) {
   const id value = attributes->objectForKey(NSLinkAttributeName());
-  if (const auto url = as<NSURL>(value)) return {std::u16string(url->absoluteString()->units()), false};
+  if (const auto url = as<NSURL>(value)) return Link{std::u16string(url->absoluteString()->units()), false};
   const auto text = as<NSString>(value);
-  if (!text) return {};
-  return {std::u16string(text->units()), NSURL::URLWithString(text) != nil};
+  if (!text) return std::nullopt;
+  return Link{std::u16string(text->units()), NSURL::URLWithString(text) != nil};
 }
 
 }  // namespace
@@ -188,30 +190,30 @@ void RTFWriter::writeParagraph(NSRange range) {
 }
 
 void RTFWriter::writeRun(const Ref<NSDictionary>& attributes, std::u16string_view units) {
-  Words words = wordsFor(attributes);
-  const Link link = linkOf(attributes);
-  if (link.isText && !link.address.empty()) addExact(words.exact, exactLink, asASCII(exactLinkIsText));
-  const bool isLink = !link.address.empty();
-  if (isLink) {
-    body_ += "{\\field{\\*\\fldinst ";
-    for (const char16_t unit : instructionForAddress(link.address)) appendUnit(body_, unit);
-    body_ += "}{\\fldrslt";
+  Words words = wordsFor(attributes, units);
+  const auto link = linkOf(attributes);
+  if (link) {
+    if (link->isText) addExact(words.exact, exactLink, asASCII(exactLinkIsText));
+    // Other readers expect the instruction in a group of its own.
+    body_ += "{\\field{\\*\\fldinst{";
+    for (const char16_t unit : instructionForAddress(link->address)) appendUnit(body_, unit);
+    body_ += "}}{\\fldrslt";
   }
   // A group for the run keeps its style from reaching beyond it.
   const bool isPlain = words.common.empty() && words.exact.empty();
-  if (!isPlain || isLink) body_ += "{";
+  if (!isPlain || link) body_ += "{";
   body_ += words.common;
   if (!words.exact.empty()) append(body_, "{\\*\\", exactValuesWord, words.exact, "}");
   if (!words.common.empty() && words.exact.empty()) body_ += " ";
   appendText(body_, units);
-  if (!isPlain || isLink) body_ += "}";
-  if (isLink) body_ += "}}";
+  if (!isPlain || link) body_ += "}";
+  if (link) body_ += "}}";
 }
 
-RTFWriter::Words RTFWriter::wordsFor(const Ref<NSDictionary>& attributes) {
+RTFWriter::Words RTFWriter::wordsFor(const Ref<NSDictionary>& attributes, std::u16string_view units) {
   Words words;
   const auto attribute = [&](const Ref<NSString>& name) { return attributes->objectForKey(name); };
-  addFont(words, as<NSFont>(attribute(NSFontAttributeName())));
+  addFont(words, as<NSFont>(attribute(NSFontAttributeName())), units);
   addColor(words, as<NSColor>(attribute(NSForegroundColorAttributeName())), "\\cf", exactColor);
   addColor(words, as<NSColor>(attribute(NSBackgroundColorAttributeName())), "\\cb", exactBackground);
   addStyle(words.common, words.exact, attribute(NSUnderlineStyleAttributeName()), underlineWords, exactUnderline);
@@ -221,21 +223,30 @@ RTFWriter::Words RTFWriter::wordsFor(const Ref<NSDictionary>& attributes) {
   return words;
 }
 
-void RTFWriter::addFont(Words& words, const Ref<NSFont>& font) {
+void RTFWriter::addFont(Words& words, const Ref<NSFont>& font, std::u16string_view units) {
   if (!font) return;
   constexpr double largest = std::numeric_limits<std::int32_t>::max();
   const auto inUnits = [&](double unit) {
     return static_cast<std::int32_t>(std::clamp(std::round(font->pointSize() * unit), 1.0, largest));
   };
   const std::int32_t halves = inUnits(2.0);
-  append(words.common, "\\f", textOf(fontNumber(font)), "\\fs", textOf(halves));
+  const std::string number = textOf(fontNumber(font));
+  const bool isBold = (font->traits() & NSBoldFontMask) != 0;
+  const bool isItalic = (font->traits() & NSItalicFontMask) != 0;
+  // For text of other scripts, word processors go by words of its own.
+  const auto addAssociated = [&](std::string_view kind, std::string_view back) {
+    append(words.common, kind, "\\af", number, "\\afs", textOf(halves), isBold ? "\\ab" : "", isItalic ? "\\ai" : "",
+           back);
+  };
+  if (containsScript(units, RTFScript::Complex)) addAssociated("\\rtlch", "\\ltrch");
+  if (containsScript(units, RTFScript::EastAsian)) addAssociated("\\dbch", "\\loch");
+  append(words.common, "\\f", number, "\\fs", textOf(halves));
   if (halves / 2.0 != font->pointSize()) {
     const std::int32_t thousandths = inUnits(1000.0);
     append(words.common, "\\fsmilli", textOf(thousandths));
     if (thousandths / 1000.0 != font->pointSize()) addExact(words.exact, exactSize, textOf(font->pointSize()));
   }
-  if ((font->traits() & NSBoldFontMask) != 0) words.common += "\\b";
-  if ((font->traits() & NSItalicFontMask) != 0) words.common += "\\i";
+  append(words.common, isBold ? "\\b" : "", isItalic ? "\\i" : "");
 }
 
 void RTFWriter::addColor(Words& words, const Ref<NSColor>& color, std::string_view word,

@@ -32,8 +32,8 @@ class RTFWriter {
     std::string common;
     std::string exact;
   };
-  Words wordsFor(const Ref<NSDictionary>& attributes);
-  void addFont(Words& words, const Ref<NSFont>& font);
+  Words wordsFor(const Ref<NSDictionary>& attributes, std::u16string_view units);
+  void addFont(Words& words, const Ref<NSFont>& font, std::u16string_view units);
   void addColor(Words& words, const Ref<NSColor>& color, std::string_view word, std::u16string_view exactName);
 
   std::size_t fontNumber(const Ref<NSFont>& font);

@@ -113,10 +113,45 @@ TEST(RTFWriter, LinksReadBack) {
   expectReadsBack(styled("x"_ns, {{NSLinkAttributeName(), NSURL::URLWithString("http://h/a%20b?c=d#e"_ns)}}));
   expectReadsBack(styled("x"_ns, {{NSLinkAttributeName(), "http://looks.like/one"_ns}}));
   expectReadsBack(styled("x"_ns, {{NSLinkAttributeName(), "C:\\dir \"x\" {ä}"_ns}}));
+  expectReadsBack(styled("x"_ns, {{NSLinkAttributeName(), ""_ns}}));
   const auto base = NSURL::URLWithString("http://h/dir/"_ns);
   const auto relative = styled("x"_ns, {{NSLinkAttributeName(), NSURL::URLWithString_relativeToURL("a"_ns, base)}});
   EXPECT_TRUE(NSEqualObjects(written(relative)->attribute_atIndex_effectiveRange(NSLinkAttributeName(), 0),
                              NSURL::URLWithString("http://h/dir/a"_ns)));
+}
+
+TEST(RTFWriter, AnInstructionStandsInAGroupOfItsOwn) {
+  const auto data = rtfOf(styled("x"_ns, {{NSLinkAttributeName(), NSURL::URLWithString("http://h/"_ns)}}));
+  EXPECT_NE(data->view().find("{\\field{\\*\\fldinst{HYPERLINK \"http://h/\"}}{\\fldrslt"), std::string_view::npos)
+      << data->view();
+}
+
+TEST(RTFWriter, FontsOfOtherScriptsAreToldInTheirOwnWords) {
+  const auto written = [](const Ref<NSString>& text, const Ref<NSString>& font, double size) {
+    return std::string(rtfOf(styled(text, {{NSFontAttributeName(), NSFont::fontWithName_size(font, size)}}))->view());
+  };
+  const auto says = [](const std::string& document, std::string_view words) {
+    return document.find(words) != std::string::npos;
+  };
+  const std::string hebrew = written("שלום"_ns, "Georgia-Bold"_ns, 18);
+  EXPECT_TRUE(says(hebrew, "\\rtlch\\af0\\afs36\\ab\\ltrch\\f0\\fs36\\b")) << hebrew;
+  EXPECT_FALSE(says(hebrew, "\\dbch")) << hebrew;
+  const std::string japanese = written("日本"_ns, "Georgia-BoldItalic"_ns, 9.5);
+  EXPECT_TRUE(says(japanese, "\\dbch\\af0\\afs19\\ab\\ai\\loch\\f0\\fs19\\b\\i")) << japanese;
+  EXPECT_FALSE(says(japanese, "\\rtlch")) << japanese;
+  const std::string both = written("日 ا x"_ns, "Georgia"_ns, 12);
+  EXPECT_TRUE(says(both, "\\rtlch\\af0\\afs24\\ltrch\\dbch\\af0\\afs24\\loch\\f0\\fs24")) << both;
+  const std::string western = written("xé ж 1"_ns, "Georgia-Bold"_ns, 12);
+  EXPECT_FALSE(says(western, "\\rtlch") || says(western, "\\dbch")) << western;
+}
+
+TEST(RTFWriter, TextOfEveryScriptReadsBack) {
+  for (const auto& name : {"Helvetica"_ns, "Georgia-BoldItalic"_ns, "Noto Sans CJK JP"_ns}) {
+    for (const double size : {12.0, 12.5, 12.25, 13.333, 20.0 / 3.0}) {
+      expectReadsBack(styled("a שלום 1 ب日本 2 한국어 x\n(1) 漢 \xF0\xA5\x80\x81 हिन्दी ไทย é"_ns,
+                             {{NSFontAttributeName(), NSFont::fontWithName_size(name, size)}}));
+    }
+  }
 }
 
 TEST(RTFWriter, AlignmentsReadBack) {
@@ -168,7 +203,7 @@ TEST(RTFWriter, RandomStyledTextsReadBack) {
       {NSLinkAttributeName(), NSURL::URLWithString("http://h/"_ns)},
   };
   for (int round = 0; round < 200; ++round) {
-    const auto text = make<NSMutableAttributedString>("one two\nthree\tfour \\five{} äöü\n😀 seven\n"_ns);
+    const auto text = make<NSMutableAttributedString>("one two\nthree\tfour \\five{} äöü\n😀 seven\n שלום 日本 8"_ns);
     for (NSUInteger change = below(12); change > 0; --change) {
       const auto& [name, value] = choices[below(choices.size())];
       const NSUInteger start = below(text->length());
@@ -227,11 +262,18 @@ TEST(RTFWriter, AnotherReaderSeesFontsSizesAndStyles) {
   EXPECT_NE(centered.find("<center>mid</center>"), std::string::npos) << centered;
 }
 
-TEST(RTFWriter, AnotherReaderSeesTheTextOfLinks) {
-  const std::string html =
-      throughOtherReader(styled("click"_ns, {{NSLinkAttributeName(), NSURL::URLWithString("http://h/"_ns)}}));
-  EXPECT_NE(html.find("click"), std::string::npos) << html;
-  EXPECT_EQ(html.find("fldinst"), std::string::npos) << html;
+TEST(RTFWriter, AnotherReaderSeesTextOfOtherScripts) {
+  const std::string html = throughOtherReader(
+      styled("ש日x"_ns, {{NSFontAttributeName(), NSFont::fontWithName_size("Georgia-Bold"_ns, 18)}}));
+  EXPECT_NE(html.find("<font size=\"5\"><b>&#1513;&#26085;x</b>"), std::string::npos) << html;
+}
+
+// It shows a word of its own for the text of every link.
+TEST(RTFWriter, AnotherReaderSeesLinks) {
+  const auto text = make<NSMutableAttributedString>("see here now"_ns);
+  text->addAttribute_value_range(NSLinkAttributeName(), NSURL::URLWithString("http://h/"_ns), {4, 4});
+  const std::string html = throughOtherReader(text);
+  EXPECT_NE(html.find("see <a href=\"\"http://h/\"\">hyperlink</a> now"), std::string::npos) << html;
 }
 
 }  // namespace

@@ -22,13 +22,20 @@ TEST(RTFHyperlink, OtherSwitchesDoNotCount) {
 }
 
 TEST(RTFHyperlink, OtherInstructionsAreNoLinks) {
-  EXPECT_EQ(addressFromInstruction(u"PAGEREF x \\h"), u"");
-  EXPECT_EQ(addressFromInstruction(u"HYPERLINK"), u"");
-  EXPECT_EQ(addressFromInstruction(u""), u"");
+  EXPECT_EQ(addressFromInstruction(u"PAGEREF x \\h"), std::nullopt);
+  EXPECT_EQ(addressFromInstruction(u"HYPERLINK"), std::nullopt);
+  EXPECT_EQ(addressFromInstruction(u"HYPERLINK \\o \"A tip\""), std::nullopt);
+  EXPECT_EQ(addressFromInstruction(u""), std::nullopt);
+}
+
+TEST(RTFHyperlink, AnAddressMayBeEmpty) {
+  EXPECT_EQ(addressFromInstruction(u"HYPERLINK \"\""), u"");
+  EXPECT_EQ(addressFromInstruction(u"HYPERLINK \"\" \\l \"part\""), u"#part");
+  EXPECT_EQ(addressFromInstruction(u"HYPERLINK \"\" \"http://h/\""), u"");
 }
 
 TEST(RTFHyperlink, EveryAddressReadsBack) {
-  for (const std::u16string_view address : {u"http://a/", u"C:\\dir\\x", u"say \"hi\"", u"\\", u"#part", u"ä ö"}) {
+  for (const std::u16string_view address : {u"http://a/", u"", u"C:\\dir\\x", u"say \"hi\"", u"\\", u"#part", u"ä ö"}) {
     EXPECT_EQ(addressFromInstruction(appkit::instructionForAddress(address)), address);
   }
 }
