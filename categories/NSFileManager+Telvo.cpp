@@ -1,6 +1,7 @@
 #include <functional>
 #include <string_view>
 
+#include "categories/FileNames.h"
 #include "categories/NSArray+Telvo.h"
 #include "categories/NSFileManager+Telvo.h"
 #include "categories/NSObject+Telvo.h"
@@ -20,11 +21,6 @@ id attribute(const Ref<NSFileManager>& manager, const Ref<NSString>& path, const
   return attributes ? attributes->objectForKey(key) : id();
 }
 
-// Other than fileExistsAtPath(), which looks through links.
-bool itemExists(const Ref<NSFileManager>& manager, const Ref<NSString>& path) {
-  return manager->attributesOfItemAtPath_error(path, nullptr) != nil;
-}
-
 bool isPartOfName(const Ref<NSString>& text) {
   return text && text->length() > 0 && text->units().find(u'/') == std::u16string_view::npos;
 }
@@ -37,10 +33,6 @@ bool refuse(Ref<NSError>* error, NSCocoaErrorCode code, const Ref<NSString>& pat
   const auto userInfo = path ? NSDictionary::dictionary({{NSFilePathErrorKey(), path}}) : NSDictionary::dictionary();
   NSSetError(error, NSError::errorWithDomain_code_userInfo(NSCocoaErrorDomain(), code, userInfo));
   return false;
-}
-
-Ref<NSString> withExtension(const Ref<NSString>& base, const Ref<NSString>& extension) {
-  return extension->length() == 0 ? base : NSString::stringWithFormat("%@.%@"_ns, base, extension);
 }
 
 // Without its last character, which may be a surrogate pair.
@@ -74,7 +66,7 @@ bool rename(const Ref<NSFileManager>& manager, const Ref<NSString>& path, const 
     // An item that cannot be put aside may itself be what is found under the new name, and must not be removed.
     if (!manager->moveItemAtPath_toPath_error(original, item, error)) return false;
   }
-  if (removeExisting && itemExists(manager, item)) removeExisting(destination);
+  if (removeExisting && telvo::itemExists(*manager, item)) removeExisting(destination);
   if (manager->moveItemAtPath_toPath_error(item, destination, error)) return true;
   if (onlyCaseDiffers) manager->moveItemAtPath_toPath_error(item, original, nullptr);
   return false;
@@ -151,8 +143,8 @@ bool telvo_renameWorkingFile_forSuccess_error(const Ref<NSFileManager>& manager,
   const auto workName = path->lastPathComponent();
   const auto extension = workName->pathExtension();
   const auto base = workName->stringByDeletingPathExtension();
-  const auto finalName = withExtension(withoutLastCharacter(base), extension);
-  const auto temporaryName = withExtension(base->stringByAppendingString("~"_ns), extension);
+  const auto finalName = telvo::withExtension(withoutLastCharacter(base), extension);
+  const auto temporaryName = telvo::withExtension(base->stringByAppendingString("~"_ns), extension);
   // "~" without an extension has no final name: the item would take the place of its own folder.
   if (!isName(finalName)) return refuse(error, NSFileWriteInvalidFileNameError, path);
 
@@ -165,7 +157,7 @@ bool telvo_renameWorkingFile_forSuccess_error(const Ref<NSFileManager>& manager,
 
 bool telvo_removeFileIfExistsAtPath(const Ref<NSFileManager>& manager, const Ref<NSString>& path) {
   if (!manager) return false;
-  return !itemExists(manager, path) || manager->removeItemAtPath_error(path, nullptr);
+  return !telvo::itemExists(*manager, path) || manager->removeItemAtPath_error(path, nullptr);
 }
 
 bool telvo_copyPath_withSuffix_replaceExisting_error(const Ref<NSFileManager>& manager, const Ref<NSString>& path,
@@ -176,7 +168,7 @@ bool telvo_copyPath_withSuffix_replaceExisting_error(const Ref<NSFileManager>& m
   // A suffix that leads to another folder could name the source itself as the copy to be replaced.
   if (!isPartOfName(suffix)) return refuse(error, NSFileWriteInvalidFileNameError, path);
   const auto base = path->stringByDeletingPathExtension()->stringByAppendingString(suffix);
-  const auto destination = withExtension(base, path->pathExtension());
+  const auto destination = telvo::withExtension(base, path->pathExtension());
   // First, and lost should the copy fail: its room may be what the new one needs.
   if (replaceExisting) telvo_removeFileIfExistsAtPath(manager, destination);
   return manager->copyItemAtPath_toPath_error(path, destination, error);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "categories/FileNames.h"
 #include "categories/NSString+Telvo.h"
 #include "foundation/collections/NSDictionary.h"
 #include "foundation/files/NSBundle.h"
@@ -11,10 +12,7 @@ namespace {
 
 const Ref<NSString>& bundleToken() { return "<APP>"_ns; }
 
-bool isTaken(const Ref<NSString>& path) {
-  // The item's own attributes, so that the name of a link to nothing counts as taken.
-  return NSFileManager::defaultManager()->attributesOfItemAtPath_error(path, nullptr) != nil;
-}
+bool isTaken(const Ref<NSString>& path) { return telvo::itemExists(*NSFileManager::defaultManager(), path); }
 
 // True also for a file of that name.
 bool isOrBecomesFolder(const Ref<NSString>& path) {
@@ -23,11 +21,6 @@ bool isOrBecomesFolder(const Ref<NSString>& path) {
   return manager->fileExistsAtPath(path) ||
          manager->createDirectoryAtPath_withIntermediateDirectories_attributes_error(path, false, nil, nullptr) ||
          manager->fileExistsAtPath(path);
-}
-
-Ref<NSString> withExtension(const Ref<NSString>& base, const Ref<NSString>& extension) {
-  if (extension->length() == 0) return base;
-  return base->stringByAppendingFormat(".%@"_ns, extension);
 }
 
 const NSCategory category(
@@ -72,7 +65,7 @@ Ref<NSString> telvo_lastPathComponentWithoutExtension(const Ref<NSString>& path)
 Ref<NSString> telvo_backupFilePath(const Ref<NSString>& path) {
   if (!path) return nil;
   const Ref<NSString> base = path->stringByDeletingPathExtension()->stringByAppendingString("~"_ns);
-  return withExtension(base, path->pathExtension());
+  return telvo::withExtension(base, path->pathExtension());
 }
 
 Ref<NSString> telvo_uniquePath(const Ref<NSString>& path) { return telvo_uniquePathWithPrefix(path, nil); }
@@ -83,7 +76,7 @@ Ref<NSString> telvo_uniquePathWithPrefix(const Ref<NSString>& path, const Ref<NS
   if (telvo_containsSomething(prefix)) base = base->stringByAppendingFormat(" %@"_ns, prefix);
   for (NSInteger count = telvo_containsSomething(prefix) ? 1 : 2;; ++count) {
     const Ref<NSString> numbered = count < 2 ? base : base->stringByAppendingFormat(" %ld"_ns, count);
-    const Ref<NSString> candidate = withExtension(numbered, path->pathExtension());
+    const Ref<NSString> candidate = telvo::withExtension(numbered, path->pathExtension());
     if (!isTaken(candidate)) return candidate;
   }
 }

@@ -20,19 +20,11 @@
 
 namespace {
 
-constexpr unsigned permissionBits = 07777;
-
 struct DirectoryCloser {
   void operator()(DIR* directory) const { closedir(directory); }
 };
 
 bool isDotName(const char* name) { return std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0; }
-
-std::string parentOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return ".";
-  return path.substr(0, std::max<std::size_t>(slash, 1));
-}
 
 // Where the bytes really go: the target of a link, so that replacing the file does not replace the link.
 std::string withoutLinks(const std::string& path) {
@@ -61,9 +53,10 @@ bool writeAtomically(const std::string& path, std::string_view bytes, unsigned p
     errno = S_ISDIR(old.st_mode) ? EISDIR : EINVAL;
     return false;
   }
-  auto [temporary, file] = createTemporaryFile(parentOf(target), permissions);
+  auto [temporary, file] = createTemporaryFile(foundation::parentOf(target), permissions);
   if (!file) return false;
-  const bool complete = writeAll(file, bytes) && (!replaces || fchmod(file.get(), old.st_mode & permissionBits) == 0) &&
+  const bool complete = writeAll(file, bytes) &&
+                        (!replaces || fchmod(file.get(), old.st_mode & foundation::permissionBits) == 0) &&
                         fsync(file.get()) == 0 && file.close() && std::rename(temporary.c_str(), target.c_str()) == 0;
   if (complete) return true;
   const int reason = errno;
@@ -97,6 +90,12 @@ FileDescriptor::~FileDescriptor() {
 }
 
 bool FileDescriptor::close() noexcept { return ::close(std::exchange(descriptor_, -1)) == 0; }
+
+std::string parentOf(const std::string& path) {
+  const std::size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return ".";
+  return path.substr(0, std::max<std::size_t>(slash, 1));
+}
 
 std::optional<std::string> systemPath(const Ref<NSString>& path) {
   if (!path || path->units().find(u'\0') != std::u16string_view::npos) {

@@ -37,6 +37,12 @@ class FileDescriptor {
   int descriptor_ = -1;
 };
 
+// The bits of a mode that chmod(2) sets.
+inline constexpr unsigned permissionBits = 07777;
+
+// The folder that the item is in: "." for a name alone, "/" for what lies in the root.
+std::string parentOf(const std::string& path);
+
 // The path as the system takes it. Nothing, with errno set, for nil and for text with a NUL in it, which the system
 // would take for a shorter path.
 std::optional<std::string> systemPath(const Ref<NSString>& path);

@@ -17,9 +17,8 @@ namespace {
 
 using foundation::FileDescriptor;
 using foundation::FileTreeFailure;
+using foundation::permissionBits;
 using Failure = std::optional<FileTreeFailure>;
-
-constexpr mode_t permissionBits = 07777;
 
 Failure failure(const std::string& path, int code = errno) { return FileTreeFailure{code, path, false}; }
 Failure readFailure(const std::string& path, int code = errno) { return FileTreeFailure{code, path, true}; }
@@ -32,12 +31,6 @@ std::string joined(const std::string& folder, const std::string& name) {
 std::string withoutTrailingSlashes(std::string path) {
   while (path.size() > 1 && path.back() == '/') path.pop_back();
   return path;
-}
-
-std::string parentOf(const std::string& path) {
-  const std::size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return ".";
-  return path.substr(0, std::max<std::size_t>(slash, 1));
 }
 
 bool isSameItem(const struct stat& left, const struct stat& right) {
@@ -83,7 +76,8 @@ class TreeCopy {
   Failure run(const std::string& source) {
     struct stat status {};
     if (lstat(source.c_str(), &status) != 0) return readFailure(source);
-    if (S_ISDIR(status.st_mode) && liesWithin(parentOf(destination_), status)) return failure(destination_, EINVAL);
+    if (S_ISDIR(status.st_mode) && liesWithin(foundation::parentOf(destination_), status))
+      return failure(destination_, EINVAL);
     Failure reason = copyItem(source, destination_);
     while (!reason && !folders_.empty()) reason = step();
     if (reason && made_) foundation::removeTree(destination_);
@@ -226,7 +220,7 @@ bool renameExclusively(const std::string& source, const std::string& destination
 
 Failure moveToOtherFileSystem(const std::string& source, const std::string& destination) {
   // Asked first: a source that cannot be removed afterwards would leave a second copy.
-  if (faccessat(AT_FDCWD, parentOf(source).c_str(), W_OK | X_OK, AT_EACCESS) != 0) return failure(source);
+  if (faccessat(AT_FDCWD, foundation::parentOf(source).c_str(), W_OK | X_OK, AT_EACCESS) != 0) return failure(source);
   if (Failure reason = foundation::copyTree(source, destination)) return reason;
   return foundation::removeTree(source);
 }

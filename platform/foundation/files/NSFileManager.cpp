@@ -22,11 +22,11 @@
 #include "foundation/text/NSString.h"
 #include "foundation/time/NSDate.h"
 
+using foundation::permissionBits;
 using foundation::systemPath;
 
 namespace {
 
-constexpr unsigned permissionBits = 07777;
 constexpr unsigned newFolderPermissions = 0777;
 
 bool isAccessible(const Ref<NSString>& path, int mode) {
