@@ -1,0 +1,25 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+// Logins that people have saved for all their programs.
+namespace telvo {
+
+struct Login {
+  std::string user;
+  std::string password;
+};
+
+// The first line of the file. Throws std::runtime_error when it cannot be read.
+std::string passwordFromFile(const std::string& path);
+
+// From ~/.netrc: the entry for the host, or the default one; with a user given, only an entry for that user. Throws
+// std::runtime_error with a text for people when others than this user may read the file.
+std::optional<Login> loginFromNetrc(const std::string& host, const std::string& user);
+
+// From the desktop's keyring: the password that is saved for FTP with this user on this host. None where this library
+// was built without libsecret, and where there is no keyring. May ask the user to unlock it.
+std::optional<std::string> passwordFromKeyring(const std::string& host, const std::string& user);
+
+}  // namespace telvo

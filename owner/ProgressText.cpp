@@ -1,0 +1,79 @@
+#include "telvo/owner/ProgressText.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <vector>
+
+#include "telvo/owner/GLibObjects.h"
+#include "telvo/owner/Terminal.h"
+
+namespace telvo {
+
+namespace {
+
+std::string amountText(std::uint64_t sent, std::uint64_t total) { return sizeText(sent) + " of " + sizeText(total); }
+
+std::string timeText(double seconds) {
+  constexpr double most = 359'999;
+  const int whole = static_cast<int>(std::min(seconds, most));
+  char text[32];
+  std::snprintf(text, sizeof text, "%d:%02d:%02d left", whole / 3600, whole / 60 % 60, whole % 60);
+  return text + (whole < 3600 ? 2 : 0);
+}
+
+// What there is to tell of the whole run, what matters most first.
+std::vector<std::string> runTexts(const Progress& progress) {
+  std::vector<std::string> texts = {std::to_string(progress.nth()) + "/" + std::to_string(progress.last().total)};
+  if (progress.last().total == 0) texts.clear();
+  if (progress.secondsLeft() >= 0) texts.push_back(timeText(progress.secondsLeft()));
+  if (progress.rate() > 0) texts.push_back(sizeText(static_cast<std::uint64_t>(progress.rate())) + "/s");
+  const Bytes& bytes = progress.bytes();
+  if (bytes.runTotal > 0) texts.push_back(amountText(bytes.runSent, bytes.runTotal));
+  return texts;
+}
+
+}  // namespace
+
+std::string outcomeText(const Record& record) {
+  switch (record.outcome) {
+    case Outcome::unknown:
+      return "unknown";
+    case Outcome::sent:
+      return "sent";
+    case Outcome::removed:
+      return "removed";
+    case Outcome::failed:
+      return "failed";
+    case Outcome::skipped:
+      return "skipped";
+    case Outcome::planned:
+      return record.reason;
+  }
+  return {};
+}
+
+std::string errorText(const Record& record) {
+  const std::string code = record.errorCode > 0 ? std::to_string(record.errorCode) + " " : "";
+  const std::string text = record.error.empty() ? "no reason is known" : harmless(record.error);
+  return text.starts_with(code) ? text : code + text;
+}
+
+std::string sizeText(std::uint64_t bytes) { return Text(g_format_size(bytes)).get(); }
+
+std::string progressText(const Progress& progress, int columns) {
+  // Two columns stay free for the "^C" of a user who stops the upload, and one because some terminals begin a new line
+  // after the last one.
+  const int room = columns - 3;
+  const int forPath = std::min(room / 3, 30);
+  std::string line = std::to_string(progress.percent()) + "%";
+  for (const std::string& text : runTexts(progress)) {
+    if (columnsOf(line + text) + 4 + forPath <= room) line += "  " + text;
+  }
+  const Bytes& bytes = progress.bytes();
+  std::string amount = bytes.total > 0 ? " (" + amountText(bytes.sent, bytes.total) + ")" : "";
+  const int left = room - columnsOf(line) - 2;
+  if (columnsOf(amount) + forPath > left) amount.clear();
+  return line + "  " + ending(harmless(progress.path()), left - columnsOf(amount)) + amount;
+}
+
+}  // namespace telvo

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "telvo/owner/Progress.h"
+
+namespace telvo {
+
+// "sent", "removed", "failed", "skipped" or "unknown"; for a planned item its reason.
+std::string outcomeText(const Record& record);
+
+// Why an item was not sent: the reply code, when there was one, and the words, harmless on a terminal.
+std::string errorText(const Record& record);
+
+// Such as "1.2 MB".
+std::string sizeText(std::uint64_t bytes);
+
+// Where the run is, for a terminal of so many columns, of which it leaves three free: percent, number, time
+// left, rate, bytes, and the file in progress. What matters least is left out first.
+std::string progressText(const Progress& progress, int columns);
+
+}  // namespace telvo

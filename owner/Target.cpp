@@ -1,0 +1,116 @@
+#include "telvo/owner/Target.h"
+
+#include <algorithm>
+#include <filesystem>
+#include <stdexcept>
+#include <string_view>
+#include <system_error>
+
+#include <glib.h>
+
+#include "telvo/owner/GLibObjects.h"
+
+namespace telvo {
+
+namespace {
+
+constexpr std::string_view scheme = "ftp://";
+
+bool beginsWithScheme(const std::string& text) {
+  return g_ascii_strncasecmp(text.c_str(), scheme.data(), scheme.size()) == 0;
+}
+
+std::string unescaped(const std::string& text) {
+  const Text result(g_uri_unescape_string(text.c_str(), nullptr));
+  if (!result) throw std::invalid_argument("\"" + text + "\" is not escaped as a URL has to be");
+  return result.get();
+}
+
+void checkPort(std::string_view port) {
+  constexpr int largest = 65535;
+  int number = 0;
+  for (const char digit : port) {
+    if (digit < '0' || digit > '9' || number > largest)
+      number = largest + 1;
+    else
+      number = number * 10 + (digit - '0');
+  }
+  if (number < 1 || number > largest) throw std::invalid_argument("\"" + std::string(port) + "\" is not a port");
+}
+
+// Where the port's colon is, the text's size when there is none.
+std::size_t portColon(std::string_view host) {
+  const std::size_t colon = host.rfind(':');
+  const std::size_t bracket = host.rfind(']');
+  if (colon == std::string_view::npos || (bracket != std::string_view::npos && bracket > colon)) return host.size();
+  return colon;
+}
+
+void checkHost(std::string_view host) {
+  const std::size_t colon = portColon(host);
+  const std::string_view name = host.substr(0, colon);
+  if (name.empty() || name == "[]") throw std::invalid_argument("the host is missing");
+  if (!name.starts_with('[') && name.find(':') != std::string_view::npos) {
+    throw std::invalid_argument("an IPv6 address belongs in brackets: [" + std::string(host) + "]");
+  }
+  if (name.starts_with('[') != name.ends_with(']')) throw std::invalid_argument("a bracket of the host is missing");
+  if (colon < host.size()) checkPort(host.substr(colon + 1));
+}
+
+// A line end in any part would end the command that it becomes part of.
+void checkCharacters(const std::string& text) {
+  const auto isControl = [](char byte) { return static_cast<unsigned char>(byte) < 0x20 || byte == 0x7F; };
+  if (std::ranges::any_of(text, isControl)) throw std::invalid_argument("the target holds a control character");
+}
+
+std::string absoluteFolder(std::string folder) {
+  while (folder.ends_with('/')) folder.pop_back();
+  const std::size_t first = folder.find_first_not_of('/');
+  return first == std::string::npos ? std::string() : "/" + folder.substr(first);
+}
+
+std::string text(const std::filesystem::path& path) { return path.string(); }
+
+}  // namespace
+
+std::string Target::hostName() const {
+  std::string name = host.substr(0, portColon(host));
+  return name.starts_with('[') ? name.substr(1, name.size() - 2) : name;
+}
+
+Target parseTarget(const std::string& written) {
+  const bool isURL = beginsWithScheme(written);
+  if (!isURL && written.find("://") != std::string::npos) {
+    throw std::invalid_argument("\"" + written + "\": of URLs, only ftp:// is understood");
+  }
+  const std::string whole = isURL ? written.substr(scheme.size()) : written;
+  const std::size_t slash = std::min(whole.find('/'), whole.size());
+  const std::string authority = whole.substr(0, slash);
+  const std::size_t at = authority.rfind('@');
+  Target target;
+  target.host = at == std::string::npos ? authority : authority.substr(at + 1);
+  if (at != std::string::npos) target.user = authority.substr(0, at);
+  if (isURL && target.user.find(':') != std::string::npos) {
+    throw std::invalid_argument("a password is not accepted here, where others can read it");
+  }
+  if (isURL) target.user = unescaped(target.user);
+  target.folder = absoluteFolder(isURL ? unescaped(whole.substr(slash)) : whole.substr(slash));
+  for (const std::string& part : {target.host, target.user, target.folder}) checkCharacters(part);
+  checkHost(target.host);
+  return target;
+}
+
+std::string cacheFileFor(const std::string& source, const Target& target, bool contentsOnly) {
+  std::string pair;
+  for (const std::string& part : {source, target.user, target.host, target.folder}) pair.append(part).push_back('\0');
+  pair.append(contentsOnly ? "contents" : "folder");
+  const Text digest(g_compute_checksum_for_string(G_CHECKSUM_SHA256, pair.data(), static_cast<gssize>(pair.size())));
+  const std::filesystem::path folder = std::filesystem::path(g_get_user_cache_dir()) / "telvo-upload";
+  constexpr int forThisUser = 0700;
+  if (g_mkdir_with_parents(folder.c_str(), forThisUser) != 0) {
+    throw std::runtime_error(text(folder) + ": " + std::generic_category().message(errno));
+  }
+  return text(folder / (std::string(digest.get()) + ".plist"));
+}
+
+}  // namespace telvo

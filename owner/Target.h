@@ -1,0 +1,26 @@
+#pragma once
+
+#include <string>
+
+namespace telvo {
+
+// Where an upload goes, as people write it: [USER@]HOST[:PORT][/FOLDER], or an ftp:// URL of the same parts, in which
+// user and folder may be percent-escaped.
+struct Target {
+  std::string user;    // empty when it was not given
+  std::string host;    // with the port, when one was given: what Upload::host takes
+  std::string folder;  // absolute, without a slash at its end; empty when it was not given
+
+  // The host without its port and without brackets.
+  std::string hostName() const;
+};
+
+// Throws std::invalid_argument with a text for people. A password is not accepted: others can read a command line.
+Target parseTarget(const std::string& text);
+
+// A file for Upload::cache that belongs to this pair of source and target alone, below $XDG_CACHE_HOME. Makes its
+// folder, for this user only; throws std::runtime_error when that fails. `contentsOnly` belongs to the pair, too: with
+// it, the same source goes to other places.
+std::string cacheFileFor(const std::string& source, const Target& target, bool contentsOnly);
+
+}  // namespace telvo
