@@ -116,6 +116,9 @@ void Owner::Run::start(const Upload& upload, UploadEvents events) {
 // The bus is asked for what has this run's token alone: a busy neighbour costs nothing. Its answer says that it listens
 // from now on, so that nothing of the helper is missed.
 void Owner::Run::listen() {
+  const std::string rule = std::string("type='signal',interface='") + wire::interfaceName + "',member='" +
+                           wire::signalName + "',path='" + wire::objectPath + "',arg1='" + token_ + "'";
+  bus_.call("AddMatch", g_variant_new("(s)", rule.c_str()));
   subscription_ = g_dbus_connection_signal_subscribe(
       bus_.connection(), nullptr, wire::interfaceName, wire::signalName, wire::objectPath, nullptr,
       G_DBUS_SIGNAL_FLAGS_NO_MATCH_RULE, &posted, new Weak(weak_from_this()),
@@ -123,9 +126,6 @@ void Owner::Run::listen() {
   closedHandler_ = g_signal_connect_data(
       bus_.connection(), "closed", G_CALLBACK(&busClosed), new Weak(weak_from_this()),
       +[](gpointer data, GClosure*) { delete static_cast<Weak*>(data); }, static_cast<GConnectFlags>(0));
-  const std::string rule = std::string("type='signal',interface='") + wire::interfaceName + "',member='" +
-                           wire::signalName + "',path='" + wire::objectPath + "',arg1='" + token_ + "'";
-  bus_.call("AddMatch", g_variant_new("(s)", rule.c_str()));
 }
 
 void Owner::Run::launch(const Upload& upload) {

@@ -22,9 +22,10 @@ class Progress {
   void add(const Record& record);
   void add(const Bytes& bytes);
 
-  // The item in progress, or the last one.
+  // The record that came last.
   const Record& last() const { return last_; }
-  const std::string& path() const { return bytes_.localPath.empty() ? last_.localPath : bytes_.localPath; }
+  // Of the item in progress, or of the last one while none is known to be; the path is empty when it is not told.
+  const std::string& path() const { return bytes_.nth > 0 ? bytes_.localPath : last_.localPath; }
   std::uint64_t nth() const { return bytes_.nth > 0 ? bytes_.nth : last_.nth; }
   // Bytes of the item in progress and of the run; all 0 without reportBytes.
   const Bytes& bytes() const { return bytes_; }

@@ -124,6 +124,17 @@ TEST(Progress, PercentIsOfTheBytesWhereTheyAreTold) {
   EXPECT_EQ(progress.percent(), 99);
 }
 
+TEST(Progress, DoesNotTakeTheLastItemForTheOneInProgress) {
+  telvo::Progress progress;
+  progress.add(record(1, 2, Outcome::sent));
+  EXPECT_EQ(progress.path(), "/home/anna/Site/1");
+  telvo::Bytes bytes;
+  bytes.nth = 2;
+  progress.add(bytes);
+  EXPECT_EQ(progress.path(), "");
+  EXPECT_EQ(progress.nth(), 2U);
+}
+
 TEST(Progress, IsNotMoreThanAllWhenAFileGrows) {
   telvo::Progress progress;
   telvo::Bytes bytes;
