@@ -40,9 +40,11 @@ class Tree:
         """Number of items that an upload of the tree has: every file and folder, itself included."""
         return 1 + sum(len(folders) + len(files) for _, folders, files in os.walk(self.path))
 
-    def differences(self, remote_root):
-        """What differs on the server, as lines of text; none when everything arrived and nothing else did."""
-        expected = {self._remote_path(path): path for path in [self.path, *self.path.rglob("*")]}
+    def differences(self, remote_root, names_as_they_are=False):
+        """What differs on the server, as lines of text; none when everything arrived and nothing else did. With
+        `names_as_they_are`, percent escapes in names are no escapes."""
+        expected = {path.relative_to(self.path.parent) if names_as_they_are else self._remote_path(path): path
+                    for path in [self.path, *self.path.rglob("*")]}
         remote_root = pathlib.Path(remote_root)
         actual = {path.relative_to(remote_root): path for path in remote_root.rglob("*")}
         lines = [f"{path} did not arrive" for path in sorted(expected.keys() - actual.keys())]

@@ -2,7 +2,9 @@
 
 import os
 import pathlib
+import subprocess
 import sys
+import tempfile
 
 import pytest
 
@@ -11,6 +13,7 @@ sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "testing"))
 import bus as buses  # noqa: E402
 import owner as owners  # noqa: E402
 import servers  # noqa: E402
+import tool as tools  # noqa: E402
 import tree  # noqa: E402
 from scripted_server import ScriptedServer  # noqa: E402
 
@@ -80,3 +83,30 @@ def helper_path():
 def owner(bus, helper_path, tmp_path):
     with owners.Owner(bus, helper_path, tmp_path) as application:
         yield application
+
+
+@pytest.fixture(scope="session")
+def tool_path():
+    """The built telvo-upload, from the environment or the development build."""
+    default = pathlib.Path(__file__).resolve().parents[2] / "build" / "dev" / "telvo-upload"
+    path = pathlib.Path(os.environ.get("TELVO_UPLOAD", default))
+    assert path.is_file(), f"no tool at {path}: build it first, or set TELVO_UPLOAD"
+    return path
+
+
+@pytest.fixture
+def tool(tool_path, helper_path, bus, tmp_path):
+    made = tools.Tool(tool_path, bus.address, tmp_path)
+    yield made
+    made.close()
+
+
+@pytest.fixture(scope="module")
+def installed():
+    """A folder into which everything has been installed."""
+    build = pathlib.Path(os.environ.get("TELVO_BUILD", pathlib.Path(__file__).resolve().parents[2] / "build" / "dev"))
+    # Outside of the sources, whose own Resources would be found from below them.
+    with tempfile.TemporaryDirectory(prefix="telvo-installed-") as folder:
+        subprocess.run([os.environ.get("TELVO_CMAKE", "cmake"), "--install", build, "--prefix", folder],
+                       check=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=120)
+        yield pathlib.Path(folder)

@@ -4,25 +4,14 @@ import os
 import pathlib
 import shutil
 import subprocess
-import tempfile
-
-import pytest
 
 BUILD = pathlib.Path(os.environ.get("TELVO_BUILD", pathlib.Path(__file__).resolve().parents[2] / "build" / "dev"))
 LIBRARY_TESTS = pathlib.Path(os.environ.get("TELVO_CATEGORIES_TESTS", BUILD / "tests" / "categories_tests"))
 
 
-@pytest.fixture(scope="module")
-def installed():
-    # Outside of the sources, whose own Resources would be found from below them.
-    with tempfile.TemporaryDirectory(prefix="telvo-installed-") as folder:
-        subprocess.run([os.environ.get("TELVO_CMAKE", "cmake"), "--install", BUILD, "--prefix", folder],
-                       check=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=120)
-        yield pathlib.Path(folder)
-
-
 def run_tool(installation, bus, home, *arguments, **variables):
     environment = {"PATH": "/usr/bin:/bin", "HOME": str(home), "XDG_CONFIG_HOME": str(home / "config"),
+                   "XDG_CACHE_HOME": str(home / "cache"),
                    "DBUS_SESSION_BUS_ADDRESS": bus.address}
     return subprocess.run([installation / "bin" / "telvo-upload", *arguments], env=environment | variables, timeout=120,
                           text=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE)

@@ -1,67 +1,73 @@
-// telvo-upload: uploads a file or folder tree to an FTP server through the helper, and shows its progress.
+// telvo-upload: uploads a file or folder tree to an FTP server through the helper, and tells how far it is.
 
+#include <csignal>
 #include <cstdio>
-#include <filesystem>
-#include <optional>
+#include <exception>
 #include <stdexcept>
-#include <string>
 
-#include <CLI/CLI.hpp>
+#include <glib-unix.h>
 
-#include "telvo-upload/Password.h"
-#include "telvo-upload/Upload.h"
+#include "telvo-upload/CommandLine.h"
+#include "telvo-upload/Report.h"
+#include "telvo/owner/Login.h"
+#include "telvo/owner/Owner.h"
 
 namespace {
 
-constexpr int usageError = 2;
+std::optional<telvo::Login> fromNetrc(const telvo::Target& target) try {
+  return telvo::loginFromNetrc(target.hostName(), target.user);
+} catch (const std::runtime_error& error) {
+  std::fprintf(stderr, "telvo-upload: %s\n", error.what());
+  return std::nullopt;
+}
 
-// The text of a path as the helper is to see it: absolute, without "." and ".." and without a slash at its end.
-std::string absolutePath(const std::string& text) {
-  std::string path = std::filesystem::absolute(text).lexically_normal();
-  while (path.size() > 1 && path.ends_with('/')) path.pop_back();
-  return path;
+// In the order that --help tells. Without a user, and none saved for the host, the login is anonymous.
+telvo::Login findLogin(const CommandLine& line, bool hasDesktop) {
+  const telvo::Target& target = line.target;
+  if (line.password && !target.user.empty()) return {target.user, *line.password};
+  if (const auto saved = fromNetrc(target)) return {saved->user, line.password.value_or(saved->password)};
+  if (target.user.empty()) return {};
+  if (hasDesktop) {
+    if (const auto saved = telvo::passwordFromKeyring(target.hostName(), target.user)) return {target.user, *saved};
+  }
+  return {target.user, telvo::askForPassword("Password for " + target.user + "@" + target.host + ": ")};
+}
+
+// What the user has asked for while the upload runs: a stop, and then to leave at once.
+struct Requests {
+  telvo::Owner& owner;
+  int stops = 0;
+
+  static gboolean stop(gpointer requests) {
+    auto* const self = static_cast<Requests*>(requests);
+    if (++self->stops == 1) self->owner.stop();
+    return G_SOURCE_CONTINUE;
+  }
+};
+
+telvo::Verdict follow(telvo::Owner& owner, const CommandLine& line) {
+  Report report(line.output, line.upload.dryRun);
+  Requests requests{owner};
+  for (const int number : {SIGINT, SIGTERM}) g_unix_signal_add(number, &Requests::stop, &requests);
+  std::optional<telvo::Ending> ending;
+  telvo::UploadEvents events;
+  events.ready = [&report](const std::string& version) { report.ready(version); };
+  events.item = [&report](const telvo::Record& record) { report.item(record); };
+  events.bytes = [&report](const telvo::Bytes& bytes) { report.bytes(bytes); };
+  events.ended = [&ending](telvo::Ending how) { ending = how; };
+  owner.start(line.upload, events);
+  while (!ending && requests.stops < 2) g_main_context_iteration(nullptr, TRUE);
+  return report.end(ending.value_or(telvo::Ending::helperEnded), requests.stops > 0);
 }
 
 int run(int argc, char** argv) {
-  CLI::App app("Uploads a file or folder to an FTP server and shows the progress.", "telvo-upload");
-  app.set_version_flag("--version", TELVO_VERSION);
-  std::string source;
-  std::string host;
-  std::string user;
-  std::optional<std::string> passwordFile;
-  std::string cache;
-  bool debug = false;
-  app.add_option("SOURCE", source, "The file or folder to upload; it arrives in the server's root")->required();
-  app.add_option("HOST[:PORT]", host, "The FTP server")->required();
-  app.add_option("--user", user, "The login; without it, the login is anonymous")->option_text("NAME");
-  app.add_option("--password-file", passwordFile,
-                 "A file whose first line is the password; else it comes from TELVO_PASSWORD, else it is asked for")
-      ->option_text("FILE");
-  app.add_option("--cache", cache, "A file that remembers what was sent, so that the next run sends only what changed")
-      ->option_text("FILE");
-  app.add_flag("--debug", debug, "Let the helper write its log");
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : usageError;
-  }
-
-  UploadRequest request;
-  request.source = absolutePath(source);
-  if (!std::filesystem::exists(std::filesystem::symlink_status(request.source))) {
-    std::fprintf(stderr, "telvo-upload: %s does not exist\n", source.c_str());
-    return usageError;
-  }
-  if (host.empty()) {
-    std::fputs("telvo-upload: the host is missing\n", stderr);
-    return usageError;
-  }
-  request.host = host;
-  request.user = user;
-  if (!user.empty()) request.password = findPassword(passwordFile, user, host);
-  if (!cache.empty()) request.cache = absolutePath(cache);
-  request.debug = debug;
-  return upload(request);
+  auto line = readCommandLine(argc, argv);
+  if (!line) return 0;
+  telvo::Owner owner(telvo::BusChoice::sessionOrOwn);
+  const telvo::Login login = findLogin(*line, owner.isOnSessionBus());
+  line->upload.user = login.user;
+  line->upload.password = login.password;
+  return statusFor(follow(owner, *line));
 }
 
 }  // namespace
@@ -69,6 +75,9 @@ int run(int argc, char** argv) {
 int main(int argc, char** argv) {
   try {
     return run(argc, argv);
+  } catch (const UsageError& error) {
+    std::fprintf(stderr, "telvo-upload: %s\nSee telvo-upload --help.\n", error.what());
+    return 2;
   } catch (const std::exception& error) {
     std::fprintf(stderr, "telvo-upload: %s\n", error.what());
     return 1;

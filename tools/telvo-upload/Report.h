@@ -1,0 +1,35 @@
+#pragma once
+
+#include "telvo/owner/Owner.h"
+#include "telvo/owner/Progress.h"
+#include "telvo/owner/ProgressText.h"
+#include "telvo/owner/Terminal.h"
+
+enum class Output { usual, quiet, verbose, json };
+
+// Tells the user of a run as it goes, and what became of it: what failed goes to standard error, all else to standard
+// output.
+class Report {
+ public:
+  Report(Output output, bool isDryRun) : output_(output), isDryRun_(isDryRun) {}
+
+  void ready(const std::string& version) const;
+  void item(const telvo::Record& record);
+  void bytes(const telvo::Bytes& bytes);
+  // `stopWasAsked`: whether the user has asked for a stop, which may have come too late.
+  telvo::Verdict end(telvo::Ending ending, bool stopWasAsked);
+
+ private:
+  void tellItem(const telvo::Record& record);
+  void tellSummary() const;
+  void tellFailures() const;
+  void tellEnding(telvo::Ending ending, telvo::Verdict verdict) const;
+
+  Output output_;
+  bool isDryRun_;
+  telvo::Progress progress_;
+  telvo::StatusLine line_{[this](int columns) { return telvo::progressText(progress_, columns); }};
+};
+
+// The exit status that says so.
+int statusFor(telvo::Verdict verdict);
