@@ -28,10 +28,11 @@ enum NSUnderlineStyle : NSInteger {
 };
 
 // The styled text of an RTF document (version 1.9.1): text, fonts, sizes, bold, italic, underline, strikethrough,
-// super- and subscript, colours, alignment and links. Cells of tables are separated by tabs, pictures and notes left
-// out, hidden and deleted text as well. Nil for nil, for data that does not begin as an RTF document, and for more than
-// a million groups within each other; a document that is cut short or damaged further on gives what can be read. Time
-// and memory are linear in the size. Any thread.
+// super- and subscript, colours, alignment and links. Text of East Asian and of complex scripts (Hebrew, Arabic, Indic
+// ...) has the font that the document gives it apart from the rest. Cells of tables are separated by tabs, pictures and
+// notes left out, hidden and deleted text as well. Nil for nil, for data that does not begin as an RTF document, and
+// for more than a million groups within each other; a document that is cut short or damaged further on gives what can
+// be read. Time and memory are linear in the size. Any thread.
 Ref<NSAttributedString> NSAttributedStringFromRTF(const Ref<NSData>& data);
 
 // The range as an RTF document of ASCII bytes, which NSAttributedStringFromRTF() reads back as the same styled text,
