@@ -3,6 +3,7 @@
 import os
 import plistlib
 import random
+import subprocess
 import time
 import xml.parsers.expat
 
@@ -13,6 +14,7 @@ import processes
 HEAD = b'<?xml version="1.0" encoding="UTF-8"?>\n<plist version="1.0">'
 TAIL = b"</plist>\n"
 GIGABYTE = 1 << 30
+MEGABYTE = 1 << 20
 
 
 @pytest.fixture
@@ -50,6 +52,32 @@ def test_a_path_that_cannot_be_written_means_no_cache(owner, small_tree, scripte
 def test_a_device_or_a_file_of_the_system_means_no_cache(owner, small_tree, scripted, path):
     for _ in range(2):
         assert run(owner, small_tree, scripted, path) == 3
+
+
+def test_a_block_device_is_neither_read_nor_written(owner, small_tree, scripted, tmp_path):
+    if os.geteuid() != 0:
+        pytest.skip("makes a device")
+    disk = tmp_path / "disk"
+    # What it begins with would be a cache.
+    content = plistlib.dumps([]).ljust(MEGABYTE, b" ")
+    disk.write_bytes(content)
+    device = subprocess.run(["losetup", "--find", "--show", disk], check=True, capture_output=True, text=True).stdout
+    try:
+        assert run(owner, small_tree, scripted, device.strip()) == 3
+    finally:
+        subprocess.run(["losetup", "--detach", device.strip()], check=True)
+    assert disk.read_bytes() == content
+
+
+@pytest.mark.parametrize("nested", [False, True])
+def test_a_small_file_that_describes_gigabytes_is_no_cache(owner, small_tree, scripted, cache, nested):
+    """A binary list refers to one long text again and again."""
+    records = ["x" * 90_000] * 80_000
+    cache.write_bytes(binary([records] if nested else records))
+    assert cache.stat().st_size < 300_000
+    helper = owner.launch(small_tree.path, scripted, cachedInfoPath=cache)
+    assert owner.wait_for_last_record()[-1].record["Total"] == 3
+    assert processes.memory(helper.pid, "VmHWM") < 100 * MEGABYTE
 
 
 def test_a_cache_that_may_not_be_read_or_written_is_none(owner, small_tree, scripted, cache):

@@ -99,7 +99,7 @@ id foundation::propertyListWithContentsOfFile(const Ref<NSString>& path, const C
                                               PropertyListUnfolding unfolding) try {
   constexpr std::size_t largest = std::size_t{4} << 30U;
   const auto name = systemPath(path);
-  const auto file = name ? openFile(*name, O_RDONLY) : FileDescriptor();
+  const auto file = name ? openRegularFile(*name, O_RDONLY, 0, checkpoint) : FileDescriptor();
   if (!file) return nil;
   std::array<char, 4096> beginning;
   const ssize_t length = pread(file.get(), beginning.data(), beginning.size(), 0);
@@ -119,7 +119,9 @@ id foundation::propertyListWithContentsOfFile(const Ref<NSString>& path, const C
 bool foundation::writePropertyList(const id& propertyList, const Ref<NSString>& path, bool atomically,
                                    const Checkpoint& checkpoint) try {
   const auto name = systemPath(path);
-  return name && writeFile(*name, fileFrom(propertyList, checkpoint), atomically);
+  if (!name) return false;
+  const std::string bytes = fileFrom(propertyList, checkpoint);
+  return atomically ? writeFile(*name, bytes, true) : rewriteRegularFile(*name, bytes, checkpoint);
 } catch (const PropertyListFailure&) {
   return false;
 }

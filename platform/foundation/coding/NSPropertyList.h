@@ -48,12 +48,13 @@ enum class PropertyListUnfolding {
   InProportion,  // what describes the whole list is no longer than a small multiple of the file
 };
 
-// The property list in a file, immutable, or nil; also nil when it was given up or unfolds too far. A file that does
-// not begin like one is not read any further.
+// The property list in a regular file, immutable, or nil; also nil when it was given up or unfolds too far. A file that
+// does not begin like one is not read any further, and what is no regular file is not opened.
 id propertyListWithContentsOfFile(const Ref<NSString>& path, const Checkpoint& checkpoint = nullptr,
                                   PropertyListUnfolding unfolding = PropertyListUnfolding::Free);
 // As XML, or in the binary format when XML cannot tell a dictionary's keys apart. False when it is no property list,
-// cannot be written, or was given up, and then the file is what it was.
+// cannot be written, or was given up, and then the file is what it was; false also for what exists and is no regular
+// file, which is left alone.
 bool writePropertyList(const id& propertyList, const Ref<NSString>& path, bool atomically,
                        const Checkpoint& checkpoint = nullptr);
 

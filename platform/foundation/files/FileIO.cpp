@@ -3,14 +3,18 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <charconv>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
 #include <new>
 #include <stdexcept>
+#include <thread>
 
 #include <dirent.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -32,27 +36,53 @@ std::string withoutLinks(const std::string& path) {
   return resolved ? std::string(resolved.get()) : path;
 }
 
-// A new file in the folder under a name of its own. Its name is short, so that it fits wherever the final one does.
+// False with errno set.
+bool isRegular(const struct stat& status) {
+  if (S_ISREG(status.st_mode)) return true;
+  errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+  return false;
+}
+
+// False with errno set.
+bool passes(const foundation::Checkpoint& checkpoint) {
+  if (!checkpoint || checkpoint()) return true;
+  errno = ECANCELED;
+  return false;
+}
+
+constexpr std::string_view temporaryPrefix = ".tmp-";
+
+// A new file in the folder under a name of its own, locked for as long as it is open. Its name is short, so that it
+// fits wherever the final one does.
 std::pair<std::string, foundation::FileDescriptor> createTemporaryFile(const std::string& folder,
                                                                        unsigned permissions) {
   static std::atomic<unsigned> counter{0};
   constexpr int attempts = 1000;
   for (int attempt = 0; attempt < attempts; ++attempt) {
-    std::string path = folder + "/.tmp-" + std::to_string(getpid()) + "-" + std::to_string(counter++);
+    std::string path = folder + "/";
+    path.append(temporaryPrefix).append(std::to_string(getpid())).append("-").append(std::to_string(counter++));
     auto file = foundation::openFile(path, O_WRONLY | O_CREAT | O_EXCL, permissions);
+    if (file) flock(file.get(), LOCK_EX | LOCK_NB);
     if (file || errno != EEXIST) return {std::move(path), std::move(file)};
   }
   return {std::string(), foundation::FileDescriptor()};
+}
+
+// Whether the name of a temporary file has the id of a process that has gone. The lock alone would not tell a file that
+// was made a moment ago and is about to be locked.
+bool isOfNoProcess(std::string_view name) {
+  pid_t process = 0;
+  name.remove_prefix(temporaryPrefix.size());
+  const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), process);
+  return error == std::errc() && end != name.data() + name.size() && *end == '-' && process > 0 &&
+         kill(process, 0) != 0 && errno == ESRCH;
 }
 
 bool writeAtomically(const std::string& path, std::string_view bytes, unsigned permissions) {
   const std::string target = withoutLinks(path);
   struct stat old {};
   const bool replaces = stat(target.c_str(), &old) == 0;
-  if (replaces && !S_ISREG(old.st_mode)) {
-    errno = S_ISDIR(old.st_mode) ? EISDIR : EINVAL;
-    return false;
-  }
+  if (replaces && !isRegular(old)) return false;
   auto [temporary, file] = createTemporaryFile(foundation::parentOf(target), permissions);
   if (!file) return false;
   const bool complete = writeAll(file, bytes) &&
@@ -113,13 +143,30 @@ FileDescriptor openFile(const std::string& path, int flags, unsigned mode) {
   return FileDescriptor(descriptor);
 }
 
-std::optional<std::vector<std::string>> namesInDirectory(const std::string& path) {
+FileDescriptor openRegularFile(const std::string& path, int flags, unsigned mode, const Checkpoint& checkpoint) {
+  constexpr auto pause = std::chrono::milliseconds(10);
+  struct stat status {};
+  if (stat(path.c_str(), &status) == 0 && !isRegular(status)) return FileDescriptor();
+  FileDescriptor file = openFile(path, flags, mode);
+  while (!file && errno == EWOULDBLOCK) {
+    std::this_thread::sleep_for(pause);
+    if (!passes(checkpoint)) return FileDescriptor();
+    file = openFile(path, flags, mode);
+  }
+  // Another file may have taken the name since.
+  if (file && (fstat(file.get(), &status) != 0 || !isRegular(status))) return FileDescriptor();
+  return file;
+}
+
+std::optional<std::vector<std::string>> namesInDirectory(const std::string& path, const Checkpoint& checkpoint) {
+  constexpr std::size_t often = 256;
   const std::unique_ptr<DIR, DirectoryCloser> directory(opendir(path.c_str()));
   if (!directory) return std::nullopt;
   std::vector<std::string> names;
   errno = 0;
   while (const dirent* entry = readdir(directory.get())) {
     if (!isDotName(entry->d_name)) names.emplace_back(entry->d_name);
+    if (names.size() % often == 0 && !passes(checkpoint)) return std::nullopt;
     errno = 0;
   }
   if (errno != 0) return std::nullopt;
@@ -127,17 +174,13 @@ std::optional<std::vector<std::string>> namesInDirectory(const std::string& path
 }
 
 std::optional<std::string> contentsOfFile(const std::string& path, std::size_t limit) {
-  const auto file = openFile(path, O_RDONLY);
+  const auto file = openRegularFile(path, O_RDONLY);
   return file ? contentsOfFile(file, limit) : std::nullopt;
 }
 
 std::optional<std::string> contentsOfFile(const FileDescriptor& file, std::size_t limit) try {
   struct stat status {};
-  if (fstat(file.get(), &status) != 0) return std::nullopt;
-  if (!S_ISREG(status.st_mode)) {
-    errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-    return std::nullopt;
-  }
+  if (fstat(file.get(), &status) != 0 || !isRegular(status)) return std::nullopt;
   // Read until the end rather than up to the size: the file may grow or shrink, and files in /proc have no size.
   constexpr std::size_t smallestBlock = 4096;
   std::string bytes(std::min(limit, static_cast<std::size_t>(status.st_size) + 1), '\0');
@@ -160,6 +203,13 @@ std::optional<std::string> contentsOfFile(const FileDescriptor& file, std::size_
   return std::nullopt;
 }
 
+bool rewriteRegularFile(const std::string& path, std::string_view bytes, const Checkpoint& checkpoint) {
+  constexpr unsigned everybody = 0666;
+  // Emptied only when it has shown what it is.
+  auto file = openRegularFile(path, O_WRONLY | O_CREAT, everybody, checkpoint);
+  return file && ftruncate(file.get(), 0) == 0 && writeAll(file, bytes) && file.close();
+}
+
 bool writeAll(const FileDescriptor& file, std::string_view bytes) {
   while (!bytes.empty()) {
     const ssize_t count = ::write(file.get(), bytes.data(), bytes.size());
@@ -172,6 +222,17 @@ bool writeAll(const FileDescriptor& file, std::string_view bytes) {
 
 bool writeFile(const std::string& path, std::string_view bytes, bool atomically, unsigned permissions) {
   return atomically ? writeAtomically(path, bytes, permissions) : writeInPlace(path, bytes, permissions);
+}
+
+void removeStaleTemporaryFiles(const std::string& folder) {
+  const auto names = namesInDirectory(folder);
+  if (!names) return;
+  for (const std::string& name : *names) {
+    if (!name.starts_with(temporaryPrefix) || !isOfNoProcess(name)) continue;
+    const std::string path = folder + "/" + name;
+    const FileDescriptor file = openRegularFile(path, O_RDONLY | O_NOFOLLOW);
+    if (file && flock(file.get(), LOCK_EX | LOCK_NB) == 0) unlink(path.c_str());
+  }
 }
 
 Ref<NSError> readError(int code, const Ref<NSString>& path) {

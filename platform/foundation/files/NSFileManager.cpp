@@ -198,16 +198,26 @@ bool NSFileManager::setAttributes_ofItemAtPath_error(const Ref<NSDictionary>& at
 }
 
 Ref<NSArray> NSFileManager::contentsOfDirectoryAtPath_error(const Ref<NSString>& path, Ref<NSError>* error) const {
+  const auto contents = foundation::contentsOfDirectory(path, nullptr);
+  if (!contents) NSSetError(error, foundation::readError(errno, path));
+  return contents;
+}
+
+Ref<NSArray> foundation::contentsOfDirectory(const Ref<NSString>& path, const Checkpoint& checkpoint) {
   const auto folder = systemPath(path);
-  const auto names = folder ? foundation::namesInDirectory(*folder) : std::nullopt;
-  if (!names) {
-    NSSetError(error, foundation::readError(errno, path));
-    return nil;
-  }
+  const auto names = folder ? namesInDirectory(*folder, checkpoint) : std::nullopt;
+  if (!names) return nil;
   std::vector<id> contents;
   contents.reserve(names->size());
-  for (const std::string& name : *names) contents.push_back(NSString::stringWithUTF8String(name));
+  for (const std::string& name : *names) {
+    if (checkpoint && !checkpoint()) return nil;
+    contents.push_back(NSString::stringWithUTF8String(name));
+  }
   return NSArray::arrayWithVector(std::move(contents));
+}
+
+void foundation::waitForLease(const Ref<NSString>& path, const Checkpoint& checkpoint) {
+  if (const auto name = systemPath(path)) openRegularFile(*name, O_RDONLY, 0, checkpoint);
 }
 
 Ref<NSArray> NSFileManager::subpathsOfDirectoryAtPath_error(const Ref<NSString>& path, Ref<NSError>* error) const {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "foundation/events/Checkpoint.h"
 #include "foundation/runtime/NSObject.h"
 
 class NSArray;
@@ -91,3 +92,15 @@ class NSFileManager : public NSObject {
   bool moveItemAtURL_toURL_error(const Ref<NSURL>& source, const Ref<NSURL>& destination, Ref<NSError>* error) const;
   bool copyItemAtURL_toURL_error(const Ref<NSURL>& source, const Ref<NSURL>& destination, Ref<NSError>* error) const;
 };
+
+namespace foundation {
+
+// The names in a folder as contentsOfDirectoryAtPath_error() gives them; nil also when the checkpoint, which is passed
+// often, gives the work up. For folders of a million entries.
+Ref<NSArray> contentsOfDirectory(const Ref<NSString>& path, const Checkpoint& checkpoint);
+
+// Returns when a regular file can be read as far as other programs' leases go: a program that holds one is asked by the
+// system to give it up, and reading fails until then. The checkpoint, which is passed while this waits, can end it.
+void waitForLease(const Ref<NSString>& path, const Checkpoint& checkpoint);
+
+}  // namespace foundation
