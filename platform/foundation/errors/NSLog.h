@@ -5,8 +5,10 @@
 #include "foundation/text/NSFormat.h"
 #include "foundation/text/NSString.h"
 
-// Writes one line to the system log, and to standard error with time stamp, process name and process id. Line ends
-// inside the text stay in it. Never fails. Any thread.
+// Writes one line to standard error with time stamp, process name and process id, line ends inside the text as they
+// are, and to the system log, with the process id and with control characters escaped ("\x0a"). Never fails, and never
+// waits for a reader that does not read: what it misses is dropped in the end, and a line "n lines dropped" says so.
+// Any thread.
 void NSLogv(const Ref<NSString>& format, const std::vector<NSFormatArgument>& arguments);
 
 template <class... Arguments>
