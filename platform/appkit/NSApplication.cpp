@@ -1,17 +1,12 @@
 #include "appkit/NSApplication.h"
 
-#include <cerrno>
-#include <csignal>
 #include <cstdlib>
-#include <optional>
 
-#include <sys/eventfd.h>
-#include <unistd.h>
-
+#include "appkit/ProcessSetup.h"
+#include "appkit/TerminationSignals.h"
 #include "foundation/collections/NSNumber.h"
 #include "foundation/errors/NSException.h"
 #include "foundation/errors/NSLog.h"
-#include "foundation/events/EventSource.h"
 #include "foundation/events/NSRunLoop.h"
 #include "foundation/notifications/NSNotification.h"
 #include "foundation/preferences/NSUserDefaults.h"
@@ -23,37 +18,6 @@ std::function<id()>& mainInterface() {
   static std::function<id()>& maker = *new std::function<id()>;
   return maker;
 }
-
-// Turns the signals that ask for the end into a request that the main run loop serves.
-class TerminationSignals {
- public:
-  // Before anything else is set up, so that an early signal is not lost.
-  static void catchThem() {
-    descriptor = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
-    struct sigaction action {};
-    action.sa_handler = [](int) {
-      const int savedError = errno;
-      [[maybe_unused]] const int written = eventfd_write(descriptor, 1);
-      errno = savedError;
-    };
-    action.sa_flags = SA_RESTART;
-    sigaction(SIGTERM, &action, nullptr);
-    sigaction(SIGINT, &action, nullptr);
-    // A peer that goes away shows as a failed write.
-    std::signal(SIGPIPE, SIG_IGN);
-  }
-
-  TerminationSignals()
-      : source_(NSRunLoop::mainRunLoop(), descriptor, foundation::DescriptorSource::Readable, [] {
-          eventfd_t count = 0;
-          eventfd_read(descriptor, &count);
-          NSApplication::sharedApplication()->terminate(nil);
-        }) {}
-
- private:
-  static inline int descriptor = -1;
-  foundation::DescriptorSource source_;
-};
 
 }  // namespace
 
@@ -109,8 +73,9 @@ NSMainInterface::NSMainInterface(std::function<id()> makeDelegate) { mainInterfa
 int NSApplicationMain(int argc, char** argv) {
   // First of all: what the arguments say must not stay readable for others.
   NSUserDefaults::takeArguments(argc, argv);
+  appkit::setUpProcess();
   TerminationSignals::catchThem();
-  const TerminationSignals signals;
+  const TerminationSignals signals([] { NSApplication::sharedApplication()->terminate(nil); });
   const Ref<NSApplication>& application = NSApplication::sharedApplication();
   if (mainInterface()) application->setDelegate(mainInterface()());
   const id delegate = application->delegate();

@@ -18,8 +18,8 @@ class NSApplication : public NSObject {
   void setDelegate(const id& delegate) { delegate_ = delegate; }
 
   // Delivers "applicationDidFinishLaunching:" to the delegate from the run loop and serves the loop until the process
-  // ends. An exception of the platform that leaves a callback is logged, and the loop goes on. SIGTERM and SIGINT are
-  // requests to terminate.
+  // ends. An exception of the platform that leaves a callback is logged, and the loop goes on. SIGTERM, SIGINT
+  // and SIGHUP are requests to terminate.
   [[noreturn]] void run();
 
   // Asks the delegate with "applicationShouldTerminate:"; anything but NSTerminateCancel, or no answer, ends the
@@ -39,6 +39,6 @@ class NSMainInterface {
   explicit NSMainInterface(std::function<id()> makeDelegate);
 };
 
-// Takes the launch arguments (NSUserDefaults::takeArguments), makes the delegate, sends it "awakeFromNib" and runs the
-// application.
+// Takes the launch arguments (NSUserDefaults::takeArguments), sets up the process, makes the delegate, sends it
+// "awakeFromNib" and runs the application.
 int NSApplicationMain(int argc, char** argv);

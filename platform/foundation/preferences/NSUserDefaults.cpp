@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include <strings.h>
+#include <sys/prctl.h>
 
 #include "foundation/coding/NSPropertyList.h"
 #include "foundation/collections/NSArray.h"
@@ -106,6 +107,8 @@ void NSUserDefaults::takeArguments(int argc, char** argv) {
     values->setObject_forKey(NSString::stringWithUTF8String(argv[++i]), key);
   }
   Arguments::shared().set(as<NSDictionary>(values->copy()));
+  // Neither in the memory that other processes of the same user may look at, nor in a core file.
+  prctl(PR_SET_DUMPABLE, 0);
   for (int i = 1; i < argc; ++i) explicit_bzero(argv[i], std::strlen(argv[i]));
 }
 

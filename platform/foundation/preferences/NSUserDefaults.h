@@ -40,7 +40,8 @@ class NSUserDefaults : public NSObject {
 
   // Makes the arguments of the process its argument domain: each "-key" takes the very next argument, whatever that
   // begins with, as its value, a text; the last one of a key counts; other arguments are passed over. All but the first
-  // are then overwritten with zeroes where they stand, so that a password does not stay readable in the process list.
+  // are then overwritten with zeroes where they stand, so that a password does not stay readable in the process list,
+  // and the process cannot be dumped from then on.
   static void takeArguments(int argc, char** argv);
 
   // Nil when there is none. The typed ones give nil, or 0, for a value of another type; a text for a number counts as

@@ -1,0 +1,18 @@
+#include "foundation/events/UrgentRequest.h"
+
+#include <utility>
+
+namespace foundation {
+namespace {
+
+UrgentRequest& shared() {
+  static UrgentRequest& request = *new UrgentRequest;
+  return request;
+}
+
+}  // namespace
+
+void setUrgentRequest(UrgentRequest request) { shared() = std::move(request); }
+const UrgentRequest& urgentRequest() { return shared(); }
+
+}  // namespace foundation
