@@ -31,6 +31,7 @@ Class TelvoFTPHelper::classObject() {
           method("uploadProgress:"_sel, &TelvoFTPHelper::uploadProgress),
           method("shouldStop:"_sel, &TelvoFTPHelper::shouldStop),
           method("someAppTerminated:"_sel, &TelvoFTPHelper::someAppTerminated),
+          method("sessionEnded:"_sel, &TelvoFTPHelper::sessionEnded),
           method("terminateApp"_sel, &TelvoFTPHelper::terminateApp),
           method("stop"_sel, &TelvoFTPHelper::stop),
       });
@@ -60,8 +61,11 @@ void TelvoFTPHelper::applicationDidFinishLaunching(const Ref<NSNotification>&) {
   const auto password = defaults->stringForKey("password"_ns);
   const auto cachedInfoPath = defaults->stringForKey("cachedInfoPath"_ns);
   debugWithFormat("helper launched for %@"_ns, sourcePath);
-  NSWorkspace::sharedWorkspace()->notificationCenter()->addObserver_selector_name_object(
-      self(), "someAppTerminated:"_sel, NSWorkspaceDidTerminateApplicationNotification(), nil);
+  const auto workspaceCenter = NSWorkspace::sharedWorkspace()->notificationCenter();
+  workspaceCenter->addObserver_selector_name_object(self(), "someAppTerminated:"_sel,
+                                                    NSWorkspaceDidTerminateApplicationNotification(), nil);
+  workspaceCenter->addObserver_selector_name_object(self(), "sessionEnded:"_sel, NSWorkspaceWillPowerOffNotification(),
+                                                    nil);
   if (!ownerBundleIdentifier() || ownerBundleIdentifier()->length() == 0) {
     NSApplication::sharedApplication()->terminate(self());
     return;
@@ -116,7 +120,13 @@ void TelvoFTPHelper::shouldStop(const Ref<NSNotification>&) {
 
 void TelvoFTPHelper::someAppTerminated(const Ref<NSNotification>& notification) {
   const Ref<NSDictionary> info = notification->userInfo();
-  const auto identifier = info ? as<NSString>(info->objectForKey("NSApplicationBundleIdentifier"_ns)) : Ref<NSString>();
+  appQuit(info ? as<NSString>(info->objectForKey("NSApplicationBundleIdentifier"_ns)) : Ref<NSString>());
+}
+
+// An owner that can neither be heard nor be seen quitting any more counts as having quit.
+void TelvoFTPHelper::sessionEnded(const Ref<NSNotification>&) { appQuit(ownerBundleIdentifier()); }
+
+void TelvoFTPHelper::appQuit(const Ref<NSString>& identifier) {
   debugWithFormat("%@ has quit"_ns, identifier);
   if (!identifier || !identifier->isEqualToString(ownerBundleIdentifier())) return;
   debugWithFormat("... it's our owner!"_ns);

@@ -38,6 +38,8 @@ class TelvoFTPHelper : public NSObject {
   void shouldStop(const Ref<NSNotification>& notification);
   // An application has quit: when it is the owner, so does the helper.
   void someAppTerminated(const Ref<NSNotification>& notification);
+  // The user's session has ended, and with it the way to the owner: this counts as the owner's quit.
+  void sessionEnded(const Ref<NSNotification>& notification);
   void terminateApp();
 
   bool debugMode() const { return _debugMode; }
@@ -58,6 +60,7 @@ class TelvoFTPHelper : public NSObject {
   }
 
  private:
+  void appQuit(const Ref<NSString>& identifier);
   static void logLine(const Ref<NSString>& format, const std::vector<NSFormatArgument>& arguments);
 
   bool _debugMode = false;

@@ -1,8 +1,10 @@
 """A session bus of one test's own."""
 
+import contextlib
 import os
 import pathlib
 import shutil
+import signal
 import socket
 import subprocess
 import tempfile
@@ -44,6 +46,15 @@ class SessionBus:
     @property
     def environment(self):
         return {**os.environ, "DBUS_SESSION_BUS_ADDRESS": self.address}
+
+    @contextlib.contextmanager
+    def stopped(self):
+        """The bus takes connections, and does nothing about them, for the time being."""
+        os.kill(self._process.pid, signal.SIGSTOP)
+        try:
+            yield
+        finally:
+            os.kill(self._process.pid, signal.SIGCONT)
 
     def stop(self):
         processes.end(self._process)

@@ -109,6 +109,10 @@ class Application:
         # The answer shows that the bus has handled what was sent before it.
         self._call("GetId", None)
 
+    def wait_for_name(self, name):
+        """The name is this application's once its present owner gives it up."""
+        self._call("RequestName", GLib.Variant("(su)", (name, 0)))
+
     def release_name(self):
         """What the others see as this application's quit."""
         self._call("ReleaseName", GLib.Variant("(s)", (self.name,)))

@@ -13,6 +13,8 @@ const Ref<NSString>& NSWorkspaceDidTerminateApplicationNotification() {
   return "NSWorkspaceDidTerminateApplicationNotification"_ns;
 }
 
+const Ref<NSString>& NSWorkspaceWillPowerOffNotification() { return "NSWorkspaceWillPowerOffNotification"_ns; }
+
 Class NSWorkspace::classObject() {
   static const NSClass object("NSWorkspace", NSObject::classObject(),
                               {method("notificationCenter"_sel, &NSWorkspace::notificationCenter)});
@@ -42,12 +44,15 @@ void NSWorkspace::watchSessionBus() {
   foundation::subscribeOnSessionBus(ownerChanges, [this](GVariant* parameters) {
     if (!g_variant_is_of_type(parameters, G_VARIANT_TYPE("(sss)"))) return;
     const char* name = nullptr;
-    const char* newOwner = nullptr;
-    g_variant_get(parameters, "(&s&s&s)", &name, nullptr, &newOwner);
-    // The names of bus connections begin with a colon; they are no applications.
-    if (*newOwner || *name == ':') return;
+    const char* oldOwner = nullptr;
+    g_variant_get(parameters, "(&s&s&s)", &name, &oldOwner, nullptr);
+    // The names of bus connections begin with a colon; they are no applications. Whoever has the name from now on is
+    // another program than the one that had it.
+    if (!*oldOwner || *name == ':') return;
     notificationCenter_->postNotificationName_object_userInfo(
         NSWorkspaceDidTerminateApplicationNotification(), self(),
         NSDictionary::dictionary({{"NSApplicationBundleIdentifier"_ns, NSString::stringWithUTF8String(name)}}));
   });
+  foundation::watchSessionBusEnd(
+      [this] { notificationCenter_->postNotificationName_object(NSWorkspaceWillPowerOffNotification(), self()); });
 }

@@ -9,8 +9,13 @@ class NSString;
 // "NSApplicationBundleIdentifier".
 const Ref<NSString>& NSWorkspaceDidTerminateApplicationNotification();
 
+// Posted there, without user information, when the user's session ends: the session bus has gone, and no quit can be
+// heard of any more.
+const Ref<NSString>& NSWorkspaceWillPowerOffNotification();
+
 // The applications of the user's session. An application's bundle identifier is its well-known name on the session bus,
-// and the name losing its owner is the quit; without a session bus nobody ever quits. Main thread only.
+// and the name losing its owner is the quit, also when another program that has waited for the name gets it. Without a
+// session bus nobody ever quits. Main thread only.
 class NSWorkspace : public NSObject {
   NS_OBJECT(NSWorkspace, NSObject)
 
@@ -20,7 +25,7 @@ class NSWorkspace : public NSObject {
   NSWorkspace();
   ~NSWorkspace() override;
 
-  // Asked for for the first time, it begins to watch the bus, and misses no quit from then on.
+  // The first call begins to watch the bus; no quit is missed from then on.
   const Ref<NSNotificationCenter>& notificationCenter();
 
  private:

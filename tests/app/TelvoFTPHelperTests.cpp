@@ -5,6 +5,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <arpa/inet.h>
@@ -16,6 +17,7 @@
 #include "app/TelvoFTPHelper.h"
 #include "appkit/NSApplication.h"
 #include "foundation/Foundation.h"
+#include "foundation/events/RunLoopContext.h"
 #include "foundation/preferences/NSUserDefaults.h"
 #include "streams/TelvoFTPData.h"
 #include "testing/BusPeer.h"
@@ -90,6 +92,9 @@ class TelvoFTPHelperTest : public testing::Test {
     helper->setOwnerBundleIdentifier("com.example.Owner"_ns);
   }
 
+  // A helper whose upload is over keeps itself alive by the timer of its end, which is another test's end as well.
+  ~TelvoFTPHelperTest() override { NSRunLoop::mainRunLoop()->context().invalidateTimers(); }
+
   void upload(const std::string& path, const std::string& host, const Ref<NSString>& cachedInfoPath = nil) {
     helper->uploadPath_toHost_username_password_cachedInfoPath(text(path), text(host), "ann"_ns, "secret"_ns,
                                                                cachedInfoPath);
@@ -149,6 +154,31 @@ TEST_F(TelvoFTPHelperTest, RelaysEachRecordOfTheJobToItsOwner) {
             std::string::npos);
 }
 
+// How long the run loop would wait for what comes next, in milliseconds.
+int waitOfTheRunLoop() {
+  GMainContext* const context = NSRunLoop::mainRunLoop()->context().context;
+  EXPECT_TRUE(g_main_context_acquire(context));
+  gint priority = 0;
+  gint wait = 0;
+  std::vector<GPollFD> descriptors(64);
+  g_main_context_prepare(context, &priority);
+  const gint count = g_main_context_query(context, priority, &wait, descriptors.data(), 64);
+  g_main_context_check(context, priority, descriptors.data(), count);
+  g_main_context_release(context);
+  return wait;
+}
+
+// That it is not less shows from outside.
+TEST_F(TelvoFTPHelperTest, EndsThirtySecondsAfterTheLastRecordAndNoLater) {
+  folder.write("Site/a.txt", "a");
+  upload(folder / "Site", refusingHost);
+  // Apart from the end there is nothing that anybody waits for.
+  while (waitOfTheRunLoop() == 0) turn();
+  EXPECT_EQ(NSRunLoop::mainRunLoop()->context().timers.size(), 1U);
+  EXPECT_GT(waitOfTheRunLoop(), 0);
+  EXPECT_LE(waitOfTheRunLoop(), 30000);
+}
+
 TEST_F(TelvoFTPHelperTest, WithNothingToSendPostsOnceWithoutUserInformation) {
   folder.write("a.txt", "a");
   upload(folder / "a.txt", refusingHost, folder.text("cache"));
@@ -174,12 +204,41 @@ TEST_F(TelvoFTPHelperTest, WithoutATokenPostsWithNoObject) {
   EXPECT_NE(owner.heard[0].find("'HasObject': <false>"), std::string::npos);
 }
 
+// Calls back when the process hears the notification.
+class Ear : public NSObject {
+  NS_OBJECT(Ear, NSObject)
+
+ public:
+  explicit Ear(std::function<void()> callback) : callback_(std::move(callback)) {}
+  void heard(const Ref<NSNotification>&) { callback_(); }
+
+ private:
+  std::function<void()> callback_;
+};
+
+Class Ear::classObject() {
+  static const NSClass object("Ear", NSObject::classObject(), {method("heard:"_sel, &Ear::heard)});
+  return &object;
+}
+
 TEST_F(TelvoFTPHelperTest, ObeysItsOwnersStopRequestAndNoOther) {
   const SilentServer server;
   for (const char* name : {"1", "2", "3", "4"}) folder.write(std::string("Site/") + name, "x");
-  afterSeconds(0.1, [&] { postStop("another token"); });
-  afterSeconds(0.3, [&] { postStop("token"); });
+  // What comes over the bus comes in order: what was posted before the marker has been handled when it is heard.
+  bool workedOn = false;
+  const auto ear = make<Ear>([&] {
+    workedOn = helper->ftpData()->isWorking();
+    postStop("token");
+  });
+  const auto center = NSDistributedNotificationCenter::defaultCenter();
+  center->addObserver_selector_name_object(ear, "heard:"_sel, "Marker"_ns, nil);
+  afterSeconds(0.1, [&] {
+    postStop("another token");
+    owner.emit("('Marker', '', {'HasObject': <false>})");
+  });
   const Lines lines = linesOf([&] { upload(folder / "Site", server.host()); });
+  center->removeObserver(ear);
+  EXPECT_TRUE(workedOn) << "another token's request changes nothing";
   EXPECT_EQ(lines, (Lines{"starting upload of " + (folder / "Site"), "shouldStop received", "stop", "progress: 20%"}));
   int records = 0;
   for (const std::string& post : heard()) {
@@ -292,9 +351,9 @@ TEST_F(TelvoFTPHelperTest, ItsReleaseIsLoggedAndLeavesNothingThatCouldBeCalled) 
 }
 
 TEST_F(TelvoFTPHelperTest, RespondsToTheSelectorsOfItsProtocols) {
-  for (const SEL selector :
-       {"awakeFromNib"_sel, "applicationDidFinishLaunching:"_sel, "applicationShouldTerminate:"_sel,
-        "uploadProgress:"_sel, "shouldStop:"_sel, "someAppTerminated:"_sel, "terminateApp"_sel, "stop"_sel}) {
+  for (const SEL selector : {"awakeFromNib"_sel, "applicationDidFinishLaunching:"_sel,
+                             "applicationShouldTerminate:"_sel, "uploadProgress:"_sel, "shouldStop:"_sel,
+                             "someAppTerminated:"_sel, "sessionEnded:"_sel, "terminateApp"_sel, "stop"_sel}) {
     EXPECT_TRUE(helper->respondsToSelector(selector)) << selector.text();
   }
 }
@@ -368,6 +427,37 @@ TEST_F(TelvoFTPHelperApplicationDeathTest, FollowsItsOwnersQuitInTheMiddleOfAnIt
       testing::ExitedWithCode(0),
       HasLogged::lines({"helper launched for " + source, "starting upload of " + source, "com.example.Other has quit",
                         "com.example.Owner has quit", "... it's our owner!", "receieved should terminate", "stop"}));
+}
+
+TEST_F(TelvoFTPHelperApplicationDeathTest, ABusThatGoesIsItsOwnersQuit) {
+  EXPECT_EXIT(
+      {
+        PrivateBus bus;
+        SilentServer server;
+        afterSeconds(0.3, [&] { bus.stop(); });
+        launch(
+            {"-debug", "YES", "-bundleIdentifier", "com.example.Owner", "-sourcePath", source, "-host", server.host()});
+      },
+      testing::ExitedWithCode(0),
+      HasLogged::lines({"helper launched for " + source, "starting upload of " + source, "com.example.Owner has quit",
+                        "... it's our owner!", "receieved should terminate", "stop"}));
+}
+
+// The bus does not even let it in; nothing of the upload begins.
+TEST_F(TelvoFTPHelperApplicationDeathTest, ABusThatIsStuckAtTheStartDoesNotKeepIt) {
+  EXPECT_EXIT(
+      {
+        PrivateBus bus;
+        bus.signal(SIGSTOP);
+        std::thread([] {
+          std::this_thread::sleep_for(std::chrono::milliseconds(300));
+          kill(getpid(), SIGTERM);
+        }).detach();
+        launch(
+            {"-debug", "YES", "-bundleIdentifier", "com.example.Owner", "-sourcePath", source, "-host", refusingHost});
+      },
+      testing::ExitedWithCode(0),
+      HasLogged::lines({"helper launched for " + source, "receieved should terminate", "stop"}));
 }
 
 TEST_F(TelvoFTPHelperApplicationDeathTest, FollowsItsOwnersQuitAfterTheLastRecord) {

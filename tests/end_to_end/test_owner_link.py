@@ -1,6 +1,7 @@
 """The conversation between the helper and its owner, heard from outside."""
 
 import re
+import signal
 import subprocess
 
 import pytest
@@ -187,6 +188,42 @@ def test_releasing_the_name_is_a_quit(owner, scripted, small_tree):
     owner.wait_until(lambda: "STOR" in scripted.verbs(), what="the second item")
     owner.release_name()
     assert helper.wait(timeout=20) == 0
+
+
+def test_a_neighbour_that_waits_for_the_name_does_not_hide_the_quit(owner, bus, scripted, small_tree):
+    scripted.on("STOR", scripts.silence)
+    with owners.Application(bus) as neighbour:
+        neighbour.wait_for_name(owner.name)
+        helper = owner.launch(small_tree.path, scripted)
+        owner.wait_until(lambda: "STOR" in scripted.verbs(), what="the second item")
+        owner.quit()
+        assert helper.wait(timeout=20) == 0
+        assert neighbour.has_owner(owner.name)
+    assert helper.log()[-4:] == [f"{owner.name} has quit", "... it's our owner!", "receieved should terminate", "stop"]
+
+
+def test_a_bus_that_ends_is_the_owners_quit(owner, bus, scripted, small_tree):
+    scripted.on("STOR", scripts.silence)
+    helper = owner.launch(small_tree.path, scripted)
+    owner.wait_until(lambda: "STOR" in scripted.verbs(), what="the second item")
+    bus.stop()
+    assert helper.wait(timeout=20) == 0
+    assert helper.log()[-4:] == [f"{owner.name} has quit", "... it's our owner!", "receieved should terminate", "stop"]
+    assert scripted.files == {}
+
+
+@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT])
+def test_a_bus_that_is_stuck_at_the_start_does_not_keep_the_helper(owner, bus, scripted, small_tree, number):
+    with bus.stopped():
+        helper = owner.launch(small_tree.path, scripted)
+        helper.wait_for_line(f"helper launched for {small_tree.path}")
+        # The signal comes while it waits for the bus, which it does for seconds.
+        processes.wait_until(lambda: processes.open_descriptors(helper.pid) > 5, what="the connection to the bus")
+        helper.process.send_signal(number)
+        assert helper.wait(timeout=20) == 0
+    # The bus was not given up first: then the upload would have begun.
+    assert helper.log() == [f"helper launched for {small_tree.path}", "receieved should terminate", "stop"]
+    assert scripted.connections == 0
 
 
 def test_other_applications_may_quit(owner, bus, scripted, small_tree):

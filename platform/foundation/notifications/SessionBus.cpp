@@ -1,57 +1,80 @@
 #include "foundation/notifications/SessionBus.h"
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
-#include <condition_variable>
 #include <cstdlib>
 #include <memory>
-#include <mutex>
+#include <system_error>
 #include <thread>
 #include <utility>
 
 #include <gio/gio.h>
+#include <glib-unix.h>
 
 #include "foundation/events/NSRunLoop.h"
+#include "foundation/events/NSThread.h"
 #include "foundation/events/RunLoopContext.h"
+#include "foundation/events/UrgentRequest.h"
 
 namespace foundation {
 namespace {
 
-constexpr std::chrono::seconds connectLimit(5);
-constexpr int subscribeLimitInMilliseconds = 5000;
-constexpr guint flushLimitInMilliseconds = 1000;
+constexpr std::chrono::milliseconds connectLimit(5000);
+constexpr std::chrono::milliseconds cancelLimit(30000);
+constexpr std::chrono::milliseconds subscribeLimit(5000);
+constexpr std::chrono::milliseconds flushLimit(1000);
 
 std::atomic<bool> somethingWasEmitted = false;
 
-// Cancels an operation that takes too long.
-class TimeLimit {
+// Runs asynchronous operations of GIO to their end inside a call. The main run loop is not turned meanwhile: nothing
+// but the urgent request, on the main thread, is to happen in the middle of the call.
+class PrivateLoop {
  public:
-  explicit TimeLimit(std::chrono::seconds limit) : cancellable_(g_cancellable_new()) {
-    thread_ = std::thread([this, limit] {
-      std::unique_lock lock(mutex_);
-      if (!condition_.wait_for(lock, limit, [this] { return over_; })) g_cancellable_cancel(cancellable_);
-    });
+  enum class Serving { UrgentRequest, Nothing };
+
+  explicit PrivateLoop(Serving serving) : context_(g_main_context_new()) {
+    g_main_context_push_thread_default(context_);
+    const foundation::UrgentRequest& urgent = urgentRequest();
+    if (serving == Serving::Nothing || !isMainThread() || urgent.descriptor < 0) return;
+    GSource* const source = g_unix_fd_source_new(urgent.descriptor, G_IO_IN);
+    g_source_set_callback(source, G_SOURCE_FUNC(serveUrgentRequest), nullptr, nullptr);
+    g_source_attach(source, context_);
+    g_source_unref(source);
   }
-  TimeLimit(const TimeLimit&) = delete;
-  TimeLimit& operator=(const TimeLimit&) = delete;
-  ~TimeLimit() {
-    {
-      const std::lock_guard lock(mutex_);
-      over_ = true;
-      condition_.notify_one();
-    }
-    thread_.join();
-    g_object_unref(cancellable_);
+  PrivateLoop(const PrivateLoop&) = delete;
+  PrivateLoop& operator=(const PrivateLoop&) = delete;
+  // An operation that has not reported by now still can, to a context that nobody turns.
+  ~PrivateLoop() {
+    g_main_context_pop_thread_default(context_);
+    g_main_context_unref(context_);
   }
 
-  GCancellable* cancellable() const { return cancellable_; }
+  // Whether the condition has come true within the limit.
+  bool turnUntil(const bool& condition, std::chrono::milliseconds limit) {
+    bool isLate = false;
+    GSource* const timeout = g_timeout_source_new(static_cast<guint>(limit.count()));
+    g_source_set_callback(
+        timeout,
+        [](gpointer data) {
+          *static_cast<bool*>(data) = true;
+          return G_SOURCE_REMOVE;
+        },
+        &isLate, nullptr);
+    g_source_attach(timeout, context_);
+    while (!condition && !isLate) g_main_context_iteration(context_, TRUE);
+    g_source_destroy(timeout);
+    g_source_unref(timeout);
+    return condition;
+  }
 
  private:
-  GCancellable* cancellable_;
-  std::mutex mutex_;
-  std::condition_variable condition_;
-  bool over_ = false;
-  std::thread thread_;
+  static gboolean serveUrgentRequest(gint, GIOCondition, gpointer) {
+    NSRunLoop::mainRunLoop()->context().guard(urgentRequest().serve);
+    return G_SOURCE_CONTINUE;
+  }
+
+  GMainContext* context_;
 };
 
 // The connection; null when there is no bus.
@@ -60,22 +83,40 @@ GDBusConnection* sessionBus();
 // GLib's own synchronous flush knows no limit, and a bus that is stopped would keep the process for ever.
 void flushBeforeExit() {
   if (!somethingWasEmitted) return;
-  GMainContext* const context = g_main_context_new();
-  g_main_context_push_thread_default(context);
-  bool over = false;
+  // Never destroyed: a flush that has not returned by now still reports to it. The process is about to end already.
+  auto& loop = *new PrivateLoop(PrivateLoop::Serving::Nothing);
+  bool& over = *new bool(false);
   g_dbus_connection_flush(
       sessionBus(), nullptr, [](GObject*, GAsyncResult*, gpointer data) { *static_cast<bool*>(data) = true; }, &over);
-  GSource* const limit = g_timeout_source_new(flushLimitInMilliseconds);
-  g_source_set_callback(
-      limit,
-      [](gpointer data) {
-        *static_cast<bool*>(data) = true;
-        return G_SOURCE_REMOVE;
+  loop.turnUntil(over, flushLimit);
+}
+
+// Whether the bus has let the connection in before the limit. GIO does this on a thread of its own, and never reports
+// when it gets none: so that the lack shows, as an exception of the standard library, one is asked for before.
+bool initialize(GDBusConnection* connection) {
+  std::thread([] {}).join();
+  struct Outcome {
+    bool isOver = false;
+    bool isGood = false;
+  } outcome;
+  GCancellable* const cancellable = g_cancellable_new();
+  PrivateLoop loop(PrivateLoop::Serving::UrgentRequest);
+  g_async_initable_init_async(
+      G_ASYNC_INITABLE(connection), G_PRIORITY_DEFAULT, cancellable,
+      [](GObject* object, GAsyncResult* result, gpointer data) {
+        auto& known = *static_cast<Outcome*>(data);
+        known.isGood = g_async_initable_init_finish(G_ASYNC_INITABLE(object), result, nullptr);
+        known.isOver = true;
       },
-      &over, nullptr);
-  g_source_attach(limit, context);
-  while (!over) g_main_context_iteration(context, TRUE);
-  // The context is left as it is: a flush that has not returned by now still reports to it.
+      &outcome);
+  if (!loop.turnUntil(outcome.isOver, connectLimit)) {
+    g_cancellable_cancel(cancellable);
+    if (!loop.turnUntil(outcome.isOver, cancelLimit)) {
+      throw std::system_error(EAGAIN, std::generic_category(), "connecting to the session bus");
+    }
+  }
+  g_object_unref(cancellable);
+  return outcome.isGood;
 }
 
 gboolean keepProcess(GSignalInvocationHint*, guint, const GValue* values, gpointer) {
@@ -95,14 +136,16 @@ GDBusConnection* connect() {
   outliveBuses();
   gchar* const address = g_dbus_address_get_for_bus_sync(G_BUS_TYPE_SESSION, nullptr, nullptr);
   if (!address) return nullptr;
-  const TimeLimit limit(connectLimit);
-  GDBusConnection* const connection = g_dbus_connection_new_for_address_sync(
-      address,
-      static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
-                                        G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION),
-      nullptr, limit.cancellable(), nullptr);
+  const auto flags = static_cast<GDBusConnectionFlags>(G_DBUS_CONNECTION_FLAGS_AUTHENTICATION_CLIENT |
+                                                       G_DBUS_CONNECTION_FLAGS_MESSAGE_BUS_CONNECTION);
+  // Made before the private loop: it tells of its end in the context that is the thread's own at this moment.
+  auto* const connection =
+      static_cast<GDBusConnection*>(g_object_new(G_TYPE_DBUS_CONNECTION, "address", address, "flags", flags, nullptr));
   g_free(address);
-  if (!connection) return nullptr;
+  if (!initialize(connection)) {
+    g_object_unref(connection);
+    return nullptr;
+  }
   std::atexit(flushBeforeExit);
   return connection;
 }
@@ -125,10 +168,20 @@ void signalArrived(GDBusConnection*, const gchar*, const gchar*, const gchar*, c
 
 // The bus handles what it gets in order: its answer shows that it has handled everything before.
 void synchronize(GDBusConnection* bus) {
-  GVariant* const answer = g_dbus_connection_call_sync(
+  // The answer may come after this has given it up.
+  const auto isOver = std::make_shared<bool>(false);
+  PrivateLoop loop(PrivateLoop::Serving::UrgentRequest);
+  g_dbus_connection_call(
       bus, "org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus", "GetId", nullptr, nullptr,
-      G_DBUS_CALL_FLAGS_NO_AUTO_START, subscribeLimitInMilliseconds, nullptr, nullptr);
-  if (answer) g_variant_unref(answer);
+      G_DBUS_CALL_FLAGS_NO_AUTO_START, static_cast<gint>(subscribeLimit.count()), nullptr,
+      [](GObject* object, GAsyncResult* result, gpointer data) {
+        const std::unique_ptr<std::shared_ptr<bool>> known(static_cast<std::shared_ptr<bool>*>(data));
+        GVariant* const answer = g_dbus_connection_call_finish(G_DBUS_CONNECTION(object), result, nullptr);
+        if (answer) g_variant_unref(answer);
+        **known = true;
+      },
+      new std::shared_ptr<bool>(isOver));
+  loop.turnUntil(*isOver, subscribeLimit);
 }
 
 const char* orNull(const std::optional<std::string>& text) { return text ? text->c_str() : nullptr; }
@@ -154,6 +207,22 @@ unsigned subscribeOnSessionBus(const SignalMatch& match, std::function<void(GVar
       [](gpointer data) { delete static_cast<Subscriber*>(data); });
   synchronize(bus);
   return subscription;
+}
+
+void watchSessionBusEnd(std::function<void()> callback) {
+  GDBusConnection* const bus = sessionBus();
+  if (!bus) return;
+  const auto shared = std::make_shared<std::function<void()>>(std::move(callback));
+  const auto ended = [](GDBusConnection*, gboolean, GError*, gpointer data) {
+    NSRunLoop::mainRunLoop()->context().guard(**static_cast<std::shared_ptr<std::function<void()>>*>(data));
+  };
+  const auto forget = [](gpointer data, GClosure*) {
+    delete static_cast<std::shared_ptr<std::function<void()>>*>(data);
+  };
+  using Ended = void (*)(GDBusConnection*, gboolean, GError*, gpointer);
+  if (g_dbus_connection_is_closed(bus)) return NSRunLoop::mainRunLoop()->performBlock([shared] { (*shared)(); });
+  g_signal_connect_data(bus, "closed", G_CALLBACK(static_cast<Ended>(ended)),
+                        new std::shared_ptr<std::function<void()>>(shared), forget, G_CONNECT_DEFAULT);
 }
 
 void unsubscribeOnSessionBus(unsigned subscription) {

@@ -8,7 +8,8 @@ using GVariant = struct _GVariant;
 
 // The user's session bus, over one connection that the notification centres share. It is made when it is first needed
 // and lives until the process ends. There is no bus when none answers within five seconds; one that dies does not end
-// the process. For .cpp files of the platform only.
+// the process by itself. What waits for the bus on the main thread serves the urgent request meanwhile
+// (UrgentRequest.h). For .cpp files of the platform only.
 namespace foundation {
 
 // A signal sent to everybody, with the parameters taken over as GLib does. Nothing is sent without a bus. What was
@@ -28,5 +29,8 @@ struct SignalMatch {
 // the subscription. On the main thread only. Without a bus nothing ever comes, and the answer is 0.
 unsigned subscribeOnSessionBus(const SignalMatch& match, std::function<void(GVariant* parameters)> callback);
 void unsubscribeOnSessionBus(unsigned subscription);
+
+// The callback comes once, from the main run loop, when the bus has gone; never without a bus. On the main thread only.
+void watchSessionBusEnd(std::function<void()> callback);
 
 }  // namespace foundation

@@ -5,6 +5,7 @@
 
 #include "appkit/NSWorkspace.h"
 #include "foundation/Foundation.h"
+#include "foundation/notifications/NSDistributedNotificationCenter.h"
 #include "testing/BusPeer.h"
 #include "testing/PrivateBus.h"
 
@@ -18,12 +19,17 @@ class QuitWatcher : public NSObject {
     const auto identifier = as<NSString>(notification->userInfo()->objectForKey("NSApplicationBundleIdentifier"_ns));
     quits.push_back(identifier->UTF8String());
   }
+  void sessionEnded(const Ref<NSNotification>&) { ++sessionsEnded; }
   std::vector<std::string> quits;
+  int sessionsEnded = 0;
 };
 
 Class QuitWatcher::classObject() {
   static const NSClass object("QuitWatcher", NSObject::classObject(),
-                              {method("someAppTerminated:"_sel, &QuitWatcher::someAppTerminated)});
+                              {
+                                  method("someAppTerminated:"_sel, &QuitWatcher::someAppTerminated),
+                                  method("sessionEnded:"_sel, &QuitWatcher::sessionEnded),
+                              });
   return &object;
 }
 
@@ -86,16 +92,16 @@ TEST_F(NSWorkspaceTest, AProgramWithoutANameIsNoApplication) {
   EXPECT_EQ(quits(), Names{});
 }
 
-TEST_F(NSWorkspaceTest, ANameThatPassesToAnotherProgramHasNotQuit) {
+TEST_F(NSWorkspaceTest, AnApplicationHasQuitAlsoWhenItsNamePassesToAnotherProgram) {
   BusPeer heir(bus.address());
   {
     BusPeer owner(bus.address());
     owner.own("com.example.Owner");
     heir.waitForName("com.example.Owner");
   }
-  EXPECT_EQ(quits(), Names{});
-  heir.disown("com.example.Owner");
   EXPECT_EQ(quits(), Names{"com.example.Owner"});
+  heir.disown("com.example.Owner");
+  EXPECT_EQ(quits(), (Names{"com.example.Owner", "com.example.Owner"}));
 }
 
 TEST_F(NSWorkspaceTest, OtherProgramsCannotSayThatAnApplicationHasQuit) {
@@ -103,6 +109,32 @@ TEST_F(NSWorkspaceTest, OtherProgramsCannotSayThatAnApplicationHasQuit) {
   g_dbus_connection_emit_signal(peer.connection(), nullptr, "/org/freedesktop/DBus", "org.freedesktop.DBus",
                                 "NameOwnerChanged", g_variant_new("(sss)", "com.example.Owner", ":1.1", ""), nullptr);
   EXPECT_EQ(quits(), Names{});
+}
+
+[[noreturn]] void exitAtTheEndOfTheSession(bool busGoesFirst) {
+  PrivateBus bus;
+  const auto watcher = make<QuitWatcher>();
+  BusPeer(bus.address()).synchronize();
+  // The distributed centre is on the bus before the workspace asks for it.
+  NSDistributedNotificationCenter::defaultCenter()->postNotificationName_object("Bell"_ns, nil);
+  if (busGoesFirst) bus.stop();
+  const auto turn = [] {
+    NSRunLoop::currentRunLoop()->runMode_beforeDate(NSDefaultRunLoopMode(), NSDate::dateWithTimeIntervalSinceNow(0.05));
+  };
+  for (int turns = 0; busGoesFirst && turns < 10; ++turns) turn();
+  NSWorkspace::sharedWorkspace()->notificationCenter()->addObserver_selector_name_object(
+      watcher, "sessionEnded:"_sel, NSWorkspaceWillPowerOffNotification(), nil);
+  turn();
+  if (watcher->sessionsEnded != (busGoesFirst ? 1 : 0)) exit(1);
+  bus.stop();
+  for (int turns = 0; turns < 200 && watcher->sessionsEnded == 0; ++turns) turn();
+  exit(watcher->sessionsEnded == 1 && watcher->quits.empty() ? 0 : 2);
+}
+
+TEST(NSWorkspaceDeathTest, TheEndOfTheBusIsTheEndOfTheSession) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(exitAtTheEndOfTheSession(false), testing::ExitedWithCode(0), "^$");
+  EXPECT_EXIT(exitAtTheEndOfTheSession(true), testing::ExitedWithCode(0), "^$");
 }
 
 TEST(NSWorkspaceDeathTest, WithoutABusNobodyQuitsAndNothingIsSaid) {
