@@ -4,8 +4,11 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
+#include <string_view>
 #include <thread>
+#include <utility>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -61,19 +64,21 @@ Ref<NSData> fileFrom(const Ref<NSDictionary>& content) {
   return NSEqualObjects(propertyListFrom(xml), content) ? xml : serialized(content, NSPropertyListBinaryFormat_v1_0);
 }
 
-// The lock that every process takes before it changes a file in the folder; free again when it is closed. Nothing when
-// somebody has held it for too long: a process that was halted must not halt the others.
-FileDescriptor lockedFolder(const std::string& folder) {
-  constexpr auto patience = std::chrono::seconds(5);
-  constexpr auto pause = std::chrono::milliseconds(5);
-  FileDescriptor lock = foundation::openFile(folder + "/.lock", O_RDWR | O_CREAT, privateFile);
-  const auto end = std::chrono::steady_clock::now() + patience;
-  while (lock && flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
-    if (errno != EWOULDBLOCK && errno != EINTR) return FileDescriptor();
-    if (std::chrono::steady_clock::now() > end) return FileDescriptor();
-    std::this_thread::sleep_for(pause);
-  }
-  return lock;
+// The file that every process locks before it changes the preferences; beside them, since they are replaced.
+std::string lockBeside(const std::string& path) {
+  const std::size_t name = path.rfind('/') + 1;
+  constexpr std::size_t extension = std::string_view(".plist").size();
+  return path.substr(0, name) + "." + path.substr(name, path.size() - name - extension) + ".lock";
+}
+
+// Whether a value is kept already as it is, and not only as one that is equal: true is not 1.
+bool isSame(const id& left, const id& right) {
+  if (!left || !right) return left == right;
+  const auto key = "value"_ns;
+  const auto bytes = [&](const id& value) {
+    return serialized(NSDictionary::dictionary({{key, value}}), NSPropertyListBinaryFormat_v1_0);
+  };
+  return NSEqualObjects(bytes(left), bytes(right));
 }
 
 }  // namespace
@@ -90,9 +95,12 @@ Ref<NSDictionary> PreferencesFile::content() {
 
 void PreferencesFile::change(const Ref<NSString>& key, const id& value) {
   const std::lock_guard guard(mutex_);
+  const auto file = path();
+  if (file) read(*file);
+  if (changes_.empty() && isSame(saved_ ? saved_->objectForKey(key) : nil, value)) return;
   std::erase_if(changes_, [&](const Change& change) { return change.key->isEqualToString(key); });
   changes_.push_back({key, value});
-  if (const auto file = path()) writeChangesTo(*file);
+  if (file) writeChangesTo(*file);
 }
 
 bool PreferencesFile::writeChanges() {
@@ -142,20 +150,60 @@ PreferencesFile::State PreferencesFile::read(const std::string& path) {
 }
 
 bool PreferencesFile::writeChangesTo(const std::string& path) {
+  const std::string problem = problemOfWriting(path);
+  if (problem.empty()) {
+    changes_.clear();
+    isReportedUnwritable_ = false;
+    return true;
+  }
+  if (!isReportedUnwritable_) {
+    NSLog("The preferences in %@ cannot be written: %@."_ns, NSString::stringWithUTF8String(path),
+          NSString::stringWithUTF8String(problem));
+  }
+  isReportedUnwritable_ = true;
+  return false;
+}
+
+// Empty when everything is in the file.
+std::string PreferencesFile::problemOfWriting(const std::string& path) {
   const std::string folder = preferencesFolder();
-  if (!createFolder(folder)) return false;
-  const FileDescriptor lock = lockedFolder(folder);
-  if (!lock) return false;
+  if (!createFolder(folder)) return "their folder cannot be made";
+  const FileDescriptor lock = lockedFor(path);
+  if (!lock) return errno == EWOULDBLOCK ? "another process keeps them locked" : std::strerror(errno);
+  if (!std::exchange(hasTidiedUp_, true)) removeStaleTemporaryFiles(folder);
   version_.reset();  // whatever it looks like from outside, the file is read again before it is replaced
   const State state = read(path);
-  if (state == State::Unreadable || (state == State::Damaged && !setAside(path))) return false;
+  if (state == State::Unreadable) return std::strerror(errno);
+  if (state == State::Damaged && !setAside(path)) return "they are damaged and cannot be moved";
   const Ref<NSDictionary> content = changed(saved_);
   const auto file = fileFrom(content);
-  if (!file || !writeFile(path, file->view(), true, privateFile)) return false;
+  if (!file) return "they are no property list";
+  if (!writeFile(path, file->view(), true, privateFile)) return std::strerror(errno);
   saved_ = content;
   state_ = State::Good;
-  changes_.clear();
-  return true;
+  return {};
+}
+
+// Free again when it is closed. Nothing, with errno set, when somebody else keeps it: a process that was halted must
+// not halt the others, neither for long nor for each key anew.
+FileDescriptor PreferencesFile::lockedFor(const std::string& path) {
+  constexpr auto pause = std::chrono::milliseconds(5);
+  FileDescriptor lock = openFile(lockBeside(path), O_RDWR | O_CREAT, privateFile);
+  auto seen = versionOf(path);
+  while (lock && flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
+    if (errno == EINTR) continue;
+    if (errno != EWOULDBLOCK || patience_ <= patience_.zero()) return FileDescriptor();
+    // Many who write are not one who is halted.
+    if (const auto now = versionOf(path); now != seen) {
+      seen = now;
+      patience_ = fullPatience;
+    }
+    const auto begin = std::chrono::steady_clock::now();
+    std::this_thread::sleep_for(pause);
+    patience_ -= std::chrono::ceil<std::chrono::milliseconds>(std::chrono::steady_clock::now() - begin);
+  }
+  if (lock) patience_ = fullPatience;
+  return lock;
 }
 
 bool PreferencesFile::setAside(const std::string& path) const {

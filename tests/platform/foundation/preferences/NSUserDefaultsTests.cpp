@@ -3,10 +3,13 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <limits>
 #include <thread>
+#include <tuple>
 #include <vector>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -311,6 +314,8 @@ TEST_F(NSUserDefaultsTest, ProcessesThatWriteAtTheSameTimeLoseNothing) {
     for (int key = 0; key < keys; ++key) {
       defaults->setInteger_forKey(process, NSString::stringWithFormat("%d-%d"_ns, process, key));
     }
+    // On a slow disk another process may have kept the lock for longer than one waits; what is kept then is written now.
+    while (!defaults->synchronize()) continue;
     _exit(0);
   }
   for (const pid_t child : children) {
@@ -361,6 +366,100 @@ TEST_F(NSUserDefaultsTest, ChangesThatCannotBeWrittenAreKeptUntilTheyCan) {
   std::filesystem::remove(folder_ / "preferences");
   EXPECT_TRUE(defaults_->synchronize());
   EXPECT_TRUE(NSEqualObjects(other()->objectForKey("a"_ns), "1"_ns));
+}
+
+TEST_F(NSUserDefaultsTest, ThatChangesCannotBeWrittenIsLoggedOnceUntilTheyCan) {
+  const auto logOf = [&](const std::function<void()>& action) {
+    testing::internal::CaptureStderr();
+    action();
+    return testing::internal::GetCapturedStderr();
+  };
+  const auto set = [&](NSInteger value) { defaults_->setInteger_forKey(value, "a"_ns); };
+  folder_.write("preferences", "a file where the folder should be");
+  const std::string first = logOf([&] { set(1); });
+  EXPECT_NE(first.find("The preferences in " + (folder_ / file_) + " cannot be written: "), std::string::npos) << first;
+  EXPECT_EQ(logOf([&] { set(2); }), "");
+  std::filesystem::remove(folder_ / "preferences");
+  EXPECT_EQ(logOf([&] { set(3); }), "");
+  std::filesystem::remove_all(folder_ / "preferences");
+  folder_.write("preferences", "again");
+  EXPECT_NE(logOf([&] { set(4); }).find("cannot be written"), std::string::npos);
+}
+
+TEST_F(NSUserDefaultsTest, WhatIsUnchangedIsNotWritten) {
+  const auto version = [&] {
+    struct stat status {};
+    stat((folder_ / file_).c_str(), &status);
+    return std::tuple(status.st_ino, status.st_mtim.tv_sec, status.st_mtim.tv_nsec);
+  };
+  defaults_->setInteger_forKey(1, "a"_ns);
+  const auto written = version();
+  defaults_->setInteger_forKey(1, "a"_ns);
+  other()->setInteger_forKey(1, "a"_ns);
+  other()->removeObjectForKey("missing"_ns);
+  EXPECT_EQ(version(), written);
+  defaults_->setBool_forKey(true, "a"_ns);
+  EXPECT_NE(version(), written) << "true is equal to 1, but not the same";
+  EXPECT_TRUE(as<NSNumber>(other()->objectForKey("a"_ns))->isBool());
+  const auto again = version();
+  defaults_->setInteger_forKey(2, "a"_ns);
+  EXPECT_NE(version(), again);
+}
+
+// Nothing is removed that a living process may be writing.
+TEST_F(NSUserDefaultsTest, WhatKilledProcessesHaveLeftIsRemoved) {
+  const pid_t gone = fork();
+  if (gone == 0) _exit(0);
+  waitpid(gone, nullptr, 0);
+  const std::string left = "preferences/.tmp-" + std::to_string(gone) + "-3";
+  const std::string living = "preferences/.tmp-" + std::to_string(getpid()) + "-x";
+  for (const std::string& name : {left, living, std::string("preferences/.tmp-"), std::string("preferences/.tmp-1x")}) {
+    folder_.write(name, "half");
+  }
+  defaults_->setInteger_forKey(1, "a"_ns);
+  EXPECT_FALSE(folder_.has(left));
+  EXPECT_TRUE(folder_.has(living));
+  EXPECT_TRUE(folder_.has("preferences/.tmp-"));
+  EXPECT_TRUE(folder_.has("preferences/.tmp-1x"));
+}
+
+// Another process that was halted in the middle of a change.
+class LockHolder {
+ public:
+  explicit LockHolder(const std::string& path) : file_(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600)) {
+    EXPECT_EQ(flock(file_, LOCK_EX | LOCK_NB), 0);
+  }
+  ~LockHolder() { close(file_); }
+  LockHolder(const LockHolder&) = delete;
+  LockHolder& operator=(const LockHolder&) = delete;
+
+ private:
+  int file_;
+};
+
+TEST_F(NSUserDefaultsTest, WhoKeepsTheLockDelaysOthersOnceAndLosesThemNothing) {
+  defaults_->setInteger_forKey(0, "first"_ns);
+  {
+    const LockHolder halted(folder_ / "preferences/.com.example.app.lock");
+    const auto begin = std::chrono::steady_clock::now();
+    for (NSInteger key = 0; key < 100; ++key) {
+      defaults_->setInteger_forKey(key, NSString::stringWithFormat("key %ld"_ns, key));
+    }
+    // A hundred times half a second would be long over the limit of the test program.
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(25));
+    EXPECT_FALSE(other()->objectForKey("key 7"_ns));
+    EXPECT_EQ(defaults_->integerForKey("key 7"_ns), 7);
+  }
+  defaults_->setInteger_forKey(1, "last"_ns);
+  EXPECT_EQ(other()->integerForKey("key 99"_ns), 99);
+}
+
+TEST_F(NSUserDefaultsTest, EachApplicationHasALockOfItsOwn) {
+  defaults_->setInteger_forKey(0, "first"_ns);
+  const LockHolder halted(folder_ / "preferences/.com.example.app.lock");
+  make<NSUserDefaults>("com.example.other"_ns)->setInteger_forKey(5, "a"_ns);
+  EXPECT_EQ(make<NSUserDefaults>("com.example.other"_ns)->integerForKey("a"_ns), 5);
+  EXPECT_TRUE(folder_.has("preferences/com.example.other.plist"));
 }
 
 TEST_F(NSUserDefaultsTest, AFileThatCannotBeReadIsNotReplaced) {
