@@ -11,6 +11,8 @@ const Ref<NSString>& kCFStreamPropertyFTPUsePassiveMode() { return "kCFStreamPro
 Ref<FTPWriteStream> CFWriteStreamCreateWithFTPURL(const Ref<NSURL>& url) {
   if (!url || !url->scheme() || url->scheme()->caseInsensitiveCompare("ftp"_ns) != NSOrderedSame) return nil;
   if (!url->host() || url->host()->length() == 0) return nil;
-  if (url->path()->length() == 0 || url->path()->isEqualToString("/"_ns)) return nil;
+  // A name may begin with "?" or "#", which mean nothing in FTP.
+  const bool hasName = url->query() || url->fragment();
+  if (!hasName && (url->path()->length() == 0 || url->path()->isEqualToString("/"_ns))) return nil;
   return make<FTPWriteStream>(url);
 }

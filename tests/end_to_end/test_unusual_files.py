@@ -251,3 +251,27 @@ def test_a_strange_name_arrives_or_is_passed_over(owner, source, server, name):
     assert server.folders == folders
     # What the bus cannot carry of a name is replaced, and the rest of it is still told.
     assert any(record["LocalPath"].startswith(f"{source.path}/{name[:3].decode('ascii')}") for record in records)
+
+
+@pytest.mark.parametrize("name", ["#lead", "?q", "mid#dle", "end#", "what?", "?a#b"])
+@pytest.mark.parametrize("kind", ["file", "folder"])
+def test_a_source_may_have_a_mark_of_urls_in_its_name(owner, server, tmp_path, name, kind):
+    path = tmp_path / name
+    if kind == "file":
+        path.write_bytes(b"content")
+        assert len(run(owner, path, server)) == 1
+        assert server.files == {f"/{name}": b"content"}
+    else:
+        (path / "in").mkdir(parents=True)
+        (path / "in" / "side").write_bytes(b"content")
+        assert len(run(owner, path, server)) == 3
+        assert server.folders == {"/", f"/{name}", f"/{name}/in"}
+        assert server.files == {f"/{name}/in/side": b"content"}
+
+
+@pytest.mark.parametrize("name", ["#two#", "##", "a#b#c", "a#b/c#d"])
+def test_what_has_two_hashes_in_its_path_is_passed_over(owner, source, server, name):
+    """A URL holds one."""
+    source.file(name, b"strange")
+    assert len(run(owner, source.path, server)) == 3 + name.count("/")
+    assert server.files == {"/Site/plain.txt": b"plain"}
