@@ -125,7 +125,9 @@ void TelvoFTPData::uploadPath_toHost_directory_username_password_cachedInfoPath_
   setUsername(username);
   setPassword(password);
   makePlan(localPath, directory, cachedInfoPath);
-  if (count() > 0 && !isAbandoned()) {
+  // What was stopped before its first item has nothing to send.
+  if (isAbandoned()) setUploadInfo(NSMutableArray::array());
+  if (count() > 0) {
     sendItems();
   } else {
     streamDataEnded(nil);
@@ -186,12 +188,21 @@ NSUInteger TelvoFTPData::count() const { return _uploadInfo ? _uploadInfo->count
 bool TelvoFTPData::isMore() const { return isWorking() && index() + 1 < count(); }
 
 // Each item is started after the report of the one before has returned, so that the stack stays flat however many
-// there are.
+// there are. Between them the run loop has its turn: items whose names no URL can hold end without one, and a stop must
+// be heard all the same. The item that is due then is reported without having been begun.
 void TelvoFTPData::sendItems() {
-  do {
-    _itemDue = false;
+  _itemDue = true;
+  while (std::exchange(_itemDue, false)) {
+    if (goesOn()) waitForFile();
+    if (isAbandoned()) return streamDataEnded(nil);
     uploadNextPath();
-  } while (_itemDue);
+  }
+}
+
+// The stream does not wait for a program that has a lease on the file and would be told to give it up.
+void TelvoFTPData::waitForFile() {
+  const auto record = as<NSDictionary>(_uploadInfo->objectAtIndex(index()));
+  foundation::waitForLease(as<NSString>(record->objectForKey("LocalPath"_ns)), [this] { return goesOn(); });
 }
 
 void TelvoFTPData::uploadNextPath() {
@@ -218,8 +229,11 @@ void TelvoFTPData::streamDataEnded(const id&) {
   }
 }
 
+// Recursive by its name and by the order that it gives, but not by its calls: a tree may be deeper than the stack of
+// the thread. A job without a plan has nothing to append to.
 void TelvoFTPData::recursivelyScanLocalPath_forRemoteDirectory(const Ref<NSString>& localPath,
                                                                const Ref<NSString>& remoteDirectory) {
+  if (!_uploadInfo) return;
   // The folders on the way down to the present one, each with the entries that are still to be visited.
   struct Folder {
     Ref<NSString> path;
@@ -230,7 +244,7 @@ void TelvoFTPData::recursivelyScanLocalPath_forRemoteDirectory(const Ref<NSStrin
   std::vector<Folder> folders;
   const auto visit = [&](const Ref<NSString>& path, const Ref<NSString>& remote) {
     if (!appendRecord(path, remote)) return;
-    const auto entries = NSFileManager::defaultManager()->contentsOfDirectoryAtPath_error(path, nullptr);
+    const auto entries = foundation::contentsOfDirectory(path, [this] { return goesOn(); });
     if (!entries) return;
     const Ref<NSString> below = remote ? remote : ""_ns;
     folders.push_back({path, below->stringByAppendingPathComponent(path->lastPathComponent()), entries});
@@ -268,8 +282,9 @@ void TelvoFTPData::filterUploadInfoUsingCachedInfo() {
   if (_cachedInfo) {
     kept = NSMutableArray::array();
     EquivalenceIndex cache(_cachedInfo, [this] { return goesOn(); });
-    for (const id& record : *plan) {
+    for (NSUInteger index = 0; plan && index < plan->count(); ++index) {
       if (!goesOn()) return;
+      const id record = plan->objectAtIndex(index);
       if (!cache.containsObjectEquivalentTo(record)) kept->addObject(record);
     }
   }

@@ -29,14 +29,14 @@ class TelvoFTPData : public NSObject {
   // With a cache path, the records of the last run are read from that file, records that are the same as then are not
   // sent, and the complete new plan is written to it, as an XML property list, before anything is sent. What fails to
   // be sent is therefore not sent by the next run either unless it changes. A job that is stopped before that leaves
-  // the file as it is. The debug flag is not used.
+  // the file as it is and posts once, without a record, as one that has nothing to send. The debug flag is not used.
   void uploadPath_toHost_directory_username_password_cachedInfoPath_debugMode(
       const Ref<NSString>& localPath, const Ref<NSString>& host, const Ref<NSString>& directory,
       const Ref<NSString>& username, const Ref<NSString>& password, const Ref<NSString>& cachedInfoPath,
       bool debugMode);
 
-  // Abandons the item in progress; the record of its end says that no more follow. While the plan is being made, it is
-  // the first item that is abandoned. Posts nothing itself.
+  // Abandons the item in progress; the record of its end says that no more follow. While the plan is being made,
+  // everything is abandoned. Posts nothing itself.
   void stop();
 
   // The progress record of the item at index(): "LocalPath" and "RemoteDirectory" ("" when the item has none), "Nth"
@@ -70,7 +70,7 @@ class TelvoFTPData : public NSObject {
   const Ref<NSMutableArray>& uploadInfo() const { return _uploadInfo; }
   void setUploadInfo(const Ref<NSMutableArray>& uploadInfo);
   // Appends the records of the path and of everything below it to the plan, a folder before its contents, entries in
-  // the order of the file system. Turns the run loop now and then.
+  // the order of the file system. Turns the run loop now and then. Nothing happens without a plan, as on a new job.
   void recursivelyScanLocalPath_forRemoteDirectory(const Ref<NSString>& localPath,
                                                    const Ref<NSString>& remoteDirectory);
   // Drops the records that the cache holds an equivalent of (telvo_isEquivalentTo), and makes the complete plan the
@@ -84,6 +84,7 @@ class TelvoFTPData : public NSObject {
   bool goesOn();
   bool appendRecord(const Ref<NSString>& localPath, const Ref<NSString>& remoteDirectory);
   void sendItems();
+  void waitForFile();
   void uploadNextPath();
   void streamDataEnded(const id& stream);
 

@@ -199,7 +199,7 @@ void TelvoStreamData::handleOtherEvent_forStream(NSUInteger, const Ref<NSStream>
 
 void TelvoStreamData::sendString(const Ref<NSString>& string) {
   if (!isConnected()) return informDelegateOfError_terminate("Can't send as not connected"_ns, false);
-  if (!_outputStream->hasSpaceAvailable()) {
+  if (!_outputStream || !_outputStream->hasSpaceAvailable()) {
     NSTimer::scheduledTimerWithTimeInterval_target_selector_userInfo_repeats(sendRetryInterval, self(),
                                                                              "sendStringTimer:"_sel, string, false);
     return;

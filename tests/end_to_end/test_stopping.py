@@ -27,7 +27,7 @@ MARKER = "com.example.Marker"
 class Situation:
     """An upload that has come to some stage and goes no further on its own.
 
-    `reported` is the number of records so far; `total` is None when it cannot be known. `let_go` lets the upload go on
+    `reported` is the number of records so far; `total` is None while the plan is being made. `let_go` lets the upload go on
     at the moment of the stop, so that it may end `slack` items more than the one that it has come to.
     """
 
@@ -210,24 +210,15 @@ def test_a_stop_request_ends_the_upload_with_the_record_of_the_item(owner, witne
     situation.let_go()
     # The log tells of a scan just before the helper listens for stop requests; and one more changes nothing.
     if not situation.is_over:
-        owner.wait_until(lambda: owner.stop_upload() or records(witness)[-1:] and not records(witness)[-1]["IsMore"],
-                         PATIENCE, "the last record")
+        owner.wait_until(lambda: owner.stop_upload() or is_last(records(witness)[-1:]), PATIENCE, "the last record")
     situation.helper.wait_for_line("finished; terminating the helper", PATIENCE)
     situation.helper.wait_for_line("shouldStop received", PATIENCE)
 
     posted = records(witness)
-    if situation.is_over:
-        assert len(posted) == situation.reported
+    if situation.total is None:
+        assert posted == [None], "as when there is nothing to send"
     else:
-        assert situation.reported < len(posted) <= situation.reported + 1 + situation.slack
-        assert posted[-1]["LocalPath"]
-    assert [record["Nth"] for record in posted] == list(range(1, len(posted) + 1))
-    assert [record["IsMore"] for record in posted] == [True] * (len(posted) - 1) + [False]
-    if situation.total:
-        assert {record["Total"] for record in posted} == {situation.total}
-        assert posted[-1]["Percent"] == len(posted) * 100 // situation.total
-    else:
-        assert posted[-1]["Total"] < 200_201, "the scan went on after the stop"
+        expect_records_of_items(situation, posted)
     assert sent(situation.server) == before
     if situation.cache:
         assert situation.cache.read_bytes() == cache
@@ -235,6 +226,22 @@ def test_a_stop_request_ends_the_upload_with_the_record_of_the_item(owner, witne
     situation.helper.terminate()
     assert situation.helper.wait(PATIENCE) == 0
     assert len(records(witness)) == len(posted)
+
+
+def is_last(newest):
+    return newest and not (newest[0] or {}).get("IsMore", False)
+
+
+def expect_records_of_items(situation, posted):
+    if situation.is_over:
+        assert len(posted) == situation.reported
+    else:
+        assert situation.reported < len(posted) <= situation.reported + 1 + situation.slack
+        assert posted[-1]["LocalPath"]
+    assert [record["Nth"] for record in posted] == list(range(1, len(posted) + 1))
+    assert [record["IsMore"] for record in posted] == [True] * (len(posted) - 1) + [False]
+    assert {record["Total"] for record in posted} == {situation.total}
+    assert posted[-1]["Percent"] == len(posted) * 100 // situation.total
 
 
 ENDS = {

@@ -282,6 +282,20 @@ TEST_F(TelvoStreamDataTest, SendStringWritesALineAndReportsItWithItsEnd) {
   EXPECT_EQ(recorder->textAt(0), "abc\r\n");
 }
 
+// A missing stream has no room, as any message to nil says no, and so is asked again.
+TEST_F(TelvoStreamDataTest, SendStringWaitsForAStreamThatIsMissing) {
+  makeConnected();
+  connection->setOutputStream(nil);
+  connection->sendString("abc"_ns);
+  EXPECT_EQ(recorder->signatures, Texts{});
+  connection->setOutputStream(connection->output);
+  const auto runLoop = NSRunLoop::currentRunLoop();
+  for (int turns = 0; turns < 100 && connection->output->written.empty(); ++turns) {
+    runLoop->runMode_beforeDate(NSDefaultRunLoopMode(), NSDate::dateWithTimeIntervalSinceNow(0.1));
+  }
+  EXPECT_EQ(connection->output->written, "abc\r\n");
+}
+
 TEST_F(TelvoStreamDataTest, SendStringReportsAFailedAndAShortWrite) {
   makeConnected();
   connection->output->writeResult = -1;
