@@ -26,8 +26,6 @@
 
 namespace {
 
-using foundation::FileDescriptor;
-
 constexpr unsigned privateFile = 0600;
 
 std::string preferencesFolder() {
