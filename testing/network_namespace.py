@@ -6,6 +6,8 @@ import socket
 import subprocess
 import threading
 
+import processes
+
 _CLONE_NEWNET = 0x40000000
 _libc = ctypes.CDLL(None, use_errno=True)
 
@@ -20,6 +22,7 @@ class NetworkNamespace:
 
     def __init__(self):
         self._namespace = None
+        processes.require_root("a network of its own")
         failure = _in_thread(self._set_up)
         if failure:
             raise failure

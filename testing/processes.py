@@ -14,6 +14,16 @@ BOUND_BY_PERMISSIONS = (
     ["setpriv", "--inh-caps=-all", "--bounding-set=-dac_override,-dac_read_search"] if os.geteuid() == 0 else []
 )
 
+
+class NeedsRoot(RuntimeError):
+    """Something takes rights that the tests do not have when they are not run as root."""
+
+
+def require_root(what):
+    if os.geteuid() != 0:
+        raise NeedsRoot(f"{what} needs root")
+
+
 _PR_SET_PDEATHSIG = 1
 _libc = ctypes.CDLL(None, use_errno=True)
 

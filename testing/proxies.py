@@ -7,6 +7,7 @@ proxy's road and who comes straight.
 import socket
 import urllib.parse
 
+import processes
 from server_program import ServerProgram
 
 
@@ -19,6 +20,8 @@ class Proxy(ServerProgram):
 
     def __init__(self, login=None, outgoing="127.0.0.77", names=None, **options):
         """`names` are hosts and their addresses that nobody but the proxy knows; giving it some needs root."""
+        if names:
+            processes.require_root("a proxy with names of its own")
         super().__init__(**options)
         self.username, self.password = login or (None, None)
         self.outgoing = outgoing

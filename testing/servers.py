@@ -14,6 +14,7 @@ import sys
 import time
 import warnings
 
+import processes
 from server_program import ServerProgram
 
 with warnings.catch_warnings():
@@ -32,8 +33,8 @@ class Server(ServerProgram):
     allows_anonymous = False
 
     def __init__(self, root=None, username="telvo", password="secret", **options):
-        if self.needs_root and os.geteuid() != 0:
-            raise RuntimeError(f"{self.name} has to be started as root")
+        if self.needs_root:
+            processes.require_root(self.name)
         super().__init__(**options)
         self.username = username
         self.password = password

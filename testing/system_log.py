@@ -5,11 +5,14 @@ import shutil
 import socket
 import tempfile
 
+import processes
+
 
 class SystemLog:
     """A command line with `prefix` in front has its syslog lines end up here."""
 
     def __init__(self):
+        processes.require_root("a system log of its own")
         self._folder = pathlib.Path(tempfile.mkdtemp(prefix="telvo-log-"))
         self._socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
         path = self._folder / "log"

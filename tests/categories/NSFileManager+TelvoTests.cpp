@@ -127,7 +127,8 @@ class NSFileManagerTelvoRename : public testing::TestWithParam<decltype(&renameP
   }
 };
 
-INSTANTIATE_TEST_SUITE_P(ByPathAndByURL, NSFileManagerTelvoRename, testing::Values(&renamePath, &renameURL));
+INSTANTIATE_TEST_SUITE_P(By, NSFileManagerTelvoRename, testing::Values(&renamePath, &renameURL),
+                         [](const auto& form) { return form.param == &renamePath ? "Path" : "URL"; });
 
 TEST(NSFileManagerTelvo, SizesAndDatesOfWhatIsThereAndOfWhatIsNot) {
   const TemporaryDirectory folder;

@@ -105,6 +105,7 @@ def test_a_cache_that_may_only_be_read_keeps_its_old_contents(owner, small_tree,
 
 def with_disk(folder, script):
     """A command line in front of the helper; the script prepares the disk from inside the folder."""
+    processes.require_root("a disk of its own")
     return ["unshare", "--mount", "sh", "-c", f'cd "{folder}" && {script} && cd / && exec "$@"', "sh"]
 
 

@@ -23,6 +23,8 @@ struct Sample {
   std::string bytes;
 };
 
+void PrintTo(const Sample& sample, std::ostream* output) { *output << sample.text << " in " << sample.encoding; }
+
 class EncodingSample : public testing::TestWithParam<Sample> {};
 
 TEST_P(EncodingSample, ConvertsBothWays) {
@@ -51,7 +53,8 @@ INSTANTIATE_TEST_SUITE_P(
                     Sample{NSUTF16LittleEndianStringEncoding, "aé😀", "\x61\0\xe9\0\x3d\xd8\0\xde"s},
                     Sample{NSUTF32StringEncoding, "a😀", "\xff\xfe\0\0\x61\0\0\0\0\xf6\x01\0"s},
                     Sample{NSUTF32BigEndianStringEncoding, "a😀", "\0\0\0\x61\0\x01\xf6\0"s},
-                    Sample{NSUTF32LittleEndianStringEncoding, "a😀", "\x61\0\0\0\0\xf6\x01\0"s}));
+                    Sample{NSUTF32LittleEndianStringEncoding, "a😀", "\x61\0\0\0\0\xf6\x01\0"s}),
+    [](const auto& sample) { return "Encoding" + std::to_string(sample.param.encoding); });
 
 TEST(NSStringEncoding, EmptyTextHasNoBytesButTheMark) {
   EXPECT_EQ(bytes(""_ns, NSUTF8StringEncoding), "");
