@@ -84,34 +84,12 @@ void turn() {
   NSRunLoop::currentRunLoop()->runMode_beforeDate(NSDefaultRunLoopMode(), NSDate::dateWithTimeIntervalSinceNow(0.05));
 }
 
-// A helper that outlives its test, for the timer that it ends the process with has hold of it: by then another test is
-// running.
-class HelperOfATest : public TelvoFTPHelper {
-  NS_OBJECT(HelperOfATest, TelvoFTPHelper)
-
- public:
-  void stayAlive() {}
-};
-
-Class HelperOfATest::classObject() {
-  static const NSClass object("HelperOfATest", TelvoFTPHelper::classObject(),
-                              {method("terminateApp"_sel, &HelperOfATest::stayAlive)});
-  return &object;
-}
-
 class TelvoFTPHelperTest : public testing::Test {
  protected:
   TelvoFTPHelperTest() {
     helper->setDebugMode(true);
     helper->setNotificationIdentifier("token"_ns);
     helper->setOwnerBundleIdentifier("com.example.Owner"_ns);
-  }
-  ~TelvoFTPHelperTest() override {
-    if (!helper) return;
-    // What other tests post is not for it.
-    NSNotificationCenter::defaultCenter()->removeObserver(helper);
-    NSDistributedNotificationCenter::defaultCenter()->removeObserver(helper);
-    helper->setDebugMode(false);
   }
 
   // A helper whose upload is over keeps itself alive by the timer of its end, which is another test's end as well.
@@ -149,7 +127,7 @@ class TelvoFTPHelperTest : public testing::Test {
   PrivateBus& bus = PrivateBus::shared();
   BusPeer owner{bus.address()};
   const TemporaryDirectory folder;
-  Ref<TelvoFTPHelper> helper = make<HelperOfATest>();
+  Ref<TelvoFTPHelper> helper = make<TelvoFTPHelper>();
 };
 
 std::string progressPost(const std::string& object, const std::string& userInfo) {
