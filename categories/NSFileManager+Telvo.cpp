@@ -12,6 +12,7 @@
 #include "foundation/errors/NSError.h"
 #include "foundation/files/NSURL.h"
 #include "foundation/text/NSString.h"
+#include "foundation/text/UTF16.h"
 #include "foundation/time/NSDate.h"
 
 namespace {
@@ -39,9 +40,7 @@ bool refuse(Ref<NSError>* error, NSCocoaErrorCode code, const Ref<NSString>& pat
 Ref<NSString> withoutLastCharacter(const Ref<NSString>& text) {
   const std::u16string_view units = text->units();
   if (units.empty()) return text;
-  const auto isLead = [](char16_t unit) { return unit >= 0xD800 && unit < 0xDC00; };
-  const auto isTrail = [](char16_t unit) { return unit >= 0xDC00 && unit < 0xE000; };
-  const bool isPair = units.size() >= 2 && isTrail(units.back()) && isLead(units[units.size() - 2]);
+  const bool isPair = units.size() >= 2 && foundation::isSurrogatePairAt(units, units.size() - 2);
   return text->substringToIndex(units.size() - (isPair ? 2 : 1));
 }
 

@@ -10,6 +10,7 @@
 #include "foundation/collections/NSNumber.h"
 #include "foundation/files/NSBundle.h"
 #include "foundation/text/NSCharacterSet.h"
+#include "foundation/text/UTF16.h"
 
 namespace {
 
@@ -49,12 +50,6 @@ Ref<NSString> byteText(const Ref<NSString>& key, const NSFormatArgument& value) 
 // Where the text's first letter begins; its length when there is none.
 NSUInteger firstLetter(const Ref<NSString>& text) {
   return NSCharacterSet::letterCharacterSet()->endOfRun(text->units(), 0, false);
-}
-
-NSUInteger lengthOfCharacter(const Ref<NSString>& text, NSUInteger index) {
-  const char16_t unit = text->characterAtIndex(index);
-  const bool isLead = unit >= 0xD800 && unit < 0xDC00;
-  return isLead && index + 1 < text->length() ? 2 : 1;
 }
 
 const NSCategory category(
@@ -170,7 +165,7 @@ Ref<NSMutableDictionary> telvo_dictionaryWithVersionComponents(const Ref<NSStrin
     components->setObject_forKey(numbers->objectAtIndex(i), keys[i]);
   }
   if (isGeneral) return components;
-  const NSUInteger length = lengthOfCharacter(text, letter);
+  const NSUInteger length = foundation::lengthOfCharacterAt(text->units(), letter);
   components->setObject_forKey(text->substringWithRange({letter, length}), "Kind"_ns);
   components->setObject_forKey(text->substringFromIndex(letter + length), "Stage"_ns);
   return components;

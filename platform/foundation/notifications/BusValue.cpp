@@ -11,6 +11,7 @@
 #include "foundation/collections/NSDictionary.h"
 #include "foundation/collections/NSNumber.h"
 #include "foundation/text/NSString.h"
+#include "foundation/text/UTF16.h"
 #include "foundation/time/NSDate.h"
 
 namespace foundation {
@@ -21,9 +22,6 @@ namespace {
 constexpr int deepestNesting = 16;
 
 constexpr char16_t replacementCharacter = 0xFFFD;
-
-bool isHighSurrogate(char16_t unit) { return (unit & 0xFC00U) == 0xD800U; }
-bool isLowSurrogate(char16_t unit) { return (unit & 0xFC00U) == 0xDC00U; }
 
 struct TooDeep {};
 
@@ -153,9 +151,9 @@ Ref<NSString> textForBus(const Ref<NSString>& text) {
   if (!text) return nil;
   std::u16string units(text->units());
   for (std::size_t i = 0; i < units.size(); ++i) {
-    if (isHighSurrogate(units[i]) && i + 1 < units.size() && isLowSurrogate(units[i + 1])) {
+    if (isSurrogatePairAt(units, i)) {
       ++i;
-    } else if (isHighSurrogate(units[i]) || isLowSurrogate(units[i]) || units[i] == 0) {
+    } else if (isSurrogate(units[i]) || units[i] == 0) {
       units[i] = replacementCharacter;
     }
   }

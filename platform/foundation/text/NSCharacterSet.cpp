@@ -9,6 +9,7 @@
 
 #include "foundation/errors/NSException.h"
 #include "foundation/text/NSString.h"
+#include "foundation/text/UTF16.h"
 
 class foundation::CharacterSetMembers {
  public:
@@ -201,13 +202,12 @@ NSRange NSString::rangeOfCharacterFromSet(const Ref<NSCharacterSet>& set, NSUInt
   if (options & NSBackwardsSearch) {
     const NSUInteger end = set->startOfRun(units_, length(), false);
     if (end == 0) return {NSNotFound, 0};
-    const bool pair = end > 1 && U16_IS_TRAIL(units_[end - 1]) && U16_IS_LEAD(units_[end - 2]);
+    const bool pair = end > 1 && foundation::isSurrogatePairAt(units_, end - 2);
     return pair ? NSRange{end - 2, 2} : NSRange{end - 1, 1};
   }
   const NSUInteger start = set->endOfRun(units_, 0, false);
   if (start == length()) return {NSNotFound, 0};
-  const bool pair = start + 1 < length() && U16_IS_LEAD(units_[start]) && U16_IS_TRAIL(units_[start + 1]);
-  return {start, pair ? 2U : 1U};
+  return {start, foundation::lengthOfCharacterAt(units_, start)};
 }
 
 Ref<NSString> NSString::stringByTrimmingCharactersInSet(const Ref<NSCharacterSet>& set) const {

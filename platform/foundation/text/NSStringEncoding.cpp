@@ -8,23 +8,21 @@
 
 #include "foundation/collections/NSData.h"
 #include "foundation/text/NSString.h"
+#include "foundation/text/UTF16.h"
 #include "foundation/text/UTF8.h"
 
 namespace {
 
 constexpr char16_t byteOrderMark = 0xFEFF;
 
-bool isLead(char16_t unit) { return unit >= 0xD800 && unit <= 0xDBFF; }
-bool isTrail(char16_t unit) { return unit >= 0xDC00 && unit <= 0xDFFF; }
-
 // The text with a question mark for each surrogate that stands alone; nothing when there is one and loss is not
 // allowed.
 std::optional<std::u16string> wellFormed(std::u16string_view units, bool allowLoss) {
   std::u16string result(units);
   for (std::size_t at = 0; at < result.size(); ++at) {
-    if (isLead(result[at]) && at + 1 < result.size() && isTrail(result[at + 1])) {
+    if (foundation::isSurrogatePairAt(result, at)) {
       ++at;
-    } else if (isLead(result[at]) || isTrail(result[at])) {
+    } else if (foundation::isSurrogate(result[at])) {
       if (!allowLoss) return std::nullopt;
       result[at] = u'?';
     }
@@ -84,8 +82,9 @@ std::string encodedWide(std::u16string_view units, WideForm form) {
   if (!form.order) appendWide(bytes, byteOrderMark, form.size, order);
   for (std::size_t at = 0; at < units.size(); ++at) {
     char32_t value = units[at];
-    if (form.size == 4 && isLead(units[at])) {
-      value = 0x10000 + ((value - 0xD800) << 10U) + (static_cast<char32_t>(units[++at]) - 0xDC00);
+    if (form.size == 4 && foundation::isSurrogatePairAt(units, at)) {
+      value = foundation::characterAt(units, at);
+      ++at;
     }
     appendWide(bytes, value, form.size, order);
   }
@@ -105,13 +104,8 @@ std::optional<std::u16string> decodedWide(std::string_view bytes, WideForm form)
   units.reserve(bytes.size() / form.size);
   for (; at < bytes.size(); at += form.size) {
     const char32_t value = wideAt(bytes, at, form.size, order);
-    if (value > 0x10FFFF || (form.size == 4 && value >= 0xD800 && value <= 0xDFFF)) return std::nullopt;
-    if (value < 0x10000) {
-      units.push_back(static_cast<char16_t>(value));
-    } else {
-      units.push_back(static_cast<char16_t>(0xD800 + ((value - 0x10000) >> 10U)));
-      units.push_back(static_cast<char16_t>(0xDC00 + ((value - 0x10000) & 0x3FFU)));
-    }
+    if (value > 0x10FFFF || (form.size == 4 && foundation::isSurrogate(value))) return std::nullopt;
+    foundation::appendCharacter(units, value);
   }
   return isWellFormed(units) ? std::optional(std::move(units)) : std::nullopt;
 }

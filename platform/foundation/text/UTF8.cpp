@@ -6,6 +6,8 @@
 #include <cstring>
 #include <limits>
 
+#include "foundation/text/UTF16.h"
+
 namespace {
 
 struct Sequence {
@@ -48,8 +50,7 @@ Sequence sequenceAt(std::string_view bytes, std::size_t at) {
   }
   if (lead >= 0xE0 && lead <= 0xEF && isContinuation(bytes, at + 1) && isContinuation(bytes, at + 2)) {
     const char32_t character = ((lead & 0x0FU) << 12U) | ((byte(1) & 0x3FU) << 6U) | (byte(2) & 0x3FU);
-    const bool surrogate = character >= 0xD800 && character <= 0xDFFF;
-    if (character >= 0x800 && !surrogate) return {character, 3};
+    if (character >= 0x800 && !foundation::isSurrogate(character)) return {character, 3};
   }
   if (lead >= 0xF0 && lead <= 0xF4 && isContinuation(bytes, at + 1) && isContinuation(bytes, at + 2) &&
       isContinuation(bytes, at + 3)) {
@@ -95,13 +96,7 @@ std::u16string foundation::unitsFromUTF8(std::string_view utf8) {
       units.push_back(static_cast<char16_t>(0xDC00U + static_cast<unsigned char>(utf8[at++])));
       continue;
     }
-    if (sequence.character < 0x10000) {
-      units.push_back(static_cast<char16_t>(sequence.character));
-    } else {
-      const char32_t offset = sequence.character - 0x10000;
-      units.push_back(static_cast<char16_t>(0xD800U + (offset >> 10U)));
-      units.push_back(static_cast<char16_t>(0xDC00U + (offset & 0x3FFU)));
-    }
+    appendCharacter(units, sequence.character);
     at += sequence.size;
   }
   return units;
@@ -112,10 +107,9 @@ std::string foundation::UTF8FromUnits(std::u16string_view units) {
   output.reserve(units.size());
   for (std::size_t at = 0; at < units.size(); ++at) {
     const char16_t unit = units[at];
-    const bool lead = unit >= 0xD800 && unit <= 0xDBFF;
-    if (lead && at + 1 < units.size() && units[at + 1] >= 0xDC00 && units[at + 1] <= 0xDFFF) {
-      const char32_t high = static_cast<char32_t>(unit - 0xD800) << 10U;
-      appendUTF8(output, 0x10000 + high + static_cast<char32_t>(units[++at] - 0xDC00));
+    if (isSurrogatePairAt(units, at)) {
+      appendUTF8(output, characterAt(units, at));
+      ++at;
     } else if (unit >= 0xDC80 && unit <= 0xDCFF) {
       output.push_back(static_cast<char>(static_cast<unsigned char>(unit - 0xDC00)));
     } else {
