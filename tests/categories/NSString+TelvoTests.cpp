@@ -469,4 +469,17 @@ TEST(NSStringTelvo, MethodsAnswerToTheirSelectors) {
       "B c");
 }
 
+TEST(NSStringTelvo, RemovesMarksInWhateverOrderAndNumberTheyCome) {
+  EXPECT_TRUE(NSEqualObjects(telvo_stringByRemovingDiacriticalMarks("e\u0301\u0323\u0300a"_ns), "ea"_ns));
+  EXPECT_TRUE(NSEqualObjects(telvo_stringByRemovingDiacriticalMarks("\u1EC7\u00C5\u0344"_ns), "eA"_ns));
+  // In an order that canonical decomposition has to turn round.
+  std::u16string units = u"x";
+  for (int i = 0; i < 100'000; ++i) units += i % 2 == 0 ? u'\u0301' : u'\u0323';
+  EXPECT_TRUE(NSEqualObjects(telvo_stringByRemovingDiacriticalMarks(NSString::stringWithUnits(units + u"y")), "xy"_ns));
+}
+
+TEST(NSStringTelvo, ComparesWithoutSpacesByCanonicalEquivalence) {
+  EXPECT_EQ(telvo_caseAndSpaceInsensitiveCompare("CAF\u00C9 noir"_ns, "cafe\u0301noir"_ns), NSOrderedSame);
+}
+
 }  // namespace

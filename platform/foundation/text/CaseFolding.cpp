@@ -1,9 +1,13 @@
 #include "foundation/text/CaseFolding.h"
 
+#include <algorithm>
+
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
 #include <unicode/ustring.h>
-#include <unicode/utf16.h>
+
+#include "foundation/text/CanonicalForm.h"
+#include "foundation/text/UTF16.h"
 
 namespace {
 
@@ -29,6 +33,13 @@ std::u16string foundation::foldedText(std::u16string_view text) {
   return result;
 }
 
+std::u16string foundation::canonicallyFoldedText(std::u16string_view text) {
+  if (std::ranges::all_of(text, [](char16_t unit) { return unit < 0x80; })) return foldedText(text);
+  // Decomposed before as well, because a mark may change its class by folding; and behind, because letters may come out
+  // composed.
+  return canonicallyDecomposed(foldedText(canonicallyDecomposed(text)));
+}
+
 foundation::FoldedCharacter foundation::foldedCharacterAt(std::u16string_view text, std::size_t index) {
   FoldedCharacter folded;
   const char16_t unit = text[index];
@@ -37,7 +48,7 @@ foundation::FoldedCharacter foundation::foldedCharacterAt(std::u16string_view te
     folded.size = 1;
     return folded;
   }
-  if (U16_IS_LEAD(unit) && index + 1 < text.size() && U16_IS_TRAIL(text[index + 1])) folded.characterSize = 2;
+  folded.characterSize = lengthOfCharacterAt(text, index);
   UErrorCode status = U_ZERO_ERROR;
   const std::int32_t size =
       u_strFoldCase(folded.units.data(), static_cast<std::int32_t>(folded.units.size()), text.data() + index,

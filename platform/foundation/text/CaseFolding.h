@@ -10,6 +10,10 @@ namespace foundation {
 
 std::u16string foldedText(std::u16string_view text);
 
+// The same for all texts that differ in letter case or in the way their characters are composed: canonical caseless
+// matching (Unicode chapter 3.13). Linear, however many combining marks there are.
+std::u16string canonicallyFoldedText(std::u16string_view text);
+
 // One character's folding, and the number of units that the character itself has.
 struct FoldedCharacter {
   std::array<char16_t, 4> units{};

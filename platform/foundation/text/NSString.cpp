@@ -4,15 +4,12 @@
 #include <limits>
 
 #include <unicode/locid.h>
-#include <unicode/normalizer2.h>
 #include <unicode/unistr.h>
-#include <unicode/ustring.h>
 
-#include "foundation/collections/NSArray.h"
 #include "foundation/errors/NSException.h"
+#include "foundation/text/CanonicalForm.h"
 #include "foundation/text/CaseFolding.h"
 #include "foundation/text/Collation.h"
-#include "foundation/text/TextSearch.h"
 #include "foundation/text/UTF8.h"
 
 namespace {
@@ -40,20 +37,6 @@ bool isWhiteSpace(char16_t unit) { return unit == u' ' || (unit >= 0x09 && unit 
 NSComparisonResult ordering(std::u16string_view left, std::u16string_view right) {
   const int order = left.compare(right);
   return order < 0 ? NSOrderedAscending : order > 0 ? NSOrderedDescending : NSOrderedSame;
-}
-
-// The length of the shortest run of `units` from `from` on whose folding is `target`, or npos.
-std::size_t foldedMatch(std::u16string_view units, std::size_t from, std::u16string_view target) {
-  std::size_t at = from;
-  std::size_t matched = 0;
-  while (matched < target.size()) {
-    if (at >= units.size()) return std::u16string_view::npos;
-    const foundation::FoldedCharacter character = foundation::foldedCharacterAt(units, at);
-    if (target.substr(matched, character.size) != character.view()) return std::u16string_view::npos;
-    matched += character.size;
-    at += character.characterSize;
-  }
-  return at - from;
 }
 
 }  // namespace
@@ -142,76 +125,13 @@ Ref<NSString> NSString::stringByAppendingString(const Ref<NSString>& other) cons
   return stringWithUnits(units_ + other->units_);
 }
 
-Ref<NSArray> NSString::componentsSeparatedByString(const Ref<NSString>& separator) const {
-  requireText(separator);
-  const foundation::TextSearch search(separator->units_, false);
-  std::vector<id> components;
-  std::size_t from = 0;
-  for (NSRange found = search.find(units_); found.location != NSNotFound; found = search.find(units_, from)) {
-    components.push_back(stringWithUnits(units_.substr(from, found.location - from)));
-    from = NSMaxRange(found);
-  }
-  components.push_back(stringWithUnits(units_.substr(from)));
-  return NSArray::arrayWithVector(std::move(components));
-}
-
-Ref<NSString> NSString::stringByReplacingOccurrencesOfString_withString(const Ref<NSString>& target,
-                                                                        const Ref<NSString>& replacement) const {
-  const auto result = make<NSMutableString>(units_);
-  result->replaceOccurrencesOfString_withString_options_range(target, replacement, NSLiteralSearch, {0, length()});
-  return as<NSString>(result->copy());
-}
-
-NSRange NSString::rangeOfString(const Ref<NSString>& text, NSUInteger options) const {
-  return rangeOfString_options_range(text, options, {0, length()});
-}
-
-NSRange NSString::rangeOfString_options_range(const Ref<NSString>& text, NSUInteger options, NSRange range) const {
-  requireText(text);
-  requireRange(range, length());
-  constexpr NSRange none{NSNotFound, 0};
-  if (text->units_.empty()) return none;
-  const std::u16string_view searched = std::u16string_view(units_).substr(range.location, range.length);
-  const bool insensitive = (options & NSCaseInsensitiveSearch) != 0;
-  const bool backwards = (options & NSBackwardsSearch) != 0;
-  const bool anchored = (options & NSAnchoredSearch) != 0;
-  if (!backwards && !anchored) {
-    const NSRange found = foundation::TextSearch(text->units_, insensitive).find(searched);
-    return found.location == NSNotFound ? none : NSRange{range.location + found.location, found.length};
-  }
-  const std::u16string target = insensitive ? foundation::foldedText(text->units_) : text->units_;
-
-  if (!insensitive && !anchored) {
-    const std::size_t found = searched.rfind(target);
-    return found == std::u16string_view::npos ? none : NSRange{range.location + found, target.size()};
-  }
-  const auto matchAt = [&](std::size_t at) {
-    if (insensitive) return foldedMatch(searched, at, target);
-    return searched.substr(at, target.size()) == target ? target.size() : std::u16string_view::npos;
-  };
-  for (std::size_t step = 0; step <= searched.size(); ++step) {
-    const std::size_t at = backwards ? searched.size() - step : step;
-    if (anchored && !backwards && at > 0) break;
-    const std::size_t size = matchAt(at);
-    if (size == std::u16string_view::npos) continue;
-    if (anchored && backwards && at + size != searched.size()) continue;
-    return {range.location + at, size};
-  }
-  return none;
-}
-
-bool NSString::containsString(const Ref<NSString>& text) const { return rangeOfString(text).location != NSNotFound; }
-
-bool NSString::hasPrefix(const Ref<NSString>& prefix) const { return prefix && units_.starts_with(prefix->units_); }
-
-bool NSString::hasSuffix(const Ref<NSString>& suffix) const { return suffix && units_.ends_with(suffix->units_); }
-
 NSComparisonResult NSString::compare(const Ref<NSString>& other) const {
   return other ? ordering(units_, other->units_) : NSOrderedDescending;
 }
 
 NSComparisonResult NSString::caseInsensitiveCompare(const Ref<NSString>& other) const {
-  return other ? ordering(foundation::foldedText(units_), foundation::foldedText(other->units_)) : NSOrderedDescending;
+  if (!other) return NSOrderedDescending;
+  return ordering(foundation::canonicallyFoldedText(units_), foundation::canonicallyFoldedText(other->units_));
 }
 
 NSComparisonResult NSString::localizedStandardCompare(const Ref<NSString>& other) const {
@@ -220,7 +140,7 @@ NSComparisonResult NSString::localizedStandardCompare(const Ref<NSString>& other
 
 bool NSString::isEqualToString(const Ref<NSString>& other) const { return other && units_ == other->units_; }
 
-Ref<NSString> NSString::foldedString() const { return stringWithUnits(foundation::foldedText(units_)); }
+Ref<NSString> NSString::foldedString() const { return stringWithUnits(foundation::canonicallyFoldedText(units_)); }
 
 Ref<NSString> NSString::lowercaseString() const {
   return stringFrom(icu::UnicodeString(unicodeString(units_)).toLower(icu::Locale::getRoot()));
@@ -235,17 +155,11 @@ Ref<NSString> NSString::capitalizedString() const {
 }
 
 Ref<NSString> NSString::decomposedStringWithCanonicalMapping() const {
-  UErrorCode status = U_ZERO_ERROR;
-  const icu::Normalizer2* normalizer = icu::Normalizer2::getNFDInstance(status);
-  if (U_FAILURE(status)) return stringWithUnits(units_);
-  return stringFrom(normalizer->normalize(unicodeString(units_), status));
+  return stringWithUnits(foundation::canonicallyDecomposed(units_));
 }
 
 Ref<NSString> NSString::precomposedStringWithCanonicalMapping() const {
-  UErrorCode status = U_ZERO_ERROR;
-  const icu::Normalizer2* normalizer = icu::Normalizer2::getNFCInstance(status);
-  if (U_FAILURE(status)) return stringWithUnits(units_);
-  return stringFrom(normalizer->normalize(unicodeString(units_), status));
+  return stringWithUnits(foundation::canonicallyComposed(units_));
 }
 
 NSInteger NSString::integerValue() const {
@@ -346,54 +260,6 @@ void NSMutableString::replaceCharactersInRange_withString(NSRange range, const R
   requireText(text);
   requireRange(range, length());
   units_.replace(range.location, range.length, std::u16string(text->units()));
-}
-
-std::vector<NSRange> NSMutableString::occurrences(const Ref<NSString>& target, NSUInteger options,
-                                                  NSRange range) const {
-  std::vector<NSRange> places;
-  if (!(options & (NSBackwardsSearch | NSAnchoredSearch))) {
-    const foundation::TextSearch search(target->units(), (options & NSCaseInsensitiveSearch) != 0);
-    const std::u16string_view searched = std::u16string_view(units_).substr(0, NSMaxRange(range));
-    std::size_t from = range.location;
-    for (NSRange found = search.find(searched, from); found.location != NSNotFound;
-         found = search.find(searched, from)) {
-      places.push_back(found);
-      from = NSMaxRange(found);
-    }
-    return places;
-  }
-  // A backward search finds other places than a forward one where occurrences overlap.
-  NSRange rest = range;
-  while (true) {
-    const NSRange found = rangeOfString_options_range(target, options, rest);
-    if (found.location == NSNotFound) break;
-    places.push_back(found);
-    if (options & NSAnchoredSearch) break;
-    rest.length = found.location - rest.location;
-  }
-  std::ranges::reverse(places);
-  return places;
-}
-
-NSUInteger NSMutableString::replaceOccurrencesOfString_withString_options_range(const Ref<NSString>& target,
-                                                                                const Ref<NSString>& replacement,
-                                                                                NSUInteger options, NSRange range) {
-  requireText(target);
-  requireText(replacement);
-  requireRange(range, length());
-  // Collected into a new text, so that many replacements cost one pass.
-  const std::vector<NSRange> places = occurrences(target, options, range);
-  if (places.empty()) return 0;
-  std::u16string result;
-  std::size_t copied = 0;
-  for (const NSRange place : places) {
-    result.append(units_, copied, place.location - copied);
-    result.append(replacement->units());
-    copied = NSMaxRange(place);
-  }
-  result.append(units_, copied);
-  units_ = std::move(result);
-  return places.size();
 }
 
 id NSMutableString::copy() const { return make<NSString>(units_); }

@@ -102,14 +102,16 @@ class NSString : public NSObject {
   bool hasPrefix(const Ref<NSString>& prefix) const;
   bool hasSuffix(const Ref<NSString>& suffix) const;
 
-  // Unit order; caseInsensitiveCompare() orders the full case foldings of both. Neither looks at the locale.
+  // Unit order. caseInsensitiveCompare() finds the same what differs in letter case only, or in the way its characters
+  // are composed, and orders the rest by their foldings (foldedString). Neither looks at the locale.
   NSComparisonResult compare(const Ref<NSString>& other) const;
   NSComparisonResult caseInsensitiveCompare(const Ref<NSString>& other) const;
   // The order of a file browser: letters by the user's language (LC_ALL, LC_COLLATE or LANG at that moment), runs of
   // digits by value.
   NSComparisonResult localizedStandardCompare(const Ref<NSString>& other) const;
   bool isEqualToString(const Ref<NSString>& other) const;
-  // The text with full case folding: equal for texts that differ in letter case only.
+  // The text with full case folding, decomposed: equal units for the texts that caseInsensitiveCompare() finds the
+  // same.
   Ref<NSString> foldedString() const;
 
   Ref<NSString> lowercaseString() const;

@@ -21,14 +21,14 @@ std::vector<std::size_t> fallbacksOf(std::u16string_view target) {
 
 }  // namespace
 
-foundation::TextSearch::TextSearch(std::u16string_view target, bool caseInsensitive)
-    : target_(caseInsensitive ? foldedText(target) : std::u16string(target)), caseInsensitive_(caseInsensitive) {
-  if (caseInsensitive || target.size() > shortTarget) fallback_ = fallbacksOf(target_);
+foundation::TextSearch::TextSearch(std::u16string_view target, LetterCase letterCase)
+    : target_(letterCase == LetterCase::Folded ? foldedText(target) : std::u16string(target)), letterCase_(letterCase) {
+  if (letterCase == LetterCase::Folded || target.size() > shortTarget) fallback_ = fallbacksOf(target_);
 }
 
 NSRange foundation::TextSearch::find(std::u16string_view text, std::size_t from) const {
   if (target_.empty()) return notFound;
-  if (caseInsensitive_) return findFolded(text, from);
+  if (letterCase_ == LetterCase::Folded) return findFolded(text, from);
   if (!fallback_.empty()) return findUnits(text, from);
   const std::size_t found = text.find(target_, from);
   return found == std::u16string_view::npos ? notFound : NSRange{found, target_.size()};

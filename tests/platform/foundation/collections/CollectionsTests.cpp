@@ -191,4 +191,129 @@ TEST(NSData, DescriptionIsHexadecimal) {
   EXPECT_EQ(NSData::dataWithBytes("hello")->description()->UTF8String(), "<68656c6c 6f>");
 }
 
+TEST(NSDictionary, KeepsItsOrderWhileKeysAreRemovedAndSet) {
+  const auto dictionary = NSMutableDictionary::dictionary();
+  const auto key = [](NSInteger number) { return NSString::stringWithFormat("key %ld"_ns, number); };
+  for (NSInteger number = 0; number < 100; ++number) {
+    dictionary->setObject_forKey(NSNumber::numberWithInteger(number), key(number));
+  }
+  std::vector<NSInteger> expected;
+  for (NSInteger number = 0; number < 100; ++number) {
+    if (number % 3 == 0 || number < 20 || number > 90) {
+      dictionary->removeObjectForKey(key(number));
+    } else {
+      expected.push_back(number);
+    }
+  }
+  dictionary->setObject_forKey(NSNumber::numberWithInteger(0), key(0));
+  expected.push_back(0);
+  const auto order = [&] {
+    std::vector<NSInteger> numbers;
+    for (const auto& [each, object] : *dictionary) numbers.push_back(foundation::integerFromObject(object));
+    return numbers;
+  };
+  EXPECT_EQ(order(), expected);
+  EXPECT_EQ(dictionary->count(), expected.size());
+  EXPECT_EQ(dictionary->allKeys()->count(), expected.size());
+  for (const NSInteger number : expected) {
+    EXPECT_EQ(foundation::integerFromObject(dictionary->objectForKey(key(number))), number);
+  }
+  EXPECT_EQ(dictionary->objectForKey(key(3)), nil);
+  EXPECT_TRUE(dictionary->isEqual(dictionary->copy()));
+  // From the front, as a queue is drained.
+  for (const NSInteger number : expected) {
+    EXPECT_EQ(foundation::integerFromObject(dictionary->begin()->second), number);
+    dictionary->removeObjectForKey(key(number));
+  }
+  EXPECT_EQ(dictionary->count(), 0U);
+  EXPECT_TRUE(dictionary->begin() == dictionary->end());
+}
+
+TEST(NSSet, KeepsItsOrderWhileMembersAreRemovedAndAdded) {
+  const auto set = NSMutableSet::set();
+  for (NSInteger number = 0; number < 50; ++number) set->addObject(NSNumber::numberWithInteger(number));
+  for (NSInteger number = 0; number < 50; ++number) {
+    if (number % 7 != 0) set->removeObject(NSNumber::numberWithInteger(number));
+  }
+  set->addObject(NSNumber::numberWithInteger(1));
+  std::vector<NSInteger> members;
+  for (const id& member : *set) members.push_back(foundation::integerFromObject(member));
+  EXPECT_EQ(members, (std::vector<NSInteger>{0, 7, 14, 21, 28, 35, 42, 49, 1}));
+  EXPECT_FALSE(set->containsObject(NSNumber::numberWithInteger(2)));
+  EXPECT_EQ(set->allObjects()->count(), 9U);
+}
+
+TEST(NSString, SearchesUpToTheEndOfTheRangeAndNoFurther) {
+  const auto text = "abcabc"_ns;
+  for (const NSUInteger options : {0U, 1U}) {
+    EXPECT_EQ(text->rangeOfString_options_range("abc"_ns, options, {1, 5}).location, 3U);
+    EXPECT_EQ(text->rangeOfString_options_range("abc"_ns, options, {1, 4}).location, NSNotFound);
+    EXPECT_EQ(text->rangeOfString_options_range("c"_ns, options, {0, 3}).location, 2U);
+    EXPECT_EQ(text->rangeOfString_options_range("c"_ns, options, {0, 2}).location, NSNotFound);
+    EXPECT_EQ(text->rangeOfString_options_range("a"_ns, options, {6, 0}).location, NSNotFound);
+    const NSUInteger backwards = options | NSBackwardsSearch;
+    EXPECT_EQ(text->rangeOfString_options_range("abc"_ns, backwards, {0, 6}).location, 3U);
+    EXPECT_EQ(text->rangeOfString_options_range("abc"_ns, backwards, {0, 5}).location, 0U);
+    EXPECT_EQ(text->rangeOfString_options_range("abc"_ns, backwards, {1, 4}).location, NSNotFound);
+    EXPECT_EQ(text->rangeOfString_options_range("bc"_ns, backwards | NSAnchoredSearch, {0, 3}).location, 1U);
+    EXPECT_EQ(text->rangeOfString_options_range("bc"_ns, backwards | NSAnchoredSearch, {0, 4}).location, NSNotFound);
+    EXPECT_EQ(text->rangeOfString_options_range("ca"_ns, options | NSAnchoredSearch, {2, 4}).location, 2U);
+    EXPECT_EQ(text->rangeOfString_options_range("ca"_ns, options | NSAnchoredSearch, {2, 1}).location, NSNotFound);
+    EXPECT_EQ(text->rangeOfString_options_range("ca"_ns, options | NSAnchoredSearch, {1, 4}).location, NSNotFound);
+  }
+  EXPECT_EQ("Straße"_ns->rangeOfString_options_range("SS"_ns, NSCaseInsensitiveSearch, {0, 5}).location, 4U);
+  EXPECT_EQ("Straße"_ns->rangeOfString_options_range("SS"_ns, NSCaseInsensitiveSearch, {0, 4}).location, NSNotFound);
+  EXPECT_EQ("xß"_ns->rangeOfString_options_range("S"_ns, NSCaseInsensitiveSearch | NSBackwardsSearch, {0, 2}).location,
+            NSNotFound);
+}
+
+TEST(NSString, ComparesWithoutCaseByCanonicalEquivalence) {
+  const auto same = [](const Ref<NSString>& left, const Ref<NSString>& right) {
+    EXPECT_EQ(left->caseInsensitiveCompare(right), NSOrderedSame) << left->UTF8String() << " " << right->UTF8String();
+    EXPECT_TRUE(left->foldedString()->isEqualToString(right->foldedString()));
+  };
+  same("\u00E9"_ns, "e\u0301"_ns);
+  same("\u00C9"_ns, "e\u0301"_ns);
+  same("e\u0323\u0301"_ns, "E\u0301\u0323"_ns);
+  same("\u212B"_ns, "\u00E5"_ns);              // the sign for Angstrom
+  same("\uAC01"_ns, "\u1100\u1161\u11A8"_ns);  // Hangul
+  same("Stra\u00DFe"_ns, "STRASSE"_ns);
+  same("\u1F80"_ns, "\u1F00\u03B9"_ns);  // an iota that is written below
+  EXPECT_NE("e"_ns->caseInsensitiveCompare("\u00E9"_ns), NSOrderedSame);
+  EXPECT_NE("e\u0301\u0300"_ns->caseInsensitiveCompare("e\u0300\u0301"_ns), NSOrderedSame);
+  // Equality of texts, and with it that of file names, stays one of units.
+  EXPECT_FALSE("\u00E9"_ns->isEqualToString("e\u0301"_ns));
+  EXPECT_FALSE("\u00E9"_ns->isEqual("e\u0301"_ns));
+}
+
+TEST(NSString, DecomposesAsUnicodeSaysHoweverManyMarksThereAre) {
+  EXPECT_EQ("\u1EC7\u0344"_ns->decomposedStringWithCanonicalMapping()->UTF8String(), "e\u0323\u0302\u0308\u0301");
+  EXPECT_EQ("a\u0301\u0323b\u0323"_ns->decomposedStringWithCanonicalMapping()->UTF8String(), "a\u0323\u0301b\u0323");
+  EXPECT_EQ("\uAC01"_ns->decomposedStringWithCanonicalMapping()->UTF8String(), "\u1100\u1161\u11A8");
+  EXPECT_EQ("\U0001D15E"_ns->decomposedStringWithCanonicalMapping()->UTF8String(), "\U0001D157\U0001D165");
+  EXPECT_EQ("e\u0323\u0301"_ns->precomposedStringWithCanonicalMapping()->UTF8String(), "\u1EB9\u0301");
+  const auto lone = NSString::stringWithUnits({u'e', 0xDC80, u'\u0301', 0xD800, u'\u00E9'});
+  EXPECT_EQ(lone->decomposedStringWithCanonicalMapping()->units(),
+            (std::u16string{u'e', 0xDC80, u'\u0301', 0xD800, u'e', u'\u0301'}));
+  std::u16string marks = u"e";
+  for (int i = 0; i < 100'000; ++i) marks += i % 2 == 0 ? u'\u0301' : u'\u0323';
+  const auto sorted = u"e" + std::u16string(50'000, u'\u0323') + std::u16string(50'000, u'\u0301');
+  EXPECT_TRUE(NSString::stringWithUnits(marks)->decomposedStringWithCanonicalMapping()->units() == sorted);
+}
+
+TEST(NSString, FieldsArePaddedToTheirWidthAndNoFurther) {
+  const auto formatted = [](const Ref<NSString>& format, const NSFormatArgument& argument) {
+    return NSString::stringWithFormat(format, argument)->UTF8String();
+  };
+  EXPECT_EQ(formatted("[%5@]"_ns, "abc"_ns), "[  abc]");
+  EXPECT_EQ(formatted("[%-5@]"_ns, "abc"_ns), "[abc  ]");
+  EXPECT_EQ(formatted("[%3@]"_ns, "abc"_ns), "[abc]");
+  EXPECT_EQ(formatted("[%2@]"_ns, "abc"_ns), "[abc]");
+  EXPECT_EQ(formatted("[%4.2@]"_ns, "abc"_ns), "[  ab]");
+  EXPECT_EQ(formatted("[%.4@]"_ns, "abc"_ns), "[abc]");
+  EXPECT_EQ(formatted("[%8.1f KB]"_ns, 1536.0 / 1024), "[     1.5 KB]");
+  EXPECT_EQ(formatted("[%-8.1f KB]"_ns, 1.5), "[1.5      KB]");
+  EXPECT_EQ(formatted("[%08.1f]"_ns, -1.5), "[-00001.5]");
+}
+
 }  // namespace
