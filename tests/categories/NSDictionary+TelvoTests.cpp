@@ -294,4 +294,24 @@ TEST(NSMutableDictionaryTelvo, ExtensionsAreCalledByName) {
   EXPECT_EQ(as<NSNumber>(read)->integerValue(), 7);
 }
 
+TEST(NSDictionaryTelvo, RealNumbersAreReadByTheirWholeValue) {
+  const auto reals = NSDictionary::dictionary({{"hundred thousand"_ns, NSNumber::numberWithDouble(100000)},
+                                               {"million"_ns, NSNumber::numberWithDouble(1e6)},
+                                               {"more"_ns, NSNumber::numberWithDouble(2.5e9)},
+                                               {"little"_ns, NSNumber::numberWithDouble(0.0001)}});
+  EXPECT_EQ(telvo_integerForKey(reals, "hundred thousand"_ns), 100000);
+  EXPECT_EQ(telvo_integerForKey(reals, "million"_ns), 1000000);
+  EXPECT_EQ(telvo_integerForKey(reals, "more"_ns), 2500000000);
+  EXPECT_FALSE(telvo_boolForKey(reals, "little"_ns));
+  EXPECT_EQ(telvo_timeIntervalForKey(reals, "little"_ns), 0.0001);
+}
+
+TEST(NSDictionaryTelvo, SortingKeysRaisesWhereverTheKeyStandsThatIsNoText) {
+  const auto withKeys = [](const id& first, const id& second) {
+    return NSDictionary::dictionary({{first, "1"_ns}, {second, "2"_ns}});
+  };
+  EXPECT_THROW(telvo_sortedKeys(withKeys("a"_ns, NSNumber::numberWithInteger(3))), Ref<NSException>);
+  EXPECT_THROW(telvo_sortedKeys(withKeys(NSNumber::numberWithInteger(3), "a"_ns)), Ref<NSException>);
+}
+
 }  // namespace

@@ -5,6 +5,7 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
+#include <string>
 
 #include "foundation/text/NSString.h"
 
@@ -23,6 +24,27 @@ Integer truncated(double value) {
 NSComparisonResult ordering(auto left, auto right) {
   if (left < right) return NSOrderedAscending;
   return right < left ? NSOrderedDescending : NSOrderedSame;
+}
+
+// The order of all reals, in which what is not a number stands in front of 0.
+NSComparisonResult orderingOfReals(double left, double right) {
+  if (std::isnan(left) && std::isnan(right)) return NSOrderedSame;
+  if (std::isnan(left)) return right < 0.0 ? NSOrderedDescending : NSOrderedAscending;
+  if (std::isnan(right)) return left < 0.0 ? NSOrderedAscending : NSOrderedDescending;
+  return ordering(left, right);
+}
+
+template <class Real>
+std::string textOfReal(Real value) {
+  if (std::isnan(value)) return "nan";
+  // Written with an exponent where "%.16g" has one, but never with more digits than the value needs.
+  constexpr Real tooLarge = static_cast<Real>(1e16);
+  constexpr Real tooSmall = static_cast<Real>(1e-4);
+  const Real magnitude = std::abs(value);
+  const bool plain = magnitude == 0 || (magnitude >= tooSmall && magnitude < tooLarge);
+  std::array<char, 64> digits;
+  const auto format = plain ? std::chars_format::fixed : std::chars_format::scientific;
+  return {digits.data(), std::to_chars(digits.data(), digits.data() + digits.size(), value, format).ptr};
 }
 
 }  // namespace
@@ -49,13 +71,14 @@ Ref<NSNumber> NSNumber::numberWithBool(bool value) {
 Ref<NSNumber> NSNumber::numberWithInteger(NSInteger value) { return make<NSNumber>(Value(value)); }
 Ref<NSNumber> NSNumber::numberWithUnsignedInteger(NSUInteger value) { return make<NSNumber>(Value(value)); }
 Ref<NSNumber> NSNumber::numberWithDouble(double value) { return make<NSNumber>(Value(value)); }
+Ref<NSNumber> NSNumber::numberWithFloat(float value) { return make<NSNumber>(Value(value)); }
 
 bool NSNumber::boolValue() const {
   return std::visit([](auto value) { return value != decltype(value){}; }, value_);
 }
 
 NSInteger NSNumber::integerValue() const {
-  if (const auto* real = std::get_if<double>(&value_)) return truncated<NSInteger>(*real);
+  if (isReal()) return truncated<NSInteger>(doubleValue());
   if (const auto* number = std::get_if<NSUInteger>(&value_)) {
     return *number > static_cast<NSUInteger>(NSIntegerMax) ? NSIntegerMax : static_cast<NSInteger>(*number);
   }
@@ -70,7 +93,7 @@ int NSNumber::intValue() const {
 }
 
 NSUInteger NSNumber::unsignedIntegerValue() const {
-  if (const auto* real = std::get_if<double>(&value_)) return truncated<NSUInteger>(*real);
+  if (isReal()) return truncated<NSUInteger>(doubleValue());
   if (const auto* number = std::get_if<NSUInteger>(&value_)) return *number;
   return static_cast<NSUInteger>(std::max<NSInteger>(integerValue(), 0));
 }
@@ -83,22 +106,15 @@ float NSNumber::floatValue() const { return static_cast<float>(doubleValue()); }
 
 Ref<NSString> NSNumber::stringValue() const {
   if (isBool()) return boolValue() ? "1"_ns : "0"_ns;
-  std::array<char, 32> digits;
-  char* const last = digits.data() + digits.size();
-  const char* end = digits.data();
-  if (const auto* real = std::get_if<double>(&value_)) {
-    end = std::to_chars(digits.data(), last, *real).ptr;
-  } else if (const auto* number = std::get_if<NSUInteger>(&value_)) {
-    end = std::to_chars(digits.data(), last, *number).ptr;
-  } else {
-    end = std::to_chars(digits.data(), last, integerValue()).ptr;
-  }
-  return NSString::stringWithUTF8String({digits.data(), end});
+  if (const auto* real = std::get_if<double>(&value_)) return NSString::stringWithUTF8String(textOfReal(*real));
+  if (const auto* real = std::get_if<float>(&value_)) return NSString::stringWithUTF8String(textOfReal(*real));
+  const auto* number = std::get_if<NSUInteger>(&value_);
+  return NSString::stringWithUTF8String(number ? std::to_string(*number) : std::to_string(integerValue()));
 }
 
 NSComparisonResult NSNumber::compare(const Ref<NSNumber>& other) const {
   if (!other) return NSOrderedDescending;
-  if (isReal() || other->isReal()) return ordering(doubleValue(), other->doubleValue());
+  if (isReal() || other->isReal()) return orderingOfReals(doubleValue(), other->doubleValue());
   const bool large = std::holds_alternative<NSUInteger>(value_) || std::holds_alternative<NSUInteger>(other->value_);
   if (!large) return ordering(integerValue(), other->integerValue());
   const auto negative = [](const NSNumber& number) {
@@ -116,4 +132,7 @@ bool NSNumber::isEqual(const id& other) const {
   return number && compare(number) == NSOrderedSame;
 }
 
-NSUInteger NSNumber::hash() const { return std::hash<double>()(doubleValue()); }
+NSUInteger NSNumber::hash() const {
+  const double value = doubleValue();
+  return std::isnan(value) ? 0 : std::hash<double>()(value);
+}

@@ -7,12 +7,13 @@
 class NSString;
 
 // A boolean, an integer or a real number. Immutable, any thread. Equality and order go by value whatever the kind, so
-// a true boolean equals the integer 1 and the real 1.0.
+// a true boolean equals the integer 1 and the real 1.0. What is not a number equals only its like, and stands between
+// the negative numbers and the others.
 class NSNumber : public NSObject {
   NS_OBJECT(NSNumber, NSObject)
 
  public:
-  using Value = std::variant<bool, NSInteger, NSUInteger, double>;
+  using Value = std::variant<bool, NSInteger, NSUInteger, double, float>;
   explicit NSNumber(Value value) : value_(value) {}
 
   static Ref<NSNumber> numberWithBool(bool value);
@@ -22,11 +23,11 @@ class NSNumber : public NSObject {
   static Ref<NSNumber> numberWithUnsignedInteger(NSUInteger value);
   static Ref<NSNumber> numberWithUnsignedLongLong(NSUInteger value) { return numberWithUnsignedInteger(value); }
   static Ref<NSNumber> numberWithDouble(double value);
-  static Ref<NSNumber> numberWithFloat(float value) { return numberWithDouble(static_cast<double>(value)); }
+  static Ref<NSNumber> numberWithFloat(float value);
 
   const Value& value() const { return value_; }
   bool isBool() const { return std::holds_alternative<bool>(value_); }
-  bool isReal() const { return std::holds_alternative<double>(value_); }
+  bool isReal() const { return std::holds_alternative<double>(value_) || std::holds_alternative<float>(value_); }
 
   // Conversions truncate toward zero and stop at the limits of the type asked for; not-a-number gives 0.
   bool boolValue() const;
@@ -36,7 +37,8 @@ class NSNumber : public NSObject {
   NSUInteger unsignedIntegerValue() const;
   double doubleValue() const;
   float floatValue() const;
-  // "1" and "0" for booleans; reals in the shortest form that reads back to the same value.
+  // "1" and "0" for booleans; reals with as many digits as it takes to read back the same value, the single-precision
+  // ones as such: "0.1". Only reals from 1e16 on and those below 0.0001 have an exponent: "1e+16", "5e-05".
   Ref<NSString> stringValue() const;
 
   NSComparisonResult compare(const Ref<NSNumber>& other) const;
