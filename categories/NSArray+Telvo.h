@@ -6,8 +6,8 @@
 
 class NSEnumerator;
 
-// Extensions of arrays. In a nil array nothing is found, and its copies are nil. Where an extension gives a new array,
-// the receiver is left as it is. Threads: those of the arrays themselves.
+// Extensions of arrays. In a nil array nothing is found, so an index in it is NSNotFound; its copies are nil. Where an
+// extension gives a new array, the receiver is left as it is. Threads: those of the arrays themselves.
 
 // ---- Searching ----
 // A value matches by key when the element's value for the key is equivalent to it (telvo_isEquivalentTo); elements that

@@ -16,7 +16,8 @@ constexpr NSUInteger implicitArguments = 2;
 
 void performWithEach(const id& object, SEL selector, const std::vector<id>& arguments) {
   if (!object || !selector) return;
-  for (const id& argument : arguments) object->performSelector_withObject(selector, argument);
+  const id receiver = object;  // kept: the method may drop the caller's reference
+  for (const id& argument : arguments) receiver->performSelector_withObject(selector, argument);
 }
 
 const NSCategory category(
@@ -30,13 +31,28 @@ const NSCategory category(
         method("telvo_setValueForKey:orDictKeys:withDictionary:"_sel, &telvo_setValueForKey_orDictKeys_withDictionary),
         method("telvo_setValueInDictionary:forKey:"_sel, &telvo_setValueInDictionary_forKey),
         method("telvo_setValueInDictionary:forKey:removeIfNil:"_sel, &telvo_setValueInDictionary_forKey_removeIfNil),
+        method("telvo_isReallySubclassOfClass:"_sel, &telvo_isReallySubclassOfClass),
+        method("telvo_performIntegerSelector:"_sel, &telvo_performIntegerSelector),
+        method("telvo_performIntegerSelector:withObject:"_sel, &telvo_performIntegerSelector_withObject),
+        method("telvo_performIntegerSelector:withObject:withObject:"_sel,
+               &telvo_performIntegerSelector_withObject_withObject),
+        method("telvo_performBoolSelector:"_sel, &telvo_performBoolSelector),
+        method("telvo_performBoolSelector:withObject:"_sel, &telvo_performBoolSelector_withObject),
+        method("telvo_performBoolSelector:withObject:withObject:"_sel,
+               &telvo_performBoolSelector_withObject_withObject),
+        method("telvo_performSelector:withArguments:"_sel, &telvo_performSelector_withArguments),
+        method("telvo_performSelector:withEachObjectInArray:"_sel, &telvo_performSelector_withEachObjectInArray),
+        method("telvo_performSelector:withEachObjectInDictionary:"_sel,
+               &telvo_performSelector_withEachObjectInDictionary),
+        method("telvo_performSelector:withEachObjectInSet:"_sel, &telvo_performSelector_withEachObjectInSet),
     });
 
 }  // namespace
 
 bool telvo_isEquivalentTo(const id& object, const id& other) {
   if (!object || !other) return false;
-  return object->description()->caseInsensitiveCompare(other->description()) == NSOrderedSame;
+  const auto description = object->description();
+  return description && description->caseInsensitiveCompare(other->description()) == NSOrderedSame;
 }
 
 bool telvo_isEquivalent(const id& object, const id& other) { return telvo_isEquivalentTo(object, other); }
@@ -58,7 +74,7 @@ void telvo_performSelector_withArguments(const id& object, SEL selector, const R
 }
 
 bool telvo_isReallySubclassOfClass(const id& object, Class other) {
-  return object && object->isKindOfClass(other) && !object->isMemberOfClass(other);
+  return object && other && object->isKindOfClass(other) && !object->isMemberOfClass(other);
 }
 
 id telvo_valueForKeyPath_defaultValue(const id& object, const Ref<NSString>& keyPath, const id& defaultValue) {

@@ -7,8 +7,8 @@ class NSSet;
 
 // Extensions of every object. Sent to nil they answer nil, 0 or false and do nothing.
 
-// Two names for one test: whether the descriptions of both are equal, letter case ignored. So the number 5 and the
-// text "5" are equivalent. Nil is equivalent to nothing.
+// Two names for one test: whether the descriptions of both are the same to caseInsensitiveCompare(). So the number 5
+// and the text "5" are equivalent, and so are "A" and "a". Nil, and what has no description, is equivalent to nothing.
 bool telvo_isEquivalent(const id& object, const id& other);
 bool telvo_isEquivalentTo(const id& object, const id& other);
 

@@ -525,4 +525,63 @@ TEST(NSArrayTelvo, ReadsTheCountAfreshForEachStep) {
   element->array = nil;  // the two own each other
 }
 
+TEST(NSArrayTelvo, SortingRaisesWhereverTheElementStandsThatCannotBeCompared) {
+  const id text = "a"_ns;
+  const id number = NSNumber::numberWithInteger(3);
+  EXPECT_THROW(telvo_sortedArrayUsingFinderOrder(NSArray::arrayWithObjects({text, number})), Ref<NSException>);
+  EXPECT_THROW(telvo_sortedArrayUsingFinderOrder(NSArray::arrayWithObjects({number, text})), Ref<NSException>);
+  EXPECT_THROW(telvo_sortedArrayUsingFinderOrder(NSArray::arrayWithObjects({text, text, number})), Ref<NSException>);
+}
+
+TEST(NSArrayTelvo, SelectorsTravelAsTextWhereMethodsAreCalledByName) {
+  const auto array = NSMutableArray::arrayWithObjects({"a"_ns, "bb"_ns});
+  const id lengths = array->performSelector_withObject("telvo_arrayUsingSelector:"_sel, "length"_ns);
+  EXPECT_TRUE(NSEqualObjects(
+      lengths, NSArray::arrayWithObjects({NSNumber::numberWithInteger(1), NSNumber::numberWithInteger(2)})));
+  const id found =
+      array->performSelector_withObject_withObject("telvo_objectMatching:usingSelector:"_sel, "2"_ns, "length"_ns);
+  EXPECT_TRUE(NSEqualObjects(found, "bb"_ns));
+  for (const SEL selector :
+       {"telvo_objectMatching:orDefault:orFirst:usingSelector:"_sel,
+        "telvo_arrayWithObjectsMatching:usingSelector:"_sel, "telvo_makeObjectsSafelyPerformSelector:"_sel}) {
+    EXPECT_TRUE(array->respondsToSelector(selector)) << selector.text();
+  }
+}
+
+TEST(NSArrayTelvo, InANilArrayNothingIsFound) {
+  EXPECT_EQ(telvo_indexOfObjectEquivalentTo(nil, "a"_ns), NSNotFound);
+  EXPECT_FALSE(telvo_containsObjectEquivalentTo(nil, "a"_ns));
+  EXPECT_EQ(telvo_indexOfObjectMatching_usingKey(nil, "a"_ns, "key"_ns), NSNotFound);
+}
+
+TEST(NSArrayTelvo, AQueueKeepsItsOrderWhileItIsFilledAndDrained) {
+  const auto queue = NSMutableArray::array();
+  NSInteger next = 0;
+  NSInteger expected = 0;
+  for (NSInteger round = 0; round < 100; ++round) {
+    for (NSInteger count = 0; count < 7; ++count) telvo_enqueue(queue, NSNumber::numberWithInteger(next++));
+    for (NSInteger count = 0; count < 5; ++count) {
+      EXPECT_EQ(foundation::integerFromObject(telvo_dequeue(queue)), expected++);
+    }
+    ASSERT_EQ(queue->count(), static_cast<NSUInteger>(next - expected));
+    EXPECT_EQ(foundation::integerFromObject(queue->objectAtIndex(0)), expected);
+    EXPECT_EQ(foundation::integerFromObject(queue->lastObject()), next - 1);
+    EXPECT_EQ(queue->indexOfObject(NSNumber::numberWithInteger(expected)), 0U);
+  }
+  queue->insertObject_atIndex("front"_ns, 0);
+  queue->replaceObjectAtIndex_withObject(1, "second"_ns);
+  queue->insertObject_atIndex("third"_ns, 2);
+  EXPECT_TRUE(NSEqualObjects(telvo_dequeue(queue), "front"_ns));
+  EXPECT_TRUE(NSEqualObjects(telvo_dequeue(queue), "second"_ns));
+  EXPECT_TRUE(NSEqualObjects(telvo_dequeue(queue), "third"_ns));
+  EXPECT_EQ(foundation::integerFromObject(queue->firstObject()), expected + 1);
+  const auto copy = as<NSArray>(queue->copy());
+  EXPECT_TRUE(queue->isEqual(copy));
+  EXPECT_EQ(queue->hash(), copy->hash());
+  while (queue->count() > 0) EXPECT_EQ(foundation::integerFromObject(telvo_dequeue(queue)), ++expected);
+  EXPECT_EQ(telvo_dequeue(queue), nil);
+  telvo_enqueue(queue, "again"_ns);
+  EXPECT_TRUE(queue->isEqual(NSArray::arrayWithObject("again"_ns)));
+}
+
 }  // namespace

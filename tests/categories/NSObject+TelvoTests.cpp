@@ -308,4 +308,97 @@ TEST(NSObjectTelvo, ExtensionsAreCalledByNameOnAnyObject) {
                              "red"_ns));
 }
 
+TEST(NSObjectTelvo, EquivalenceTakesARealForTheIntegerOfItsValue) {
+  EXPECT_TRUE(telvo_isEquivalentTo(NSNumber::numberWithInteger(100000), NSNumber::numberWithDouble(100000.0)));
+  EXPECT_TRUE(telvo_isEquivalentTo("2500000000"_ns, NSNumber::numberWithDouble(2.5e9)));
+}
+
+TEST(NSObjectTelvo, EquivalenceIsThatOfUnicode) {
+  EXPECT_TRUE(telvo_isEquivalentTo("Caf\u00E9"_ns, "cafe\u0301"_ns));
+  EXPECT_TRUE(telvo_isEquivalentTo("CAFE\u0301"_ns, "caf\u00E9"_ns));
+  EXPECT_FALSE(telvo_isEquivalentTo("cafe"_ns, "caf\u00E9"_ns));
+}
+
+class Undescribed : public NSObject {
+ public:
+  Ref<NSString> description() const override { return nil; }
+};
+
+TEST(NSObjectTelvo, WhatHasNoDescriptionIsEquivalentToNothing) {
+  const auto undescribed = make<Undescribed>();
+  EXPECT_FALSE(telvo_isEquivalentTo(undescribed, "a"_ns));
+  EXPECT_FALSE(telvo_isEquivalentTo("a"_ns, undescribed));
+  EXPECT_FALSE(telvo_isEquivalentTo(""_ns, undescribed));
+  EXPECT_FALSE(telvo_isEquivalent(undescribed, make<Undescribed>()));
+}
+
+TEST(NSObjectTelvo, SelectorsAndClassesTravelAsTheirNamesWhereMethodsAreCalledByName) {
+  const auto recorder = make<Recorder>();
+  for (const SEL selector :
+       {"telvo_performSelector:withArguments:"_sel, "telvo_performSelector:withEachObjectInArray:"_sel,
+        "telvo_performSelector:withEachObjectInDictionary:"_sel, "telvo_performSelector:withEachObjectInSet:"_sel,
+        "telvo_performIntegerSelector:"_sel, "telvo_performIntegerSelector:withObject:"_sel,
+        "telvo_performIntegerSelector:withObject:withObject:"_sel, "telvo_performBoolSelector:"_sel,
+        "telvo_performBoolSelector:withObject:"_sel, "telvo_performBoolSelector:withObject:withObject:"_sel,
+        "telvo_isReallySubclassOfClass:"_sel}) {
+    EXPECT_TRUE(recorder->respondsToSelector(selector)) << selector.text();
+  }
+  recorder->performSelector_withObject_withObject("telvo_performSelector:withArguments:"_sel, "first:second:"_ns,
+                                                  NSArray::arrayWithObjects({"a"_ns, "b"_ns}));
+  recorder->performSelector_withObject_withObject("telvo_performSelector:withEachObjectInArray:"_sel, "one:"_ns,
+                                                  NSArray::arrayWithObjects({"x"_ns, "y"_ns}));
+  EXPECT_EQ(recorder->calls, (std::vector<std::string>{"a b", "one x", "one y"}));
+  const auto isReally = [&](const Ref<NSString>& name) {
+    return foundation::boolFromObject(recorder->performSelector_withObject("telvo_isReallySubclassOfClass:"_sel, name));
+  };
+  EXPECT_TRUE(isReally("NSObject"_ns));
+  EXPECT_FALSE(isReally("Recorder"_ns));
+  EXPECT_FALSE(isReally("NoSuchClass"_ns));
+}
+
+// Its method drops the last reference to it, then goes on using it.
+class Suicidal : public NSObject {
+  NS_OBJECT(Suicidal, NSObject)
+
+ public:
+  NSInteger go() {
+    *holder = nil;
+    return value_;
+  }
+  void goWith(const id& argument) {
+    *holder = nil;
+    seen->appendString(argument->description());
+  }
+  id* holder = nullptr;
+  Ref<NSMutableString> seen = NSMutableString::string();
+
+ private:
+  NSInteger value_ = 7;
+};
+
+Class Suicidal::classObject() {
+  static const NSClass object("Suicidal", NSObject::classObject(),
+                              {method("go"_sel, &Suicidal::go), method("goWith:"_sel, &Suicidal::goWith)});
+  return &object;
+}
+
+TEST(NSObjectTelvo, AReceiverLivesUntilItsMethodReturns) {
+  id receiver;
+  Ref<NSMutableString> seen;
+  const auto fresh = [&]() -> const id& {
+    const auto object = make<Suicidal>();
+    object->holder = &receiver;
+    seen = object->seen;
+    receiver = object;
+    return receiver;
+  };
+  telvo_performSelector_withArguments(fresh(), "goWith:"_sel, NSArray::arrayWithObject("a"_ns));
+  EXPECT_EQ(seen->UTF8String(), "a");
+  telvo_performSelector_withEachObjectInArray(fresh(), "goWith:"_sel, NSArray::arrayWithObjects({"a"_ns, "b"_ns}));
+  EXPECT_EQ(seen->UTF8String(), "ab");
+  EXPECT_EQ(telvo_performIntegerSelector(fresh(), "go"_sel), 7);
+  EXPECT_TRUE(NSEqualObjects(fresh()->valueForKey("go"_ns), NSNumber::numberWithInteger(7)));
+  EXPECT_EQ(receiver, nil);
+}
+
 }  // namespace

@@ -45,7 +45,8 @@ void NSInvocation::invokeWithTarget(const id& target) {
     NSException::raise_format(NSInvalidArgumentException(), "-[%@ %s]: unrecognized selector sent to instance"_ns,
                               target->className(), selector_.text());
   }
-  result_ = method->implementation(*target, arguments_);
+  const id keptAlive = target;  // the method may drop the caller's reference
+  result_ = method->implementation(*keptAlive, arguments_);
 }
 
 id NSInvocation::objectReturnValue() const { return foundation::boxed(result_); }

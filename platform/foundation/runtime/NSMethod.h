@@ -15,8 +15,10 @@
 // What a method called by name gives back: nothing, an object, or a scalar.
 using NSMethodResult = std::variant<std::monostate, id, bool, NSInteger, NSUInteger, double, NSRange>;
 
-// The kinds of argument and result that named methods have.
-enum class NSValueKind { Void, Object, Bool, Integer, UnsignedInteger, Double, Range };
+class NSClass;
+
+// The kinds of argument and result that named methods have. Selectors and classes are arguments only.
+enum class NSValueKind { Void, Object, Bool, Integer, UnsignedInteger, Double, Range, Selector, Class };
 
 namespace foundation {
 
@@ -25,6 +27,9 @@ bool boolFromObject(const id& object);
 NSInteger integerFromObject(const id& object);
 NSUInteger unsignedIntegerFromObject(const id& object);
 double doubleFromObject(const id& object);
+// The selector of that text, and the class of that name; the empty selector and null for everything else.
+SEL selectorFromObject(const id& object);
+const NSClass* classFromObject(const id& object);
 
 template <class T>
 struct IsRef : std::false_type {};
@@ -46,6 +51,10 @@ constexpr NSValueKind kindOf() {
     return NSValueKind::Double;
   } else if constexpr (std::same_as<Plain, NSRange>) {
     return NSValueKind::Range;
+  } else if constexpr (std::same_as<Plain, SEL>) {
+    return NSValueKind::Selector;
+  } else if constexpr (std::same_as<Plain, const NSClass*>) {
+    return NSValueKind::Class;
   } else if constexpr (std::is_enum_v<Plain>) {
     return NSValueKind::Integer;
   } else if constexpr (std::unsigned_integral<Plain>) {
@@ -56,7 +65,8 @@ constexpr NSValueKind kindOf() {
   }
 }
 
-// An object argument as the parameter's type: nil when it is of another class, scalars unboxed.
+// An object argument as the parameter's type: nil when it is of another class, scalars unboxed, selectors and classes
+// by their names.
 template <class T>
 std::remove_cvref_t<T> argumentFromObject(const id& object) {
   using Plain = std::remove_cvref_t<T>;
@@ -64,6 +74,10 @@ std::remove_cvref_t<T> argumentFromObject(const id& object) {
     return object;
   } else if constexpr (IsRef<Plain>::value) {
     return as<typename IsRef<Plain>::Object>(object);
+  } else if constexpr (kindOf<T>() == NSValueKind::Selector) {
+    return selectorFromObject(object);
+  } else if constexpr (kindOf<T>() == NSValueKind::Class) {
+    return classFromObject(object);
   } else if constexpr (kindOf<T>() == NSValueKind::Bool) {
     return boolFromObject(object);
   } else if constexpr (kindOf<T>() == NSValueKind::Double) {
