@@ -2,7 +2,7 @@
 
 #include "categories/NSArray+Telvo.h"
 #include "categories/NSDictionary+Telvo.h"
-#include "categories/NestingLevel.h"
+#include "foundation/collections/NestingLevel.h"
 
 namespace {
 
@@ -21,13 +21,13 @@ const NSCategory dictionaryCategory(NSDictionary::classObject(),
 }  // namespace
 
 id telvo::deepCopyOfElement(const id& element) {
-  const NestingLevel level;
+  const foundation::NestingLevel level;
   if (element->respondsToSelector("telvo_deepCopy"_sel)) return element->performSelector("telvo_deepCopy"_sel);
   return element->copy();
 }
 
 id telvo::deepMutableCopyOfElement(const id& element) {
-  const NestingLevel level;
+  const foundation::NestingLevel level;
   if (element->respondsToSelector("telvo_deepMutableCopy"_sel)) {
     return element->performSelector("telvo_deepMutableCopy"_sel);
   }

@@ -1,24 +1,24 @@
 #include <algorithm>
 
 #include "categories/NSUserDefaults+Telvo.h"
-#include "categories/NestingLevel.h"
 #include "foundation/collections/NSArray.h"
 #include "foundation/collections/NSData.h"
 #include "foundation/collections/NSDictionary.h"
 #include "foundation/collections/NSFastEnumeration.h"
 #include "foundation/collections/NSNumber.h"
+#include "foundation/collections/NestingLevel.h"
 #include "foundation/runtime/NSNull.h"
 #include "foundation/text/NSString.h"
 #include "foundation/time/NSDate.h"
 
 namespace {
 
-id registeredValue(const Ref<NSUserDefaults>& defaults, const Ref<NSString>& key) {
-  return key ? defaults->volatileDomainForName(NSRegistrationDomain())->objectForKey(key) : id();
+Ref<NSDictionary> registeredValues(const Ref<NSUserDefaults>& defaults) {
+  return defaults->volatileDomainForName(NSRegistrationDomain());
 }
 
 id sanitized(const id& object) {
-  const NestingLevel level;
+  const foundation::NestingLevel level;
   if (const auto array = as<NSArray>(object)) {
     const auto result = NSMutableArray::arrayWithCapacity(array->count());
     for (const id& element : NSFastEnumeration(array)) result->addObject(sanitized(element));
@@ -117,8 +117,9 @@ void telvo_setTimeInterval_forKey(const Ref<NSUserDefaults>& defaults, NSTimeInt
 Ref<NSDictionary> telvo_factorySettingsForKeys(const Ref<NSUserDefaults>& defaults, const Ref<NSArray>& keys) {
   if (!defaults) return nil;
   const auto settings = NSMutableDictionary::dictionary();
+  const auto registered = registeredValues(defaults);
   for (const id& key : NSFastEnumeration(keys)) {
-    const id value = registeredValue(defaults, as<NSString>(key));
+    const id value = registered->objectForKey(as<NSString>(key));
     settings->setObject_forKey(value ? value : id(NSNull::null()), key);
   }
   return as<NSDictionary>(settings->copy());
@@ -126,7 +127,7 @@ Ref<NSDictionary> telvo_factorySettingsForKeys(const Ref<NSUserDefaults>& defaul
 
 bool telvo_changedFromFactorySettingsForKey(const Ref<NSUserDefaults>& defaults, const Ref<NSString>& key) {
   if (!defaults) return false;
-  const id registered = registeredValue(defaults, key);
+  const id registered = registeredValues(defaults)->objectForKey(key);
   return !registered || !NSEqualObjects(registered, defaults->objectForKey(key));
 }
 

@@ -3,12 +3,12 @@
 #include <algorithm>
 #include <unordered_set>
 
+#include "foundation/collections/CollectionContent.h"
 #include "foundation/collections/CollectionDescription.h"
 #include "foundation/collections/NSEnumerator.h"
 #include "foundation/collections/NSNumber.h"
 #include "foundation/collections/NSSortDescriptor.h"
 #include "foundation/errors/NSException.h"
-#include "foundation/runtime/NSNull.h"
 #include "foundation/text/NSString.h"
 
 namespace {
@@ -65,33 +65,6 @@ class ReverseEnumerator final : public NSEnumerator {
   NSUInteger rest_;
 };
 
-// Takes a hash of some elements of an array, those of arrays inside included. How many is bounded, because arrays may
-// be large, hold each other many times over, or hold themselves; which ones depends on nothing but counts, so that
-// equal arrays have equal hashes.
-class ContentHash {
- public:
-  NSUInteger of(const NSArray& array) {
-    constexpr NSUInteger sampled = 32;
-    NSUInteger hash = array.count();
-    const NSUInteger step = hash / sampled + 1;
-    // From the end: records that differ often begin alike.
-    for (NSUInteger rest = array.count(); rest > 0 && affordable_ > 0; rest -= std::min(rest, step)) {
-      --affordable_;
-      hash = hash * multiplier + ofElement(*array.objectAtIndex(rest - 1));
-    }
-    return hash;
-  }
-
- private:
-  NSUInteger ofElement(const NSObject& element) {
-    const auto* array = dynamic_cast<const NSArray*>(&element);
-    return array ? of(*array) : element.hash();
-  }
-
-  static constexpr NSUInteger multiplier = 1'000'003;  // odd, and large enough to spread small numbers
-  int affordable_ = 256;
-};
-
 // An object with the values that the descriptors order it by.
 struct SortEntry {
   id object;
@@ -131,6 +104,9 @@ std::vector<Ref<NSSortDescriptor>> sortDescriptors(const Ref<NSArray>& descripto
 
 NSComparator NSComparatorWithSelector(SEL selector) {
   return [selector](const id& left, const id& right) {
+    // A method that is given an object of another class would take it for nil, and find an order.
+    if (!right->respondsToSelector(selector))
+      return comparisonResult(right->performSelector_withObject(selector, left));
     return comparisonResult(left->performSelector_withObject(selector, right));
   };
 }
@@ -173,16 +149,16 @@ Ref<NSArray> NSArray::arrayWithObjects(std::initializer_list<id> objects) {
 }
 Ref<NSArray> NSArray::arrayWithVector(std::vector<id> objects) { return make<NSArray>(std::move(objects)); }
 Ref<NSArray> NSArray::arrayWithArray(const Ref<NSArray>& other) {
-  return make<NSArray>(other ? other->objects_ : std::vector<id>());
+  return make<NSArray>(other ? other->objects() : std::vector<id>());
 }
 
 const id& NSArray::objectAtIndex(NSUInteger index) const {
   requireIndex(index, count());
-  return objects_[index];
+  return objects_[taken_ + index];
 }
 
-id NSArray::firstObject() const { return objects_.empty() ? id() : objects_.front(); }
-id NSArray::lastObject() const { return objects_.empty() ? id() : objects_.back(); }
+id NSArray::firstObject() const { return count() == 0 ? id() : *begin(); }
+id NSArray::lastObject() const { return count() == 0 ? id() : objects_.back(); }
 
 Ref<NSEnumerator> NSArray::objectEnumerator() const { return make<ForwardEnumerator>(*this); }
 Ref<NSEnumerator> NSArray::reverseObjectEnumerator() const { return make<ReverseEnumerator>(*this); }
@@ -190,32 +166,30 @@ Ref<NSEnumerator> NSArray::reverseObjectEnumerator() const { return make<Reverse
 bool NSArray::containsObject(const id& object) const { return indexOfObject(object) != NSNotFound; }
 
 NSUInteger NSArray::indexOfObject(const id& object) const {
-  for (NSUInteger index = 0; index < objects_.size(); ++index) {
-    if (NSEqualObjects(objects_[index], object)) return index;
-  }
-  return NSNotFound;
+  const auto found = std::find_if(begin(), end(), [&](const id& each) { return NSEqualObjects(each, object); });
+  return found == end() ? NSNotFound : static_cast<NSUInteger>(found - begin());
 }
 
 NSUInteger NSArray::indexOfObjectIdenticalTo(const id& object) const {
-  const auto found = std::ranges::find(objects_, object);
-  return found == objects_.end() ? NSNotFound : static_cast<NSUInteger>(found - objects_.begin());
+  const auto found = std::find(begin(), end(), object);
+  return found == end() ? NSNotFound : static_cast<NSUInteger>(found - begin());
 }
 
 Ref<NSArray> NSArray::arrayByAddingObject(const id& object) const {
-  std::vector<id> objects = objects_;
+  std::vector<id> objects = this->objects();
   objects.push_back(object);
   return arrayWithVector(std::move(objects));
 }
 
 Ref<NSArray> NSArray::arrayByAddingObjectsFromArray(const Ref<NSArray>& other) const {
-  std::vector<id> objects = objects_;
+  std::vector<id> objects = this->objects();
   if (other) objects.insert(objects.end(), other->begin(), other->end());
   return arrayWithVector(std::move(objects));
 }
 
 Ref<NSArray> NSArray::subarrayWithRange(NSRange range) const {
   requireRange(range, count());
-  const auto from = objects_.begin() + static_cast<std::ptrdiff_t>(range.location);
+  const auto from = begin() + static_cast<std::ptrdiff_t>(range.location);
   return arrayWithVector({from, from + static_cast<std::ptrdiff_t>(range.length)});
 }
 
@@ -230,13 +204,13 @@ Ref<NSArray> NSArray::sortedArrayUsingSelector(SEL comparator) const {
 }
 
 Ref<NSArray> NSArray::sortedArrayUsingDescriptors(const Ref<NSArray>& descriptors) const {
-  return arrayWithVector(sortedByDescriptors(objects_, sortDescriptors(descriptors)));
+  return arrayWithVector(sortedByDescriptors(objects(), sortDescriptors(descriptors)));
 }
 
 Ref<NSString> NSArray::componentsJoinedByString(const Ref<NSString>& separator) const {
   std::u16string joined;
   bool first = true;
-  for (const id& object : objects_) {
+  for (const id& object : *this) {
     if (!std::exchange(first, false) && separator) joined.append(separator->units());
     joined.append(object->description()->units());
   }
@@ -244,7 +218,7 @@ Ref<NSString> NSArray::componentsJoinedByString(const Ref<NSString>& separator) 
 }
 
 void NSArray::makeObjectsPerformSelector(SEL selector) const {
-  for (const id& object : objects_) object->performSelector(selector);
+  for (const id& object : objects()) object->performSelector(selector);  // a copy: the method may change this array
 }
 
 Ref<NSString> NSArray::description() const {
@@ -252,23 +226,12 @@ Ref<NSString> NSArray::description() const {
 }
 
 bool NSArray::isEqual(const id& other) const {
-  const auto array = as<NSArray>(other);
-  return array && std::ranges::equal(objects_, array->objects_, NSObjectEqual());
+  return as<NSArray>(other) && foundation::equalCollections(*this, *other);
 }
 
-NSUInteger NSArray::hash() const { return ContentHash().of(*this); }
+NSUInteger NSArray::hash() const { return foundation::hashOfCollection(*this); }
 id NSArray::copy() const { return self(); }
-id NSArray::mutableCopy() const { return make<NSMutableArray>(objects_); }
-
-id NSArray::valueForKey(const Ref<NSString>& key) const {
-  std::vector<id> values;
-  values.reserve(count());
-  for (const id& object : objects_) {
-    const id value = object->valueForKey(key);
-    values.push_back(value ? value : id(NSNull::null()));
-  }
-  return arrayWithVector(std::move(values));
-}
+id NSArray::mutableCopy() const { return make<NSMutableArray>(objects()); }
 
 Ref<NSMutableArray> NSMutableArray::array() { return make<NSMutableArray>(); }
 
@@ -302,37 +265,45 @@ void NSMutableArray::addObjectsFromArray(const Ref<NSArray>& other) {
 void NSMutableArray::insertObject_atIndex(const id& object, NSUInteger index) {
   requireObject(object);
   requireIndex(index, count() + 1);
-  objects_.insert(objects_.begin() + static_cast<std::ptrdiff_t>(index), object);
+  objects_.insert(at(index), object);
 }
 
 void NSMutableArray::replaceObjectAtIndex_withObject(NSUInteger index, const id& object) {
   requireObject(object);
   requireIndex(index, count());
-  objects_[index] = object;
+  const id replaced = std::exchange(*at(index), object);
 }
 
 void NSMutableArray::removeObjectAtIndex(NSUInteger index) {
   requireIndex(index, count());
-  objects_.erase(objects_.begin() + static_cast<std::ptrdiff_t>(index));
+  const id removed = std::move(*at(index));
+  if (index > 0) {
+    objects_.erase(at(index));
+  } else if (++taken_ > objects_.size() / 2) {
+    // Moving the others only now and then keeps the draining of a queue from taking quadratic time.
+    objects_.erase(objects_.begin(), at(0));
+    taken_ = 0;
+  }
 }
 
 void NSMutableArray::replaceObjectsInRange_withObjectsFromArray(NSRange range, const Ref<NSArray>& other) {
   requireRange(range, count());
   const std::vector<id> added = other ? other->objects() : std::vector<id>();  // a copy: it may be this very array
-  const auto from = objects_.begin() + static_cast<std::ptrdiff_t>(range.location);
-  const auto gap = objects_.erase(from, from + static_cast<std::ptrdiff_t>(range.length));
+  const auto gap = objects_.erase(at(range.location), at(NSMaxRange(range)));
   objects_.insert(gap, added.begin(), added.end());
 }
 
 void NSMutableArray::removeObject(const id& object) {
   const id searched = object;  // kept: the argument may be a reference into this array
-  std::erase_if(objects_, [&](const id& each) { return NSEqualObjects(each, searched); });
+  objects_.erase(std::remove_if(at(0), objects_.end(), [&](const id& each) { return NSEqualObjects(each, searched); }),
+                 objects_.end());
 }
 
 void NSMutableArray::removeObjectsInArray(const Ref<NSArray>& other) {
   if (!other) return;
   const std::unordered_set<id, NSObjectHash, NSObjectEqual> removed(other->begin(), other->end());
-  std::erase_if(objects_, [&](const id& each) { return removed.contains(each); });
+  objects_.erase(std::remove_if(at(0), objects_.end(), [&](const id& each) { return removed.contains(each); }),
+                 objects_.end());
 }
 
 void NSMutableArray::removeLastObject() {
@@ -340,22 +311,30 @@ void NSMutableArray::removeLastObject() {
   objects_.pop_back();
 }
 
-void NSMutableArray::removeAllObjects() { objects_.clear(); }
+void NSMutableArray::removeAllObjects() { setObjects({}); }
 
-void NSMutableArray::setArray(const Ref<NSArray>& other) {
-  objects_ = other ? std::vector<id>(other->objects()) : std::vector<id>();
+void NSMutableArray::setArray(const Ref<NSArray>& other) { setObjects(other ? other->objects() : std::vector<id>()); }
+
+void NSMutableArray::setObjects(std::vector<id> objects) {
+  // What is destroyed with the old ones may look into the array.
+  std::swap(objects_, objects);
+  taken_ = 0;
+}
+
+std::vector<id>::iterator NSMutableArray::at(NSUInteger index) {
+  return objects_.begin() + static_cast<std::ptrdiff_t>(taken_ + index);
 }
 
 void NSMutableArray::sortUsingComparator(const NSComparator& comparator) {
   // Sorted aside: an exception in the middle of a sort leaves moved-from elements, and the comparator is any code.
-  std::vector<id> sorted = objects_;
+  std::vector<id> sorted = objects();
   std::ranges::stable_sort(
       sorted, [&](const id& left, const id& right) { return comparator(left, right) == NSOrderedAscending; });
-  objects_ = std::move(sorted);
+  setObjects(std::move(sorted));
 }
 
 void NSMutableArray::sortUsingDescriptors(const Ref<NSArray>& descriptors) {
-  objects_ = sortedByDescriptors(objects_, sortDescriptors(descriptors));
+  setObjects(sortedByDescriptors(objects(), sortDescriptors(descriptors)));
 }
 
-id NSMutableArray::copy() const { return make<NSArray>(objects_); }
+id NSMutableArray::copy() const { return make<NSArray>(objects()); }

@@ -13,7 +13,8 @@ class NSString;
 
 // Orders two elements.
 using NSComparator = std::function<NSComparisonResult(const id&, const id&)>;
-// Sends the selector to the first element with the second as its argument; it must answer an NSComparisonResult.
+// Sends the selector to the first element with the second as its argument; it must answer an NSComparisonResult. An
+// element that does not respond to it raises NSInvalidArgumentException, the second one too.
 NSComparator NSComparatorWithSelector(SEL selector);
 
 // An ordered sequence of objects, never nil. Immutable and safe on any thread that may use its elements. Indexes out
@@ -32,14 +33,14 @@ class NSArray : public NSObject {
   // From a property list in a file (XML or binary); nil when there is none or its root is something else.
   static Ref<NSArray> arrayWithContentsOfFile(const Ref<NSString>& path);
 
-  NSUInteger count() const { return objects_.size(); }
+  NSUInteger count() const { return objects_.size() - taken_; }
   const id& objectAtIndex(NSUInteger index) const;
   id firstObject() const;  // nil when empty
   id lastObject() const;
   // For range-based loops; not to be changed meanwhile.
-  std::vector<id>::const_iterator begin() const { return objects_.begin(); }
+  std::vector<id>::const_iterator begin() const { return objects_.begin() + static_cast<std::ptrdiff_t>(taken_); }
   std::vector<id>::const_iterator end() const { return objects_.end(); }
-  const std::vector<id>& objects() const { return objects_; }
+  std::vector<id> objects() const { return {begin(), end()}; }
   // A mutable array is read at each step: elements that it has lost or gained meanwhile are not or also handed out.
   Ref<NSEnumerator> objectEnumerator() const;
   Ref<NSEnumerator> reverseObjectEnumerator() const;
@@ -72,11 +73,13 @@ class NSArray : public NSObject {
   id mutableCopy() const override;
   bool conformsToCopying() const override { return true; }
   bool conformsToMutableCopying() const override { return true; }
-  // The elements' values for the key, NSNull for nil.
+  // The elements' values for the key, NSNull for nil; "@count" and its like are values of the array itself. Arrays
+  // nested more than 512 levels deep, which one that holds itself is, raise NSInvalidArgumentException.
   id valueForKey(const Ref<NSString>& key) const override;
 
  protected:
   std::vector<id> objects_;
+  std::size_t taken_ = 0;  // so many of them, nil by now, were taken from the front of a mutable array
 };
 
 // An array that can be changed. One thread at a time.
@@ -108,4 +111,8 @@ class NSMutableArray : public NSArray {
   void sortUsingDescriptors(const Ref<NSArray>& descriptors);
 
   id copy() const override;
+
+ private:
+  std::vector<id>::iterator at(NSUInteger index);
+  void setObjects(std::vector<id> objects);
 };

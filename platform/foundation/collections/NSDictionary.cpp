@@ -1,36 +1,14 @@
 #include "foundation/collections/NSDictionary.h"
 
 #include <algorithm>
+#include <utility>
 
+#include "foundation/collections/CollectionContent.h"
 #include "foundation/collections/CollectionDescription.h"
 #include "foundation/collections/NSArray.h"
 #include "foundation/collections/NSEnumerator.h"
-#include "foundation/collections/NSNumber.h"
 #include "foundation/errors/NSException.h"
 #include "foundation/text/NSString.h"
-#include "foundation/time/NSDate.h"
-
-namespace {
-
-constexpr std::size_t indexedFrom = 9;
-
-// Whether the object holds no others.
-bool isPlain(const id& object) {
-  const Class type = object->isa();
-  return type->isSubclassOfClass(NSString::classObject()) || type->isSubclassOfClass(NSNumber::classObject()) ||
-         type->isSubclassOfClass(NSDate::classObject());
-}
-
-// Spreads a pair of hashes over all bits, so that a sum of pairs tells which belong together.
-NSUInteger hashOfPair(NSUInteger key, NSUInteger value) {
-  constexpr NSUInteger keyFactor = 31;  // key and value are not the same thing
-  constexpr NSUInteger mixer = 0xBF58476D1CE4E5B9U;
-  NSUInteger hash = key * keyFactor + value;
-  hash = (hash ^ (hash >> 30U)) * mixer;
-  return hash ^ (hash >> 27U);
-}
-
-}  // namespace
 
 Class NSDictionary::classObject() {
   static const NSClass object("NSDictionary", NSObject::classObject(),
@@ -71,49 +49,26 @@ Ref<NSDictionary> NSDictionary::dictionaryWithEntries(std::vector<Entry> entries
   return make<NSDictionary>(std::move(entries));
 }
 Ref<NSDictionary> NSDictionary::dictionaryWithDictionary(const Ref<NSDictionary>& other) {
-  return make<NSDictionary>(other ? other->entries_ : std::vector<Entry>());
-}
-
-std::size_t NSDictionary::find(const id& key) const {
-  if (!key) return entries_.size();
-  if (!index_.empty()) {
-    const auto found = index_.find(key);
-    return found == index_.end() ? entries_.size() : found->second;
-  }
-  std::size_t position = 0;
-  while (position < entries_.size() && !NSEqualObjects(entries_[position].first, key)) ++position;
-  return position;
+  return make<NSDictionary>(other ? other->entries() : std::vector<Entry>());
 }
 
 void NSDictionary::set(const id& object, const id& key) {
   if (!key) NSException::raise_format(NSInvalidArgumentException(), "key cannot be nil"_ns);
   if (!object) NSException::raise_format(NSInvalidArgumentException(), "object cannot be nil (key: %@)"_ns, key);
-  const std::size_t position = find(key);
-  if (position < entries_.size()) {
-    entries_[position].second = object;
-    return;
-  }
-  entries_.emplace_back(key->copy(), object);
-  if (!index_.empty()) {
-    index_.emplace(entries_.back().first, position);
-  } else if (entries_.size() >= indexedFrom) {
-    reindex();
-  }
-}
-
-void NSDictionary::reindex() {
-  index_.clear();
-  if (entries_.size() < indexedFrom) return;
-  index_.reserve(entries_.size());
-  for (std::size_t position = 0; position < entries_.size(); ++position) {
-    index_.emplace(entries_[position].first, position);
+  if (Entry* entry = entries_.find(key)) {
+    // Kept until the entry is whole again: what is destroyed with it may look into the dictionary.
+    const id replaced = std::exchange(entry->second, object);
+  } else {
+    entries_.add({key->copy(), object});
   }
 }
 
 id NSDictionary::objectForKey(const id& key) const {
-  const std::size_t position = find(key);
-  return position < entries_.size() ? entries_[position].second : id();
+  const Entry* entry = entryForKey(key);
+  return entry ? entry->second : id();
 }
+
+const NSDictionary::Entry* NSDictionary::entryForKey(const id& key) const { return entries_.find(key); }
 
 Ref<NSArray> NSDictionary::allKeys() const {
   std::vector<id> keys;
@@ -145,26 +100,12 @@ Ref<NSString> NSDictionary::description() const {
 }
 
 bool NSDictionary::isEqual(const id& other) const {
-  const auto dictionary = as<NSDictionary>(other);
-  if (!dictionary || dictionary->count() != count()) return false;
-  return std::ranges::all_of(entries_, [&](const Entry& entry) {
-    return NSEqualObjects(dictionary->objectForKey(entry.first), entry.second);
-  });
+  return as<NSDictionary>(other) && foundation::equalCollections(*this, *other);
 }
 
-NSUInteger NSDictionary::hash() const {
-  // A sum, because equal dictionaries may have their entries in another order; and of plain ones only, because others
-  // may hold each other many times over, or this very dictionary.
-  NSUInteger hash = count();
-  for (const auto& [key, value] : entries_) {
-    if (isPlain(key) && isPlain(value)) hash += hashOfPair(key->hash(), value->hash());
-  }
-  return hash;
-}
-
+NSUInteger NSDictionary::hash() const { return foundation::hashOfCollection(*this); }
 id NSDictionary::copy() const { return self(); }
-id NSDictionary::mutableCopy() const { return make<NSMutableDictionary>(entries_); }
-id NSDictionary::valueForKey(const Ref<NSString>& key) const { return objectForKey(key); }
+id NSDictionary::mutableCopy() const { return make<NSMutableDictionary>(entries()); }
 
 Ref<NSMutableDictionary> NSMutableDictionary::dictionary() { return make<NSMutableDictionary>(); }
 
@@ -186,11 +127,8 @@ Ref<NSMutableDictionary> NSMutableDictionary::dictionaryWithDictionary(const Ref
 void NSMutableDictionary::setObject_forKey(const id& object, const id& key) { set(object, key); }
 
 void NSMutableDictionary::removeObjectForKey(const id& key) {
-  const std::size_t position = find(key);
-  if (position >= entries_.size()) return;
-  index_.clear();
-  entries_.erase(entries_.begin() + static_cast<std::ptrdiff_t>(position));
-  reindex();
+  const id removed = key;  // kept: the argument may be the dictionary's own key
+  entries_.remove(removed);
 }
 
 void NSMutableDictionary::removeObjectsForKeys(const Ref<NSArray>& keys) {
@@ -198,22 +136,11 @@ void NSMutableDictionary::removeObjectsForKeys(const Ref<NSArray>& keys) {
   for (const id& key : *keys) removeObjectForKey(key);
 }
 
-void NSMutableDictionary::removeAllObjects() {
-  index_.clear();
-  entries_.clear();
-}
+void NSMutableDictionary::removeAllObjects() { entries_.clear(); }
 
 void NSMutableDictionary::addEntriesFromDictionary(const Ref<NSDictionary>& other) {
   if (!other || other.get() == this) return;
   for (const auto& [key, object] : *other) set(object, key);
 }
 
-id NSMutableDictionary::copy() const { return make<NSDictionary>(entries_); }
-
-void NSMutableDictionary::setValue_forKey(const id& value, const Ref<NSString>& key) {
-  if (value) {
-    set(value, key);
-  } else {
-    removeObjectForKey(key);
-  }
-}
+id NSMutableDictionary::copy() const { return make<NSDictionary>(entries()); }

@@ -2,10 +2,10 @@
 
 #include <functional>
 #include <initializer_list>
-#include <unordered_map>
 #include <utility>
 #include <vector>
 
+#include "foundation/collections/OrderedTable.h"
 #include "foundation/runtime/NSObject.h"
 
 class NSArray;
@@ -18,8 +18,13 @@ class NSString;
 class NSDictionary : public NSObject {
   NS_OBJECT(NSDictionary, NSObject)
 
+  struct KeyOfEntry {
+    const id& operator()(const std::pair<id, id>& entry) const { return entry.first; }
+  };
+
  public:
   using Entry = std::pair<id, id>;  // key, object
+  using Table = foundation::OrderedTable<Entry, KeyOfEntry>;
 
   NSDictionary() = default;
   explicit NSDictionary(const std::vector<Entry>& entries);
@@ -34,7 +39,8 @@ class NSDictionary : public NSObject {
   static Ref<NSDictionary> dictionaryWithContentsOfFile(const Ref<NSString>& path);
 
   NSUInteger count() const { return entries_.size(); }
-  id objectForKey(const id& key) const;  // nil when there is none
+  id objectForKey(const id& key) const;           // nil when there is none
+  const Entry* entryForKey(const id& key) const;  // null when there is none; valid until the dictionary changes
   Ref<NSArray> allKeys() const;
   Ref<NSArray> allValues() const;
   Ref<NSArray> allKeysForObject(const id& object) const;
@@ -45,8 +51,8 @@ class NSDictionary : public NSObject {
   Ref<NSEnumerator> keyEnumerator() const;
   Ref<NSEnumerator> objectEnumerator() const;
   // For range-based loops over key and object; not to be changed meanwhile.
-  std::vector<Entry>::const_iterator begin() const { return entries_.begin(); }
-  std::vector<Entry>::const_iterator end() const { return entries_.end(); }
+  Table::const_iterator begin() const { return entries_.begin(); }
+  Table::const_iterator end() const { return entries_.end(); }
 
   // "key = value;" lines in braces, the way property lists are shown; the lines are in the order of the keys' texts,
   // so equal dictionaries have equal descriptions however they were filled.
@@ -57,18 +63,14 @@ class NSDictionary : public NSObject {
   id mutableCopy() const override;
   bool conformsToCopying() const override { return true; }
   bool conformsToMutableCopying() const override { return true; }
-  // objectForKey().
+  // objectForKey(); "@count" and its like, when there is no such entry, are values of the dictionary itself.
   id valueForKey(const Ref<NSString>& key) const override;
 
  protected:
   void set(const id& object, const id& key);
-  std::size_t find(const id& key) const;  // the entry's index, or entries_.size()
-  void reindex();
+  std::vector<Entry> entries() const { return {begin(), end()}; }
 
-  // Records have a handful of keys, so small dictionaries are searched in line; the index exists from a size on where
-  // that would cost.
-  std::vector<Entry> entries_;
-  std::unordered_map<id, std::size_t, NSObjectHash, NSObjectEqual> index_;
+  Table entries_;
 };
 
 // A dictionary that can be changed. One thread at a time.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "foundation/collections/CollectionContent.h"
 #include "foundation/collections/CollectionDescription.h"
 #include "foundation/collections/NSArray.h"
 #include "foundation/collections/NSEnumerator.h"
@@ -10,10 +11,7 @@
 
 namespace {
 
-const std::vector<id>& objectsOf(const Ref<NSArray>& array) {
-  static const std::vector<id>& none = *new std::vector<id>;
-  return array ? array->objects() : none;
-}
+std::vector<id> objectsOf(const Ref<NSArray>& array) { return array ? array->objects() : std::vector<id>(); }
 
 std::vector<id> membersOf(const Ref<NSSet>& set) {
   return set ? std::vector<id>(set->begin(), set->end()) : std::vector<id>();
@@ -56,41 +54,39 @@ Ref<NSSet> NSSet::setWithSet(const Ref<NSSet>& other) { return make<NSSet>(membe
 
 void NSSet::add(const id& object) {
   if (!object) NSException::raise_format(NSInvalidArgumentException(), "object cannot be nil"_ns);
-  if (index_.insert(object).second) members_.push_back(object);
+  if (!members_.find(object)) members_.add(object);
 }
 
-bool NSSet::containsObject(const id& object) const { return object && index_.contains(object); }
+bool NSSet::containsObject(const id& object) const { return entryForKey(object); }
+const id* NSSet::entryForKey(const id& object) const { return members_.find(object); }
 
 id NSSet::member(const id& object) const {
-  if (!object) return nil;
-  const auto found = index_.find(object);
-  return found == index_.end() ? id() : *found;
+  const id* found = entryForKey(object);
+  return found ? *found : id();
 }
 
-id NSSet::anyObject() const { return members_.empty() ? id() : members_.front(); }
-Ref<NSArray> NSSet::allObjects() const { return NSArray::arrayWithVector(members_); }
+id NSSet::anyObject() const { return count() == 0 ? id() : *begin(); }
+Ref<NSArray> NSSet::allObjects() const { return NSArray::arrayWithVector(members()); }
 Ref<NSEnumerator> NSSet::objectEnumerator() const { return allObjects()->objectEnumerator(); }
 
-bool NSSet::isEqualToSet(const Ref<NSSet>& other) const {
-  return other && other->count() == count() && isSubsetOfSet(other);
-}
+bool NSSet::isEqualToSet(const Ref<NSSet>& other) const { return other && foundation::equalCollections(*this, *other); }
 
 bool NSSet::isSubsetOfSet(const Ref<NSSet>& other) const {
-  return std::ranges::all_of(members_, [&](const id& each) { return other && other->containsObject(each); });
+  return std::ranges::all_of(*this, [&](const id& each) { return other && other->containsObject(each); });
 }
 
 bool NSSet::intersectsSet(const Ref<NSSet>& other) const {
-  return other && std::ranges::any_of(members_, [&](const id& each) { return other->containsObject(each); });
+  return other && std::ranges::any_of(*this, [&](const id& each) { return other->containsObject(each); });
 }
 
 Ref<NSSet> NSSet::setByAddingObject(const id& object) const {
-  std::vector<id> objects = members_;
+  std::vector<id> objects = members();
   objects.push_back(object);
   return make<NSSet>(objects);
 }
 
 Ref<NSSet> NSSet::setByAddingObjectsFromSet(const Ref<NSSet>& other) const {
-  std::vector<id> objects = members_;
+  std::vector<id> objects = members();
   if (other) objects.insert(objects.end(), other->begin(), other->end());
   return make<NSSet>(objects);
 }
@@ -102,8 +98,9 @@ Ref<NSSet> NSSet::setByAddingObjectsFromArray(const Ref<NSArray>& array) const {
 Ref<NSString> NSSet::description() const { return NSString::stringWithUnits(foundation::collectionDescription(*this)); }
 
 bool NSSet::isEqual(const id& other) const { return isEqualToSet(as<NSSet>(other)); }
+NSUInteger NSSet::hash() const { return foundation::hashOfCollection(*this); }
 id NSSet::copy() const { return self(); }
-id NSSet::mutableCopy() const { return make<NSMutableSet>(members_); }
+id NSSet::mutableCopy() const { return make<NSMutableSet>(members()); }
 
 Ref<NSMutableSet> NSMutableSet::set() { return make<NSMutableSet>(); }
 
@@ -128,18 +125,11 @@ void NSMutableSet::addObjectsFromArray(const Ref<NSArray>& array) {
 }
 
 void NSMutableSet::removeObject(const id& object) {
-  if (!object) return;
-  const auto found = index_.find(object);
-  if (found == index_.end()) return;
-  const id removed = *found;
-  index_.erase(found);
-  members_.erase(std::ranges::find(members_, removed));
+  const id removed = object;  // kept: the argument may be the set's own member
+  members_.remove(removed);
 }
 
-void NSMutableSet::removeAllObjects() {
-  index_.clear();
-  members_.clear();
-}
+void NSMutableSet::removeAllObjects() { members_.clear(); }
 
 void NSMutableSet::unionSet(const Ref<NSSet>& other) {
   if (!other || other.get() == this) return;
@@ -149,16 +139,14 @@ void NSMutableSet::unionSet(const Ref<NSSet>& other) {
 void NSMutableSet::minusSet(const Ref<NSSet>& other) {
   if (!other) return;
   if (other.get() == this) return removeAllObjects();
-  for (const id& object : *other) index_.erase(object);
-  std::erase_if(members_, [&](const id& each) { return other->containsObject(each); });
+  for (const id& object : *other) removeObject(object);
 }
 
 void NSMutableSet::intersectSet(const Ref<NSSet>& other) {
   if (!other) return removeAllObjects();
-  if (other.get() == this) return;
-  const auto isMissing = [&](const id& each) { return !other->containsObject(each); };
-  std::erase_if(index_, isMissing);
-  std::erase_if(members_, isMissing);
+  for (const id& object : members()) {
+    if (!other->containsObject(object)) removeObject(object);
+  }
 }
 
-id NSMutableSet::copy() const { return make<NSSet>(members_); }
+id NSMutableSet::copy() const { return make<NSSet>(members()); }

@@ -1,9 +1,9 @@
 #pragma once
 
 #include <initializer_list>
-#include <unordered_set>
 #include <vector>
 
+#include "foundation/collections/OrderedTable.h"
 #include "foundation/runtime/NSObject.h"
 
 class NSArray;
@@ -15,7 +15,13 @@ class NSString;
 class NSSet : public NSObject {
   NS_OBJECT(NSSet, NSObject)
 
+  struct KeyOfMember {
+    const id& operator()(const id& member) const { return member; }
+  };
+
  public:
+  using Table = foundation::OrderedTable<id, KeyOfMember>;
+
   // Of members that are equal, the first one is kept.
   explicit NSSet(const std::vector<id>& objects = {});
 
@@ -27,13 +33,14 @@ class NSSet : public NSObject {
 
   NSUInteger count() const { return members_.size(); }
   bool containsObject(const id& object) const;
-  id member(const id& object) const;  // the member that is equal to the object, or nil
-  id anyObject() const;               // nil when empty
+  id member(const id& object) const;              // the member that is equal to the object, or nil
+  const id* entryForKey(const id& object) const;  // the same; null when there is none; valid until the set changes
+  id anyObject() const;                           // nil when empty
   Ref<NSArray> allObjects() const;
   Ref<NSEnumerator> objectEnumerator() const;
   // For range-based loops; not to be changed meanwhile.
-  std::vector<id>::const_iterator begin() const { return members_.begin(); }
-  std::vector<id>::const_iterator end() const { return members_.end(); }
+  Table::const_iterator begin() const { return members_.begin(); }
+  Table::const_iterator end() const { return members_.end(); }
 
   bool isEqualToSet(const Ref<NSSet>& other) const;
   bool isSubsetOfSet(const Ref<NSSet>& other) const;
@@ -46,17 +53,19 @@ class NSSet : public NSObject {
   // descriptions however they were filled.
   Ref<NSString> description() const override;
   bool isEqual(const id& other) const override;
-  NSUInteger hash() const override { return count(); }
+  NSUInteger hash() const override;
   id copy() const override;
   id mutableCopy() const override;
   bool conformsToCopying() const override { return true; }
   bool conformsToMutableCopying() const override { return true; }
+  // The set of the members' values for the key.
+  id valueForKey(const Ref<NSString>& key) const override;
 
  protected:
   void add(const id& object);
+  std::vector<id> members() const { return {begin(), end()}; }
 
-  std::vector<id> members_;
-  std::unordered_set<id, NSObjectHash, NSObjectEqual> index_;
+  Table members_;
 };
 
 // A set that can be changed. One thread at a time.

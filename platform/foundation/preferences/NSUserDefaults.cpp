@@ -10,6 +10,7 @@
 #include "foundation/collections/NSData.h"
 #include "foundation/collections/NSDictionary.h"
 #include "foundation/collections/NSNumber.h"
+#include "foundation/collections/NestingLevel.h"
 #include "foundation/errors/NSException.h"
 #include "foundation/files/NSBundle.h"
 #include "foundation/preferences/PreferencesFile.h"
@@ -40,6 +41,21 @@ class Arguments {
 
 void requireKey(const Ref<NSString>& key) {
   if (!key) NSException::raise_format(NSInvalidArgumentException(), "nil key in the user defaults"_ns);
+}
+
+id immutableCopy(const id& value) {
+  const foundation::NestingLevel level;
+  if (const auto array = as<NSArray>(value)) {
+    std::vector<id> elements = array->objects();
+    for (id& element : elements) element = immutableCopy(element);
+    return NSArray::arrayWithVector(std::move(elements));
+  }
+  if (const auto dictionary = as<NSDictionary>(value)) {
+    std::vector<NSDictionary::Entry> entries(dictionary->begin(), dictionary->end());
+    for (auto& [key, object] : entries) object = immutableCopy(object);
+    return NSDictionary::dictionaryWithEntries(std::move(entries));
+  }
+  return value->conformsToCopying() ? value->copy() : value;
 }
 
 // An immutable copy of all of it, which also shows whether it can be kept at all: under its key in a dictionary.
@@ -88,7 +104,7 @@ Class NSUserDefaults::classObject() {
 NSUserDefaults::NSUserDefaults(const Ref<NSString>& bundleIdentifier)
     : identifier_(bundleIdentifier),
       file_(std::make_unique<foundation::PreferencesFile>(bundleIdentifier)),
-      registered_(NSMutableDictionary::dictionary()) {}
+      registered_(NSDictionary::dictionary()) {}
 
 NSUserDefaults::~NSUserDefaults() = default;
 
@@ -168,15 +184,19 @@ void NSUserDefaults::setDouble_forKey(double value, const Ref<NSString>& key) {
 void NSUserDefaults::removeObjectForKey(const Ref<NSString>& key) { setObject_forKey(nil, key); }
 
 void NSUserDefaults::registerDefaults(const Ref<NSDictionary>& defaults) {
+  if (!defaults) return;
+  const auto added = as<NSDictionary>(immutableCopy(defaults));
   const std::lock_guard lock(mutex_);
-  registered_->addEntriesFromDictionary(defaults);
+  const auto all = NSMutableDictionary::dictionaryWithDictionary(registered_);
+  all->addEntriesFromDictionary(added);
+  registered_ = as<NSDictionary>(all->copy());
 }
 
 Ref<NSDictionary> NSUserDefaults::volatileDomainForName(const Ref<NSString>& name) const {
   if (NSEqualObjects(name, NSArgumentDomain())) return Arguments::shared().get();
   if (!NSEqualObjects(name, NSRegistrationDomain())) return nil;
   const std::lock_guard lock(mutex_);
-  return as<NSDictionary>(registered_->copy());
+  return registered_;
 }
 
 Ref<NSDictionary> NSUserDefaults::persistentDomainForName(const Ref<NSString>& name) const {
@@ -191,5 +211,8 @@ Ref<NSDictionary> NSUserDefaults::dictionaryRepresentation() const {
   all->addEntriesFromDictionary(Arguments::shared().get());
   return as<NSDictionary>(all->copy());
 }
+
+id NSUserDefaults::valueForKey(const Ref<NSString>& key) const { return objectForKey(key); }
+void NSUserDefaults::setValue_forKey(const id& value, const Ref<NSString>& key) { setObject_forKey(value, key); }
 
 bool NSUserDefaults::synchronize() { return file_->writeChanges(); }

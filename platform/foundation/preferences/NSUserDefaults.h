@@ -8,7 +8,6 @@
 class NSArray;
 class NSData;
 class NSDictionary;
-class NSMutableDictionary;
 class NSString;
 
 namespace foundation {
@@ -64,7 +63,8 @@ class NSUserDefaults : public NSObject {
   void setDouble_forKey(double value, const Ref<NSString>& key);
   void removeObjectForKey(const Ref<NSString>& key);
 
-  // Adds to the registered defaults, which last as long as this object.
+  // Adds a copy, in depth, to the registered defaults, which last as long as this object. Collections nested endlessly
+  // raise NSInvalidArgumentException.
   void registerDefaults(const Ref<NSDictionary>& defaults);
 
   // The launch arguments or the registered defaults; nil for other names.
@@ -74,6 +74,10 @@ class NSUserDefaults : public NSObject {
   // Every key with the value that a look-up gives.
   Ref<NSDictionary> dictionaryRepresentation() const;
 
+  // objectForKey() and setObject_forKey(), so that key paths lead into the settings.
+  id valueForKey(const Ref<NSString>& key) const override;
+  void setValue_forKey(const id& value, const Ref<NSString>& key) override;
+
   // Writes what could not be written so far. False when that fails again.
   bool synchronize();
 
@@ -81,5 +85,5 @@ class NSUserDefaults : public NSObject {
   const Ref<NSString> identifier_;
   const std::unique_ptr<foundation::PreferencesFile> file_;
   mutable std::mutex mutex_;  // of what follows
-  const Ref<NSMutableDictionary> registered_;
+  Ref<NSDictionary> registered_;
 };

@@ -41,18 +41,6 @@ id perform(NSObject& receiver, SEL selector, const std::vector<id>& given) {
   return foundation::boxed(method.implementation(receiver, arguments));
 }
 
-[[noreturn]] void raiseUndefinedKey(const NSObject& receiver, const Ref<NSString>& key) {
-  NSException::raise_format(NSUndefinedKeyException(),
-                            "[%@ %p] this class is not key value coding-compliant for the key %@."_ns,
-                            receiver.className(), reinterpret_cast<std::uintptr_t>(&receiver), key);
-}
-
-SEL setterOf(const Ref<NSString>& key) {
-  if (key->length() == 0) return {};
-  return SEL::named("set" + key->substringToIndex(1)->uppercaseString()->UTF8String() +
-                    key->substringFromIndex(1)->UTF8String() + ":");
-}
-
 }  // namespace
 
 NSClass::NSClass(const char* name, const NSClass* superclass, std::vector<NSMethod> methods, NSCoding coding)
@@ -137,38 +125,6 @@ id NSObject::copy() const { raiseUnrecognizedSelector(*this, "copyWithZone:"_sel
 
 id NSObject::mutableCopy() const { raiseUnrecognizedSelector(*this, "mutableCopyWithZone:"_sel); }
 
-id NSObject::valueForKey(const Ref<NSString>& key) const {
-  const SEL getter = key ? SEL::named(key->UTF8String()) : SEL();
-  const NSMethod* method = getter ? isa()->methodForSelector(getter) : nullptr;
-  if (!method || !method->arguments.empty() || method->result == NSValueKind::Void) raiseUndefinedKey(*this, key);
-  return foundation::boxed(method->implementation(const_cast<NSObject&>(*this), {}));
-}
-
-void NSObject::setValue_forKey(const id& value, const Ref<NSString>& key) {
-  const SEL setter = key ? setterOf(key) : SEL();
-  const NSMethod* method = setter ? isa()->methodForSelector(setter) : nullptr;
-  if (!method || method->arguments.size() != 1) raiseUndefinedKey(*this, key);
-  if (!value && method->arguments[0] != NSValueKind::Object) {
-    NSException::raise_format(NSInvalidArgumentException(), "[%@ %p] could not set nil as the value for the key %@."_ns,
-                              className(), reinterpret_cast<std::uintptr_t>(this), key);
-  }
-  method->implementation(*this, {value});
-}
-
-id NSObject::valueForKeyPath(const Ref<NSString>& keyPath) const {
-  const NSRange dot = keyPath ? keyPath->rangeOfString("."_ns) : NSRange{NSNotFound, 0};
-  if (dot.location == NSNotFound) return valueForKey(keyPath);
-  const id next = valueForKey(keyPath->substringToIndex(dot.location));
-  return next ? next->valueForKeyPath(keyPath->substringFromIndex(dot.location + 1)) : id();
-}
-
-void NSObject::setValue_forKeyPath(const id& value, const Ref<NSString>& keyPath) {
-  const NSRange dot = keyPath ? keyPath->rangeOfString("."_ns, NSBackwardsSearch) : NSRange{NSNotFound, 0};
-  if (dot.location == NSNotFound) return setValue_forKey(value, keyPath);
-  const id owner = valueForKeyPath(keyPath->substringToIndex(dot.location));
-  if (owner) owner->setValue_forKey(value, keyPath->substringFromIndex(dot.location + 1));
-}
-
 bool NSEqualObjects(const id& left, const id& right) {
   if (left.get() == right.get()) return true;
   return left && right && left->isEqual(right);
@@ -177,6 +133,31 @@ bool NSEqualObjects(const id& left, const id& right) {
 Ref<NSString> NSDescription(const id& object) { return object ? object->description() : Ref<NSString>(); }
 
 namespace foundation {
+
+// What an object holds is released by its destructor, so a long chain of objects would be destroyed in as many nested
+// calls. From a certain depth on an object waits until those that are being destroyed are gone.
+void destroy(NSObject* object) noexcept {
+  constexpr int deepest = 128;
+  static thread_local int depth = 0;
+  static thread_local NSObject* waiting = nullptr;
+  // The count, which nobody uses any more, keeps the next one that waits.
+  static_assert(sizeof(NSObject*) <= sizeof object->referenceCount_);
+  if (depth == deepest) {
+    object->referenceCount_.store(dyingBit | reinterpret_cast<std::uintptr_t>(waiting), std::memory_order_relaxed);
+    waiting = object;
+    return;
+  }
+  ++depth;
+  for (NSObject* dying = object; dying;) {
+    // References to itself that the object takes and drops while it is destroyed must not destroy it once more.
+    dying->referenceCount_.store(dyingBit, std::memory_order_relaxed);
+    delete dying;
+    dying = depth == 1 ? waiting : nullptr;
+    if (dying)
+      waiting = reinterpret_cast<NSObject*>(dying->referenceCount_.load(std::memory_order_relaxed) & ~dyingBit);
+  }
+  --depth;
+}
 
 bool retainIfAlive(NSObject* object) noexcept {
   std::uint64_t count = object->referenceCount_.load(std::memory_order_relaxed);
@@ -213,6 +194,16 @@ double doubleFromObject(const id& object) {
   if (const auto number = as<NSNumber>(object)) return number->doubleValue();
   const auto text = as<NSString>(object);
   return text ? text->doubleValue() : 0.0;
+}
+
+SEL selectorFromObject(const id& object) {
+  const auto text = as<NSString>(object);
+  return text ? SEL::named(text->UTF8String()) : SEL();
+}
+
+const NSClass* classFromObject(const id& object) {
+  const auto name = as<NSString>(object);
+  return name ? NSClassFromString(name->UTF8String()) : nullptr;
 }
 
 }  // namespace foundation

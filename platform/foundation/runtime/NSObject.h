@@ -112,6 +112,9 @@ bool retainIfAlive(NSObject* object) noexcept;
 bool markWeaklyReferenced(NSObject* object) noexcept;
 void forgetWeakReferences(NSObject* object) noexcept;
 
+// For the last release().
+void destroy(NSObject* object) noexcept;
+
 }  // namespace foundation
 
 // The root class. Objects are made with make<T>() and live as long as a Ref to them does.
@@ -160,9 +163,12 @@ class NSObject {
 
   // Key-value access. A key names a method without arguments, and for writing a method "setKey:"; other keys raise
   // NSUndefinedKeyException. Numbers are boxed and unboxed. A key path is keys joined by "."; nil on the way gives nil.
+  // In an array or a set, a key that begins with "@" and has a path behind it computes something of the path's values:
+  // @sum, @avg, @min, @max, @unionOfObjects, @unionOfArrays, and @distinctUnionOfObjects, ...OfArrays, ...OfSets.
+  // "@count" alone is the number of elements of any collection.
   virtual id valueForKey(const Ref<NSString>& key) const;
   virtual void setValue_forKey(const id& value, const Ref<NSString>& key);
-  virtual id valueForKeyPath(const Ref<NSString>& keyPath) const;
+  id valueForKeyPath(const Ref<NSString>& keyPath) const;
   void setValue_forKeyPath(const id& value, const Ref<NSString>& keyPath);
 
   // This object as a reference.
@@ -173,6 +179,7 @@ class NSObject {
   friend void foundation::release(NSObject* object) noexcept;
   friend bool foundation::retainIfAlive(NSObject* object) noexcept;
   friend bool foundation::markWeaklyReferenced(NSObject* object) noexcept;
+  friend void foundation::destroy(NSObject* object) noexcept;
   std::atomic<std::uint64_t> referenceCount_{1};  // the maker's own; see below for two special bits
 };
 
@@ -184,9 +191,7 @@ inline void foundation::release(NSObject* object) noexcept {
   const std::uint64_t count = object->referenceCount_.fetch_sub(1, std::memory_order_acq_rel);
   if ((count & ~weaklyReferencedBit) != 1) return;
   if (count & weaklyReferencedBit) forgetWeakReferences(object);
-  // References to itself that the object takes and drops while it is destroyed must not destroy it once more.
-  object->referenceCount_.store(dyingBit, std::memory_order_relaxed);
-  delete object;
+  destroy(object);
 }
 
 // Both nil, or equal by isEqual().

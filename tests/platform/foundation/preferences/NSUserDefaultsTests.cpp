@@ -508,4 +508,23 @@ TEST_F(NSUserDefaultsTest, TheStandardDefaultsAreTheProgramsOwn) {
   EXPECT_TRUE(folder_.has("preferences/foundation_tests.plist"));
 }
 
+TEST_F(NSUserDefaultsTest, RegisteredDefaultsStayAsTheyWereRegistered) {
+  const auto text = NSMutableString::stringWithString("as registered"_ns);
+  const auto list = NSMutableArray::arrayWithObjects({text});
+  const auto inner = NSMutableDictionary::dictionary({{"list"_ns, list}});
+  const auto registered = NSMutableDictionary::dictionary({{"text"_ns, text}, {"inner"_ns, inner}});
+  defaults_->registerDefaults(registered);
+  text->setString("changed"_ns);
+  list->addObject("more"_ns);
+  inner->setObject_forKey("x"_ns, "new"_ns);
+  registered->setObject_forKey("x"_ns, "another"_ns);
+  EXPECT_TRUE(NSEqualObjects(defaults_->objectForKey("text"_ns), "as registered"_ns));
+  EXPECT_TRUE(NSEqualObjects(defaults_->objectForKey("inner"_ns),
+                             NSDictionary::dictionary({{"list"_ns, NSArray::arrayWithObject("as registered"_ns)}})));
+  EXPECT_FALSE(defaults_->objectForKey("another"_ns));
+  // What is handed out cannot be changed either.
+  EXPECT_FALSE(as<NSMutableDictionary>(defaults_->objectForKey("inner"_ns)));
+  EXPECT_FALSE(as<NSMutableDictionary>(defaults_->volatileDomainForName(NSRegistrationDomain())));
+}
+
 }  // namespace

@@ -1,7 +1,10 @@
 #pragma once
 
+namespace foundation {
+
 // One level of a walk through nested collections, for as long as it lives. A collection that holds itself has no last
-// level: beyond the deepest one allowed the constructor raises NSInvalidArgumentException, while there is still stack.
+// level: beyond the 512th the constructor raises NSInvalidArgumentException. The levels of one thread are counted
+// together.
 class NestingLevel {
  public:
   NestingLevel();
@@ -9,3 +12,5 @@ class NestingLevel {
   NestingLevel(const NestingLevel&) = delete;
   NestingLevel& operator=(const NestingLevel&) = delete;
 };
+
+}  // namespace foundation

@@ -1,0 +1,15 @@
+#pragma once
+
+#include "foundation/runtime/NSObject.h"
+
+// What key paths compute over the elements of arrays and sets: "@sum.size" is the sum of the elements' sizes.
+namespace foundation {
+
+// Whether the object is an array or a set, and the key an operator that takes the rest of the key path.
+bool isKeyPathOperator(const id& object, const Ref<NSString>& key);
+
+// What the operator gives for the values that the elements have for that path. Elements without a value, and NSNull,
+// are passed over; the average counts them. Raises what the elements raise.
+id valueOfKeyPathOperator(const id& collection, const Ref<NSString>& key, const Ref<NSString>& path);
+
+}  // namespace foundation
