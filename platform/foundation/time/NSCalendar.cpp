@@ -11,6 +11,7 @@
 
 #include "foundation/text/NSLocale.h"
 #include "foundation/text/NSString.h"
+#include "foundation/time/EngineTimeZone.h"
 #include "foundation/time/NSDate.h"
 #include "foundation/time/NSDateComponents.h"
 #include "foundation/time/NSTimeZone.h"
@@ -99,9 +100,8 @@ class Engine {
   Engine(const Ref<NSString>& identifier, const Ref<NSLocale>& locale, const Ref<NSTimeZone>& timeZone) {
     icu::Locale place(locale->localeIdentifier()->UTF8String().c_str());
     place.setKeywordValue("calendar", identifier->UTF8String().c_str(), status_);
-    const std::string zone = timeZone->name()->UTF8String();
-    calendar_.reset(icu::Calendar::createInstance(icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(zone)),
-                                                  place, status_));
+    calendar_.reset(
+        icu::Calendar::createInstance(foundation::engineTimeZone(timeZone->name()).release(), place, status_));
     if (U_FAILURE(status_)) return;
     calendar_->setRepeatedWallTimeOption(UCAL_WALLTIME_FIRST);
   }
@@ -122,15 +122,31 @@ class Engine {
   void add(UCalendarDateFields field, NSInteger amount) {
     if (!failed()) calendar_->add(field, static_cast<std::int32_t>(amount), status_);
   }
+  // A time that the clocks skip becomes the end of the gap. (The engine does the same, but only in zones of its own.)
   void setTimeOfDay(NSInteger hours, NSInteger minutes, NSInteger seconds) {
     set(UCAL_HOUR_OF_DAY, static_cast<std::int32_t>(hours));
     set(UCAL_MINUTE, static_cast<std::int32_t>(minutes));
     set(UCAL_SECOND, static_cast<std::int32_t>(seconds));
     set(UCAL_MILLISECOND, 0);
+    const bool isShown = get(UCAL_HOUR_OF_DAY) == hours && get(UCAL_MINUTE) == minutes && get(UCAL_SECOND) == seconds;
+    if (!isShown) goBackToChangeOfOffset();
   }
   std::int32_t offsetFromGMT() { return get(UCAL_ZONE_OFFSET) + get(UCAL_DST_OFFSET); }
 
  private:
+  // To the moment, within the last day, from which on the clocks have been so far from GMT as they are now.
+  void goBackToChangeOfOffset() {
+    const std::int32_t offset = offsetFromGMT();
+    Milliseconds after = instant();
+    Milliseconds before = after - day;
+    while (!failed() && after - before > second) {
+      const Milliseconds middle = before + std::floor((after - before) / (2.0 * second)) * second;
+      setInstant(middle);
+      (offsetFromGMT() == offset ? after : before) = middle;
+    }
+    setInstant(after);
+  }
+
   UErrorCode status_ = U_ZERO_ERROR;
   std::unique_ptr<icu::Calendar> calendar_;
 };
@@ -311,8 +327,6 @@ bool NSCalendar::rangeOfUnit_startDate_interval_forDate(NSCalendarUnit unit, Ref
   Engine engine(identifier_, locale_, timeZone());
   engine.setInstant(instantOf(date));
   if (engine.failed()) return false;
-  // A day whose midnight is skipped begins where the gap ends.
-  engine->setSkippedWallTimeOption(UCAL_WALLTIME_NEXT_VALID);
   if (!goToStart(engine, unit)) return false;
   const Milliseconds start = engine.instant();
   engine.add(addedField(unit), 1);
@@ -353,7 +367,6 @@ Ref<NSDate> NSCalendar::dateBySettingHour_minute_second_ofDate_options(NSInteger
   if (!isCountable(date) || !within(hours, 24) || !within(minutes, 60) || !within(seconds, 60)) return nil;
   Engine engine(identifier_, locale_, timeZone());
   if (engine.failed()) return nil;
-  engine->setSkippedWallTimeOption(UCAL_WALLTIME_NEXT_VALID);
   Milliseconds chosen = 0.0;
   for (const UCalendarWallTimeOption occurrence : {UCAL_WALLTIME_LAST, UCAL_WALLTIME_FIRST}) {
     engine->setRepeatedWallTimeOption(occurrence);

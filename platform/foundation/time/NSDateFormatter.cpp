@@ -12,6 +12,7 @@
 
 #include "foundation/text/NSLocale.h"
 #include "foundation/text/NSString.h"
+#include "foundation/time/EngineTimeZone.h"
 #include "foundation/time/NSDate.h"
 #include "foundation/time/NSTimeZone.h"
 
@@ -95,6 +96,19 @@ std::unique_ptr<icu::Calendar> calendarToReadInto(const icu::DateFormat& format,
   return calendar;
 }
 
+// The format's zone where the text named none, and the system's rules for the one that it named: the engine has read it
+// as one of its own.
+void setZoneThatApplies(icu::Calendar& calendar, const icu::TimeZone& noZone, const icu::TimeZone& zoneOfFormat) {
+  if (calendar.getTimeZone() == noZone) {
+    calendar.setTimeZone(zoneOfFormat);
+    return;
+  }
+  icu::UnicodeString name;
+  calendar.getTimeZone().getID(name);
+  const auto text = NSString::stringWithCharacters_length(name.getBuffer(), static_cast<NSUInteger>(name.length()));
+  calendar.adoptTimeZone(foundation::engineTimeZone(text).release());
+}
+
 }  // namespace
 
 struct NSDateFormatter::Engine {
@@ -172,7 +186,7 @@ NSDateFormatter::Engine* NSDateFormatter::preparedEngine() const {
     if (auto* simple = dynamic_cast<icu::SimpleDateFormat*>(engine.format.get())) makeStrict(*simple);
   }
   const auto zone = timeZone_ ? timeZone_ : NSTimeZone::defaultTimeZone();
-  engine.format->adoptTimeZone(icu::TimeZone::createTimeZone(unicodeString(zone->name())));
+  engine.format->adoptTimeZone(foundation::engineTimeZone(zone->name()).release());
   return &engine;
 }
 
@@ -213,7 +227,7 @@ Ref<NSDate> NSDateFormatter::dateFromString(const Ref<NSString>& text) const {
   const std::unique_ptr<icu::Calendar> strict(calendar->clone());
   strict->getTime(status);
   if (U_FAILURE(status)) return nil;
-  if (calendar->getTimeZone() == noZone) calendar->setTimeZone(engine->format->getTimeZone());
+  setZoneThatApplies(*calendar, noZone, engine->format->getTimeZone());
   calendar->setLenient(true);
   const UDate milliseconds = calendar->getTime(status);
   if (U_FAILURE(status) || !(std::fabs(milliseconds) <= farthestMilliseconds)) return nil;

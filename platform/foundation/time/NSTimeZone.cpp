@@ -14,7 +14,9 @@
 #include <unicode/timezone.h>
 
 #include "foundation/text/NSString.h"
+#include "foundation/time/EngineTimeZone.h"
 #include "foundation/time/NSDate.h"
+#include "foundation/time/ZoneRules.h"
 
 namespace {
 
@@ -22,39 +24,34 @@ constexpr NSInteger secondsPerHour = 3600;
 constexpr NSInteger hoursPerYear = NSInteger{366} * 24;
 constexpr NSInteger farthestOffset = 18 * secondsPerHour;
 
-icu::UnicodeString unicodeString(const Ref<NSString>& text) {
-  const std::u16string_view units = text->units();
-  return {units.data(), static_cast<std::int32_t>(units.size())};
-}
-
-std::unique_ptr<icu::TimeZone> rulesOf(const Ref<NSString>& name) {
-  return std::unique_ptr<icu::TimeZone>(icu::TimeZone::createTimeZone(unicodeString(name)));
-}
-
-struct Offsets {
-  NSInteger standard = 0;
-  NSInteger daylightSaving = 0;
-  NSInteger total() const { return standard + daylightSaving; }
-};
-
-Offsets offsetsAt(const icu::TimeZone& rules, double secondsSince1970) {
+foundation::ZoneOffsets offsetsAt(const icu::TimeZone& rules, double secondsSince1970) {
   constexpr double farthest = 1e14;  // three million years
   if (!(std::fabs(secondsSince1970) < farthest)) return {};
   std::int32_t standard = 0;
   std::int32_t daylightSaving = 0;
   UErrorCode status = U_ZERO_ERROR;
   rules.getOffset(std::floor(secondsSince1970) * 1000.0, 0, standard, daylightSaving, status);
-  return U_FAILURE(status) ? Offsets{} : Offsets{standard / 1000, daylightSaving / 1000};
+  if (U_FAILURE(status)) return {};
+  return {standard / 1000, daylightSaving / 1000};
 }
 
-// Whether the zone data has that very name. Names like "GMT+3" are not in it: as a TZ they lie west of GMT, as the name
-// of a zone east of it.
+// The names of the system's zone files, and of the engine's own where there is no file. Names like "GMT+3" are neither:
+// as a TZ they lie west of GMT, as the name of a zone east of it.
 bool isInZoneData(const std::string& name) {
+  if (foundation::ZoneRules::ofZone(name)) return true;
   icu::UnicodeString canonical;
   UBool inZoneData = false;
   UErrorCode status = U_ZERO_ERROR;
   icu::TimeZone::getCanonicalID(icu::UnicodeString::fromUTF8(name), canonical, inZoneData, status);
   return U_SUCCESS(status) && inZoneData && name != "Etc/Unknown";
+}
+
+// The zone folder holds every zone three times: as it is, below "posix/", and below "right/" with leap seconds.
+std::string plainName(std::string name) {
+  for (const std::string_view variant : {"posix/", "right/"}) {
+    if (name.starts_with(variant)) name.erase(0, variant.size());
+  }
+  return name;
 }
 
 // "Europe/Berlin" for "/usr/share/zoneinfo/Europe/Berlin" and for every link to it; empty for other files.
@@ -64,10 +61,7 @@ std::string nameFromZoneFile(const std::string& path) {
   const std::string file = std::filesystem::canonical(path, error).string();
   const std::size_t found = file.find(folder);
   if (error || found == std::string::npos) return {};
-  std::string name = file.substr(found + folder.size());
-  for (const std::string_view variant : {"posix/", "right/"}) {
-    if (name.starts_with(variant)) name.erase(0, variant.size());
-  }
+  const std::string name = plainName(file.substr(found + folder.size()));
   return isInZoneData(name) ? name : std::string();
 }
 
@@ -122,9 +116,8 @@ Ref<NSString> nameOfZoneLikeLocalClock() {
       icu::TimeZone::createTimeZoneIDEnumeration(UCAL_ZONE_TYPE_CANONICAL_LOCATION, nullptr, &rawOffset, status));
   if (U_FAILURE(status)) return fixed;
   while (const icu::UnicodeString* name = names->snext(status)) {
-    const std::unique_ptr<icu::TimeZone> rules(icu::TimeZone::createTimeZone(*name));
-    if (!agrees(*rules, clock)) continue;
-    return NSString::stringWithCharacters_length(name->getBuffer(), static_cast<NSUInteger>(name->length()));
+    auto found = NSString::stringWithCharacters_length(name->getBuffer(), static_cast<NSUInteger>(name->length()));
+    if (agrees(*foundation::engineTimeZone(found), clock)) return found;
   }
   return fixed;
 }
@@ -143,7 +136,7 @@ Ref<NSString> cachedNameOfZoneLikeLocalClock(const std::string& setting) {
 }
 
 std::string nameFromSetting(const std::string& setting) {
-  const std::string name = setting.starts_with(':') ? setting.substr(1) : setting;
+  const std::string name = plainName(setting.starts_with(':') ? setting.substr(1) : setting);
   if (name.starts_with('/')) return nameFromZoneFile(name);
   return isInZoneData(name) ? name : std::string();
 }
@@ -156,8 +149,9 @@ Ref<NSString> nameOfDefaultZone() {
   return name.empty() ? cachedNameOfZoneLikeLocalClock(setting) : NSString::stringWithUTF8String(name);
 }
 
-Offsets offsetsOfZoneAt(const NSTimeZone& zone, const Ref<NSDate>& date) {
-  return date ? offsetsAt(*rulesOf(zone.name()), date->timeIntervalSince1970()) : Offsets{};
+foundation::ZoneOffsets offsetsOfZoneAt(const NSTimeZone& zone, const Ref<NSDate>& date) {
+  if (!date) return {};
+  return offsetsAt(*foundation::engineTimeZone(zone.name()), date->timeIntervalSince1970());
 }
 
 }  // namespace
@@ -179,7 +173,8 @@ Ref<NSTimeZone> NSTimeZone::defaultTimeZone() { return make<NSTimeZone>(nameOfDe
 
 Ref<NSTimeZone> NSTimeZone::timeZoneWithName(const Ref<NSString>& name) {
   constexpr NSUInteger longestName = 64;
-  if (!name || name->length() > longestName || *rulesOf(name) == icu::TimeZone::getUnknown()) return nil;
+  if (!name || name->length() > longestName) return nil;
+  if (*foundation::engineTimeZone(name) == icu::TimeZone::getUnknown()) return nil;
   return make<NSTimeZone>(NSString::stringWithString(name));
 }
 

@@ -5,7 +5,7 @@
 class NSDate;
 class NSString;
 
-// The rules by which a place's clocks differ from GMT. Immutable, any thread.
+// The rules by which a place's clocks differ from GMT, as the system's zone files have them. Immutable, any thread.
 class NSTimeZone : public NSObject {
   NS_OBJECT(NSTimeZone, NSObject)
 
@@ -13,10 +13,11 @@ class NSTimeZone : public NSObject {
   explicit NSTimeZone(Ref<NSString> name) : name_(std::move(name)) {}
 
   // The zone of the process, looked up anew on every call: the environment's TZ, otherwise the system's setting. TZ
-  // may hold a zone's name ("Europe/Berlin"), a path below the zone folder, or a rule ("CET-1CEST,M3.5.0,M10.5.0/3"),
-  // which gives a named zone that keeps the same clock all through the current year, or else the rule's standard time.
+  // may hold a zone's name ("Europe/Berlin", also behind "posix/" or "right/"), a path below the zone folder, or a rule
+  // ("CET-1CEST,M3.5.0,M10.5.0/3"), which gives a named zone that keeps the same clock all through the current year, or
+  // else the rule's standard time.
   static Ref<NSTimeZone> defaultTimeZone();
-  // Nil for a name that is neither in the zone data nor of the form "GMT+hhmm".
+  // Nil for a name that neither the system nor the engine of the calendars knows, and that is not "GMT+hhmm".
   static Ref<NSTimeZone> timeZoneWithName(const Ref<NSString>& name);
   // Nil beyond 18 hours. Named "GMT", "GMT+0530", "GMT-033015".
   static Ref<NSTimeZone> timeZoneForSecondsFromGMT(NSInteger seconds);
