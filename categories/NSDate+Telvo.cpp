@@ -79,8 +79,11 @@ Ref<NSDate> dateFromInternetString(const Ref<NSString>& text) {
   const NSRange dot = text->rangeOfString("."_ns);
   auto wholeSeconds = dot.location == NSNotFound ? text : text->substringToIndex(dot.location);
   if (!wholeSeconds->hasSuffix("Z"_ns)) wholeSeconds = wholeSeconds->stringByAppendingString("Z"_ns);
-  auto date = telvo_internetDateFormatter()->dateFromString(wholeSeconds);
-  if (!date || isUniversalTime) return date;
+  const auto formatter = telvo_internetDateFormatter();
+  const auto date = formatter->dateFromString(wholeSeconds);
+  // The formatter reads more than it writes: spaces before numbers, years of two digits, the digits of any script.
+  if (!date || !wholeSeconds->isEqualToString(formatter->stringFromDate(date))) return nil;
+  if (isUniversalTime) return date;
   return date->dateByAddingTimeInterval(telvo_localTimeOffset());
 }
 
@@ -95,7 +98,7 @@ NSInteger component(const Ref<NSDate>& date, NSCalendarUnit unit, NSInteger (NSD
 
 Ref<NSDate> adding(const Ref<NSCalendar>& calendar, const Ref<NSDate>& date, NSInteger amount,
                    void (NSDateComponents::*setField)(NSInteger)) {
-  // The one amount that would count as none at all.
+  // The one number that the components would take for "not given".
   if (amount == NSDateComponentUndefined) return nil;
   const auto components = make<NSDateComponents>();
   (components.get()->*setField)(amount);
@@ -201,6 +204,8 @@ Ref<NSDate> telvo_dateWithYear_month_day_hour_minute_second_localTimeZone(NSInte
                                                                           NSInteger day, NSInteger hour,
                                                                           NSInteger minute, NSInteger second,
                                                                           bool localTimeZone) {
+  const auto given = {year, month, day, hour, minute, second};
+  if (std::ranges::find(given, NSDateComponentUndefined) != given.end()) return nil;
   const auto components = make<NSDateComponents>();
   components->setTimeZone(localTimeZone ? NSTimeZone::defaultTimeZone() : NSTimeZone::timeZoneForSecondsFromGMT(0));
   components->setYear(year);

@@ -1031,4 +1031,30 @@ TEST(NSDateTelvo, MethodsAreCalledByName) {
   EXPECT_TRUE(date->respondsToSelector("telvo_relativeStringWithStyle:maximumUnits:keepZero:defaultValue:"_sel));
 }
 
+TEST(NSDateTelvo, AJSONDateHasExactlyTheFormOfOne) {
+  for (const auto& text :
+       {" 2024-03-05T14:07:09Z"_ns, "2024- 03-05T14:07:09Z"_ns, "2024-03- 5T14:07:09Z"_ns, "2024-03-05T 4:07:09Z"_ns,
+        "2-03-05T14:07:09Z"_ns, "24-03-05T14:07:09Z"_ns, "2024-3-5T1:2:3Z"_ns, "02024-03-05T14:07:09Z"_ns,
+        "2024-03-05T14:07:09Z "_ns, "2024-03-05 14:07:09Z"_ns, "2024-03-05t14:07:09Z"_ns, "+2024-03-05T14:07:09Z"_ns,
+        "\uFF12\uFF10\uFF12\uFF14-03-05T14:07:09Z"_ns, "2024-03-0\uFF15T14:07:09Z"_ns, "2024-02-30T14:07:09Z"_ns,
+        "2024-03-05T14:07:09\u200EZ"_ns, "2024-03-05T24:00:00Z"_ns}) {
+    EXPECT_EQ(telvo_dateWithJSONString(text), nil) << text->UTF8String();
+  }
+  EXPECT_NE(telvo_dateWithJSONString("2024-03-05T14:07:09Z"_ns), nil);
+  EXPECT_NE(telvo_dateWithJSONString("2024-03-05T14:07:09.5"_ns), nil);
+  EXPECT_NE(telvo_dateWithJSONString("12024-03-05T14:07:09Z"_ns), nil);
+}
+
+TEST(NSDateTelvo, ANumberThatStandsForNoneGivesNoDate) {
+  const NSInteger none = NSIntegerMax;
+  EXPECT_EQ(telvo_dateWithYear_month_day_localTimeZone(none, 1, 1, false), nil);
+  EXPECT_EQ(telvo_dateWithYear_month_day_localTimeZone(2024, none, 1, false), nil);
+  EXPECT_EQ(telvo_dateWithYear_month_day_localTimeZone(2024, 1, none, true), nil);
+  for (const int field : {0, 1, 2}) {
+    EXPECT_EQ(telvo_dateWithYear_month_day_hour_minute_second_localTimeZone(
+                  2024, 1, 1, field == 0 ? none : 1, field == 1 ? none : 1, field == 2 ? none : 1, false),
+              nil);
+  }
+}
+
 }  // namespace
