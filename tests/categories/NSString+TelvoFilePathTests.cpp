@@ -246,4 +246,9 @@ TEST(NSStringTelvoPropertyList, BooleansAreOneAndZero) {
   EXPECT_EQ(utf8(telvo_stringWithBoolValue(false)), "0");
 }
 
+TEST(NSStringTelvoFilePath, WhatFollowsADotAndHoldsASpaceIsNoExtension) {
+  EXPECT_EQ(telvo_backupFilePath("/a/Dr. No"_ns)->UTF8String(), "/a/Dr. No~");
+  EXPECT_EQ(telvo_lastPathComponentWithoutExtension("/a/Dr. No"_ns)->UTF8String(), "Dr. No");
+}
+
 }  // namespace

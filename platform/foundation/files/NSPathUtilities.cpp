@@ -41,13 +41,21 @@ std::size_t lastComponentStart(std::u16string_view path) {
   return found == std::u16string_view::npos ? 0 : found + 1;
 }
 
+// Characters that no extension has: a space makes what follows a dot a part of the name ("Dr. No"), and marks that
+// nobody sees could make one extension look like another.
+bool isForbiddenInExtension(char16_t unit) {
+  const bool isDirectionalMark = unit == 0x061C || unit == 0x200E || unit == 0x200F ||
+                                 (unit >= 0x202A && unit <= 0x202E) || (unit >= 0x2066 && unit <= 0x2069);
+  return unit == u' ' || isDirectionalMark;
+}
+
 // Where the extension's dot stands, or npos. A name that begins with its only dot, or ends with the dot, has none.
 std::size_t extensionDot(std::u16string_view path) {
   const std::size_t dot = path.rfind(u'.');
   if (dot == std::u16string_view::npos || dot <= lastComponentStart(path) || dot + 1 == path.size()) {
     return std::u16string_view::npos;
   }
-  return dot;
+  return std::ranges::any_of(path.substr(dot), isForbiddenInExtension) ? std::u16string_view::npos : dot;
 }
 
 // Empty when there is no such user. Longer names are not asked for, since modules of the name service abort the process

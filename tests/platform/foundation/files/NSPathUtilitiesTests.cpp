@@ -182,4 +182,14 @@ TEST(NSPathUtilities, PathsTooLongForTheSystemAreTextsOnly) {
   EXPECT_EQ(standardized(longPath), folder / "x");
 }
 
+TEST(NSPathUtilities, SpacesAndInvisibleMarksMakeNoExtension) {
+  for (const auto& name : {"name. with spaces"_ns, "a.b c"_ns, "Dr. No"_ns, "a.\u200Etxt"_ns, "a.tx\u200F"_ns,
+                           "a.\u202Etxt"_ns, "a.t\u2066xt"_ns, "a.\u061Ctxt"_ns}) {
+    EXPECT_EQ(utf8(name->pathExtension()), "") << utf8(name);
+    EXPECT_EQ(utf8(name->stringByDeletingPathExtension()), utf8(name));
+  }
+  EXPECT_EQ(utf8("Dr. No.txt"_ns->pathExtension()), "txt");
+  EXPECT_EQ(utf8("a.\u00E9t\u00E9"_ns->pathExtension()), "\u00E9t\u00E9");
+}
+
 }  // namespace
