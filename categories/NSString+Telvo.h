@@ -7,13 +7,14 @@ class NSMutableDictionary;
 
 // Extensions of text: NSString(Telvo), NSString(TelvoInternet), NSString(TelvoFilePath), NSString(TelvoPropertyList)
 // and NSMutableString(Telvo). Any thread that may use the receiver. Positions and lengths count UTF-16 units; sets hold
-// Unicode characters, so a filter keeps or drops a surrogate pair as a whole unless it says otherwise. An optional text
-// that is nil counts as empty. The receiver is left unchanged and may itself be the result, except where a mutable text
-// is asked for.
+// Unicode characters, so a filter keeps or drops a surrogate pair as a whole unless it says otherwise. Nil for a text
+// that may be left out (a prefix, a suffix, a separator, a replacement, a keyword, an alternative) counts as empty; in
+// comparisons nil is the same as no text. The receiver is left unchanged and may itself be the result, except where a
+// mutable text is asked for.
 
 // ---- Comparison and tests
 
-// Ignores letter case and every space (tabs and line ends count).
+// Ignores every space (tabs and line ends count) and what caseInsensitiveCompare() ignores.
 NSComparisonResult telvo_caseAndSpaceInsensitiveCompare(const Ref<NSString>& text, const Ref<NSString>& other);
 // Compare the lower-case letters of both texts (telvo_lowercasedLettersOnly). A text without any contains nothing and
 // is contained nowhere.
