@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <unordered_set>
+#include <utility>
 
 #include "foundation/collections/CollectionContent.h"
 #include "foundation/collections/CollectionDescription.h"
@@ -271,7 +272,8 @@ void NSMutableArray::insertObject_atIndex(const id& object, NSUInteger index) {
 void NSMutableArray::replaceObjectAtIndex_withObject(NSUInteger index, const id& object) {
   requireObject(object);
   requireIndex(index, count());
-  const id replaced = std::exchange(*at(index), object);
+  id replaced = object;  // let go last: what is destroyed with it may look into the array
+  at(index)->swap(replaced);
 }
 
 void NSMutableArray::removeObjectAtIndex(NSUInteger index) {

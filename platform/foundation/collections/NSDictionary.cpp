@@ -56,8 +56,9 @@ void NSDictionary::set(const id& object, const id& key) {
   if (!key) NSException::raise_format(NSInvalidArgumentException(), "key cannot be nil"_ns);
   if (!object) NSException::raise_format(NSInvalidArgumentException(), "object cannot be nil (key: %@)"_ns, key);
   if (Entry* entry = entries_.find(key)) {
-    // Kept until the entry is whole again: what is destroyed with it may look into the dictionary.
-    const id replaced = std::exchange(entry->second, object);
+    // The old object is let go last: what is destroyed with it may look into the dictionary.
+    id replaced = object;
+    entry->second.swap(replaced);
   } else {
     entries_.add({key->copy(), object});
   }

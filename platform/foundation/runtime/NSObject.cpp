@@ -141,7 +141,7 @@ void destroy(NSObject* object) noexcept {
   static thread_local int depth = 0;
   static thread_local NSObject* waiting = nullptr;
   // The count, which nobody uses any more, keeps the next one that waits.
-  static_assert(sizeof(NSObject*) <= sizeof object->referenceCount_);
+  static_assert(sizeof(std::uintptr_t) <= sizeof object->referenceCount_);
   if (depth == deepest) {
     object->referenceCount_.store(dyingBit | reinterpret_cast<std::uintptr_t>(waiting), std::memory_order_relaxed);
     waiting = object;

@@ -67,12 +67,13 @@ class SystemTimeZone final : public icu::TimeZone {
     constexpr int monthsAhead = 12;
     constexpr double month = 30.0 * 86400.0;
     for (int count = 0; count <= monthsAhead; ++count) {
-      if (rules_->offsetsAt(now() + count * month).daylightSaving != 0) return true;
+      if (rules_->offsetsAt(now() + count * month).daylightSaving != 0) return 1;
     }
-    return false;
+    return 0;
   }
   UBool inDaylightTime(UDate date, UErrorCode& status) const override {
-    return U_SUCCESS(status) && rules_->offsetsAt(date / millisecondsPerSecond).daylightSaving != 0;
+    const bool saves = rules_->offsetsAt(date / millisecondsPerSecond).daylightSaving != 0;
+    return U_SUCCESS(status) && saves ? 1 : 0;
   }
 
  private:

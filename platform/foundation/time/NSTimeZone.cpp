@@ -46,14 +46,6 @@ bool isInZoneData(const std::string& name) {
   return U_SUCCESS(status) && inZoneData && name != "Etc/Unknown";
 }
 
-// The zone folder holds every zone three times: as it is, below "posix/", and below "right/" with leap seconds.
-std::string plainName(std::string name) {
-  for (const std::string_view variant : {"posix/", "right/"}) {
-    if (name.starts_with(variant)) name.erase(0, variant.size());
-  }
-  return name;
-}
-
 // "Europe/Berlin" for "/usr/share/zoneinfo/Europe/Berlin" and for every link to it; empty for other files.
 std::string nameFromZoneFile(const std::string& path) {
   constexpr std::string_view folder = "/zoneinfo/";
@@ -61,7 +53,7 @@ std::string nameFromZoneFile(const std::string& path) {
   const std::string file = std::filesystem::canonical(path, error).string();
   const std::size_t found = file.find(folder);
   if (error || found == std::string::npos) return {};
-  const std::string name = plainName(file.substr(found + folder.size()));
+  const std::string name(foundation::plainZoneName(std::string_view(file).substr(found + folder.size())));
   return isInZoneData(name) ? name : std::string();
 }
 
@@ -136,7 +128,8 @@ Ref<NSString> cachedNameOfZoneLikeLocalClock(const std::string& setting) {
 }
 
 std::string nameFromSetting(const std::string& setting) {
-  const std::string name = plainName(setting.starts_with(':') ? setting.substr(1) : setting);
+  const std::string_view named(setting);
+  const std::string name(foundation::plainZoneName(named.starts_with(':') ? named.substr(1) : named));
   if (name.starts_with('/')) return nameFromZoneFile(name);
   return isInZoneData(name) ? name : std::string();
 }

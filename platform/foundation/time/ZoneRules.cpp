@@ -10,7 +10,6 @@
 #include <map>
 #include <mutex>
 #include <regex>
-#include <string_view>
 #include <utility>
 
 #include <glib.h>
@@ -22,13 +21,6 @@ constexpr std::int64_t secondsPerHour = 3600;
 std::string zoneFolder() {
   const char* folder = std::getenv("TZDIR");  // where the C library looks, too
   return folder && *folder ? folder : "/usr/share/zoneinfo";
-}
-
-std::string_view withoutVariant(std::string_view name) {
-  for (const std::string_view variant : {"posix/", "right/"}) {
-    if (name.starts_with(variant)) name.remove_prefix(variant.size());
-  }
-  return name;
 }
 
 // No path that leads out of the folder.
@@ -98,10 +90,17 @@ std::int64_t withinKnownYears(double seconds) {
 
 namespace foundation {
 
+std::string_view plainZoneName(std::string_view name) {
+  for (const std::string_view variant : {"posix/", "right/"}) {
+    if (name.starts_with(variant)) name.remove_prefix(variant.size());
+  }
+  return name;
+}
+
 std::shared_ptr<const ZoneRules> ZoneRules::ofZone(const std::string& name) {
   static std::mutex& mutex = *new std::mutex;
   static auto& known = *new std::map<std::string, std::shared_ptr<const ZoneRules>, std::less<>>;
-  const std::string_view plainName = withoutVariant(name);
+  const std::string_view plainName = plainZoneName(name);
   if (!isZoneName(plainName)) return nullptr;
   const std::lock_guard lock(mutex);
   const auto found = known.find(plainName);

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <string_view>
 
 using GTimeZone = struct _GTimeZone;
 
@@ -14,6 +15,10 @@ struct ZoneOffsets {
   std::int64_t daylightSaving = 0;
   std::int64_t total() const { return standard + daylightSaving; }
 };
+
+// The folder of the zone files holds every zone three times: as it is, below "posix/", and below "right/" with leap
+// seconds. The name without that.
+std::string_view plainZoneName(std::string_view name);
 
 // One zone's rules, from the zone files of the system, which are as new as the machine's clock. Immutable, any thread.
 class ZoneRules {

@@ -316,4 +316,21 @@ TEST(NSString, FieldsArePaddedToTheirWidthAndNoFurther) {
   EXPECT_EQ(formatted("[%08.1f]"_ns, -1.5), "[-00001.5]");
 }
 
+TEST(NSArray, AnElementMayTakeItsOwnPlace) {
+  const auto array = NSMutableArray::arrayWithObjects({NSString::stringWithFormat("%d"_ns, 1)});
+  array->replaceObjectAtIndex_withObject(0, array->objectAtIndex(0));
+  EXPECT_TRUE(NSEqualObjects(array->objectAtIndex(0), "1"_ns));
+  array->removeObject(array->objectAtIndex(0));
+  EXPECT_EQ(array->count(), 0U);
+}
+
+TEST(NSDictionary, AnEntryMayTakeItsOwnPlace) {
+  const auto dictionary = NSMutableDictionary::dictionary({{"key"_ns, NSString::stringWithFormat("%d"_ns, 1)}});
+  const auto& [key, object] = *dictionary->begin();
+  dictionary->setObject_forKey(object, key);
+  EXPECT_TRUE(NSEqualObjects(dictionary->objectForKey("key"_ns), "1"_ns));
+  dictionary->removeObjectForKey(dictionary->begin()->first);
+  EXPECT_EQ(dictionary->count(), 0U);
+}
+
 }  // namespace

@@ -10,8 +10,8 @@
 #include "foundation/preferences/NSUserDefaults.h"
 #include "foundation/runtime/NSNull.h"
 #include "foundation/text/NSString.h"
-#include "tests/EnvironmentVariable.h"
-#include "tests/TemporaryDirectory.h"
+#include "testing/EnvironmentVariable.h"
+#include "testing/TemporaryDirectory.h"
 
 namespace {
 

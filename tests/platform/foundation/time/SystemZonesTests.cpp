@@ -16,7 +16,7 @@
 #include "foundation/time/NSDateComponents.h"
 #include "foundation/time/NSDateFormatter.h"
 #include "foundation/time/NSTimeZone.h"
-#include "tests/EnvironmentVariable.h"
+#include "testing/EnvironmentVariable.h"
 
 namespace {
 
