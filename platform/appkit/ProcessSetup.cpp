@@ -71,6 +71,13 @@ void aborting(int) {
   }
 }
 
+// The proxy for web pages is none for FTP. A desktop's proxy library (libproxy) takes it for one when the settings name
+// no other; such a proxy may refuse to connect to FTP servers, and then every item would fail.
+void forgetWebProxy() {
+  unsetenv("http_proxy");
+  unsetenv("HTTP_PROXY");
+}
+
 }  // namespace
 
 void setUpProcess() {
@@ -86,6 +93,7 @@ void setUpProcess() {
   std::signal(SIGABRT, aborting);
   std::set_terminate(uncaughtException);
   g_log_set_writer_func(logOfGLib, nullptr, nullptr);
+  forgetWebProxy();
 }
 
 }  // namespace appkit
