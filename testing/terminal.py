@@ -2,7 +2,7 @@
 
 import shlex
 import subprocess
-import uuid
+import tempfile
 
 import processes
 
@@ -10,9 +10,11 @@ import processes
 class Terminal:
     """A shell in a terminal of so many columns."""
 
-    def __init__(self, columns, environment, folder, rows=30):
-        self._name = f"telvo-{uuid.uuid4().hex}"
-        self._environment = {**environment, "LC_ALL": "C.UTF-8", "TMUX_TMPDIR": str(folder), "ENV": ""}
+    def __init__(self, columns, environment, rows=30):
+        self._name = "terminal"
+        # Of its own, because the path of a socket has to be short.
+        self._folder = tempfile.TemporaryDirectory(prefix="telvo-tmux-")
+        self._environment = {**environment, "LC_ALL": "C.UTF-8", "TMUX_TMPDIR": self._folder.name, "ENV": ""}
         self._environment.pop("TMUX", None)
         self._tmux("new-session", "-d", "-x", str(columns), "-y", str(rows), "exec sh")
         self._tmux("set-option", "-g", "status", "off")
@@ -58,6 +60,7 @@ class Terminal:
             self._tmux("kill-server")
         except subprocess.CalledProcessError:
             pass  # Its shell has ended, and it with that.
+        self._folder.cleanup()
 
     def __enter__(self):
         return self

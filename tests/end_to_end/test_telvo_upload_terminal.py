@@ -24,11 +24,11 @@ def environment(bus, tmp_path):
 
 
 @pytest.fixture
-def open_terminal(environment, tmp_path):
+def open_terminal(environment):
     opened = []
 
     def open_one(columns, **more):
-        opened.append(terminals.Terminal(columns, environment | more, tmp_path))
+        opened.append(terminals.Terminal(columns, environment | more))
         return opened[-1]
     yield open_one
     for one in opened:
