@@ -116,10 +116,14 @@ void TelvoUploadFTPStreamData::setStreamsWithParameters(const Ref<NSDictionary>&
 
 void TelvoUploadFTPStreamData::handleHasSpaceAvailableForStream(const Ref<NSStream>& stream) {
   if (stream != outputStream()) return;
-  while (pump()) {
+  while (!needToStop() && pump()) {
   }
   informDelegateUsingSignature_withObject("streamData:uploadedBytes:"_ns,
                                           NSNumber::numberWithUnsignedInteger(_totalBytesWritten));
+}
+
+void TelvoUploadFTPStreamData::abandonTransfer() {
+  if (const auto writer = as<FTPWriteStream>(outputStream())) writer->breakOff();
 }
 
 // One step of a burst; false when the burst is over.

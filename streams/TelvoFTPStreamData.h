@@ -57,6 +57,9 @@ class TelvoUploadFTPStreamData : public TelvoAbstractFTPStreamData {
   // Moves bytes from the file to the server while there is room.
   void handleHasSpaceAvailableForStream(const Ref<NSStream>& stream) override;
 
+ protected:
+  void abandonTransfer() override;
+
  private:
   bool pump();
   NSInteger moveDirectly();

@@ -6,6 +6,7 @@
 #include "foundation/Foundation.h"
 #include "foundation/errors/NSAssertionHandler.h"
 #include "foundation/events/NSTimer.h"
+#include "foundation/runtime/WeakRef.h"
 
 namespace {
 
@@ -85,6 +86,14 @@ void TelvoStreamData::threadedConnectWithParameters(const Ref<NSDictionary>& par
   } catch (const Ref<NSException>&) {
     return connectionFailed();
   }
+  end();
+}
+
+// The streams may stay open, but what happens to them from here on is nobody's business any more: this report is the
+// last.
+void TelvoStreamData::end() {
+  if (_inputStream) _inputStream->setDelegate(nullptr);
+  if (_outputStream) _outputStream->setDelegate(nullptr);
   informDelegateUsingSignature("streamDataEnded:"_ns);
 }
 
@@ -95,7 +104,7 @@ void TelvoStreamData::connectionFailed() {
   } catch (const Ref<NSException>&) {
     NSLog("An exception occurred while terminating a connection after a connection failure."_ns);
   }
-  informDelegateUsingSignature("streamDataEnded:"_ns);
+  end();
 }
 
 void TelvoStreamData::setStreamsWithParameters(const Ref<NSDictionary>&) {
@@ -105,7 +114,16 @@ void TelvoStreamData::setStreamsWithParameters(const Ref<NSDictionary>&) {
 }
 
 void TelvoStreamData::run() {
+  // A stop that came before this is forgotten, on purpose.
   _needToStop = false;
+  struct Running {
+    std::atomic<bool>& flag;
+    explicit Running(std::atomic<bool>& running) : flag(running) { flag = true; }
+    Running(const Running&) = delete;
+    Running& operator=(const Running&) = delete;
+    ~Running() { flag = false; }
+  };
+  const Running running(_running);
   while (_runLoop && _inputStream && _outputStream) {
     try {
       const Ref<NSRunLoop> runLoop = _runLoop;
@@ -120,6 +138,16 @@ void TelvoStreamData::run() {
 
 void TelvoStreamData::disconnect() {
   _needToStop = true;
+  if (_running) {
+    const Ref<NSRunLoop> runLoop = _runLoop;
+    if (runLoop == NSRunLoop::currentRunLoop()) {
+      abandonTransfer();
+    } else {
+      runLoop->performBlock([weak = WeakRef<TelvoStreamData>(Ref<TelvoStreamData>(this))] {
+        if (const auto connection = weak.lock()) connection->abandonTransfer();
+      });
+    }
+  }
   informDelegateUsingSignature("streamDataDisconnected:"_ns);
 }
 

@@ -46,8 +46,8 @@ class TelvoStreamData : public TelvoDelegateData, public NSStreamDelegate {
   // Turns the run loop, at most 0.1 seconds at a time, until a stream is nil or disconnect() was called.
   void run();
 
-  // Asks run() to return after the turn in progress. The streams stay open until terminate() or the release. Any
-  // thread.
+  // Asks run() to return after the turn in progress, and has the connection move nothing more from now on. The streams
+  // stay open until terminate() or the release. Any thread.
   void disconnect();
 
   // Closes both streams, the input first, and lets go of them. Closing may turn the run loop while it waits for the
@@ -92,8 +92,13 @@ class TelvoStreamData : public TelvoDelegateData, public NSStreamDelegate {
  protected:
   bool needToStop() const { return _needToStop; }
 
+  // For subclasses: disconnect() was called while the connection runs. Nothing of what is under way may leave any more.
+  // On the connection's thread.
+  virtual void abandonTransfer() {}
+
  private:
   void connectionFailed();
+  void end();
   void endEncountered();
 
   Ref<NSRunLoop> _runLoop;
@@ -101,5 +106,6 @@ class TelvoStreamData : public TelvoDelegateData, public NSStreamDelegate {
   Ref<NSOutputStream> _outputStream;
   std::int32_t _connectionCount = 0;
   std::atomic<bool> _needToStop = false;
+  std::atomic<bool> _running = false;  // inside run()
   bool _endedByError = false;
 };

@@ -5,8 +5,6 @@
 #include "foundation/errors/NSError.h"
 #include "foundation/runtime/Ref.h"
 
-struct FTPReply;
-
 const Ref<NSString>& kCFErrorDomainCFNetwork();
 // In the user information of an error that a server's reply caused: the reply's code, a number. The reply's text is
 // the error's localized description.
@@ -24,6 +22,9 @@ enum CFNetworkErrorCode : NSInteger {
 
 namespace cfnetwork {
 
+struct FTPReply;
+
+// A refusal, or whatever else was not to be expected, as the error that tells it.
 Ref<NSError> errorWithReply(const FTPReply& reply);
 Ref<NSError> errorWithCode(CFNetworkErrorCode code, std::string_view text);
 

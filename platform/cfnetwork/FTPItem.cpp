@@ -11,25 +11,49 @@
 #include "foundation/files/PercentEncoding.h"
 #include "foundation/text/NSString.h"
 
+namespace cfnetwork {
+
 namespace {
 
 bool breaksLine(std::string_view text) {
   return text.find_first_of(std::string_view("\r\n\0", 3)) != std::string_view::npos;
 }
 
-// The name that the server gets: what follows the host and one slash, so that "ftp://host//name" is "/name". "?" and
-// "#" mean nothing in FTP and belong to the name.
-std::string remotePath(std::string_view url) {
+// What follows the host and one slash, so that "ftp://host//name" is "/name". "?" and "#" mean nothing in FTP and
+// belong to the name.
+std::string_view remotePath(std::string_view url) {
   constexpr std::string_view mark = "//";
   const std::size_t host = url.find(mark);
   const std::size_t slash = host == std::string_view::npos ? host : url.find('/', host + mark.size());
-  return slash == std::string_view::npos ? std::string() : foundation::percentDecoded(url.substr(slash + 1));
+  return slash == std::string_view::npos ? std::string_view() : url.substr(slash + 1);
+}
+
+// Whether a name, once its escapes are resolved, leads into another folder than the one that it stands in. Where it
+// says so openly, in the path to the item, it is meant.
+bool leadsElsewhere(std::string_view name, bool isLast) {
+  const std::string decoded = foundation::percentDecoded(name);
+  if (decoded.find('/') != std::string::npos) return true;
+  return (decoded == "." || decoded == "..") && (isLast || decoded != name);
+}
+
+// The path as in the URL, of a file: without a slash at its end.
+bool leadsAstray(std::string_view path) {
+  // The way to write an absolute path after a single slash.
+  constexpr std::string_view root = "%2F";
+  constexpr std::string_view lowerCaseRoot = "%2f";
+  if (path.starts_with(root) || path.starts_with(lowerCaseRoot)) path.remove_prefix(root.size());
+  while (true) {
+    const std::size_t slash = path.find('/');
+    if (leadsElsewhere(path.substr(0, slash), slash == std::string_view::npos)) return true;
+    if (slash == std::string_view::npos) return false;
+    path.remove_prefix(slash + 1);
+  }
 }
 
 std::string bytesOf(const Ref<NSString>& text) { return text ? text->UTF8String() : std::string(); }
 
-cfnetwork::Route routeFrom(const id& settings) {
-  cfnetwork::Route route;
+Route routeFrom(const id& settings) {
+  Route route;
   const auto dictionary = as<NSDictionary>(settings);
   if (!dictionary) return route;
   route.useProxies = true;
@@ -57,19 +81,26 @@ FTPEndpoint endpointFrom(const NSURL& url, const FTPProperties& properties) {
   return endpoint;
 }
 
+bool breaksLine(const FTPItem& item) {
+  const FTPEndpoint& endpoint = item.endpoint;
+  return breaksLine(item.path) || breaksLine(endpoint.user) || breaksLine(endpoint.password) ||
+         breaksLine(endpoint.host);
+}
+
+Ref<NSError> badURL(std::string_view reason) { return errorWithCode(kCFURLErrorBadURL, reason); }
+
 }  // namespace
 
-Ref<NSError> FTPItemFromURL(const Ref<NSURL>& url, const FTPProperties& properties, FTPItem& item) {
+std::variant<FTPItem, Ref<NSError>> FTPItemFromURL(const Ref<NSURL>& url, const FTPProperties& properties) {
   const std::string text = url->absoluteString()->UTF8String();
-  item = {endpointFrom(*url, properties), remotePath(text), text.ends_with('/')};
-  if (item.isFolder && !item.path.empty()) item.path.pop_back();
-  if (item.path.empty()) {
-    return cfnetwork::errorWithCode(kCFURLErrorBadURL, "The URL names neither a file nor a folder.");
-  }
-  const FTPEndpoint& endpoint = item.endpoint;
-  if (breaksLine(item.path) || breaksLine(endpoint.user) || breaksLine(endpoint.password) ||
-      breaksLine(endpoint.host)) {
-    return cfnetwork::errorWithCode(kCFURLErrorBadURL, "A carriage return, line feed or NUL cannot be sent over FTP.");
-  }
-  return nil;
+  std::string_view path = remotePath(text);
+  const bool isFolder = path.ends_with('/');
+  if (isFolder) path.remove_suffix(1);
+  if (path.empty()) return badURL("The URL names neither a file nor a folder.");
+  if (leadsAstray(path)) return badURL("A name with a slash in it, \".\" and \"..\" lead into another folder.");
+  const FTPItem item{endpointFrom(*url, properties), foundation::percentDecoded(path), isFolder};
+  if (breaksLine(item)) return badURL("A carriage return, line feed or NUL cannot be sent over FTP.");
+  return item;
 }
+
+}  // namespace cfnetwork

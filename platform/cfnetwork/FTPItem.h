@@ -1,13 +1,16 @@
 #pragma once
 
 #include <string>
+#include <variant>
 
-#include "cfnetwork/FTPConnection.h"
+#include "cfnetwork/FTPEndpoint.h"
 #include "foundation/runtime/NSObject.h"
 
 class NSError;
 class NSString;
 class NSURL;
+
+namespace cfnetwork {
 
 // A file to be stored on a server, or a folder to be made there.
 struct FTPItem {
@@ -24,6 +27,9 @@ struct FTPProperties {
   bool passive = true;
 };
 
-// Sets the item to what the URL names (RFC 1738, section 3.2); a name that ends with "/" is a folder's. Answers an
-// error when it names nothing, or when a text holds a carriage return, line feed or NUL, which cannot be sent.
-Ref<NSError> FTPItemFromURL(const Ref<NSURL>& url, const FTPProperties& properties, FTPItem& item);
+// What the URL names (RFC 1738, section 3.2); a name that ends with "/" is a folder's. An error when it names nothing,
+// when a text holds a carriage return, line feed or NUL, which cannot be sent, or when a name would lead into another
+// folder once its escapes are resolved.
+std::variant<FTPItem, Ref<NSError>> FTPItemFromURL(const Ref<NSURL>& url, const FTPProperties& properties);
+
+}  // namespace cfnetwork

@@ -4,6 +4,8 @@
 #include <array>
 #include <charconv>
 
+namespace cfnetwork {
+
 namespace {
 
 // What a line counts beside its bytes, so that a flood of empty ones ends early.
@@ -121,9 +123,4 @@ std::optional<std::uint16_t> FTPPortFromPassiveReply(const FTPReply& reply) {
   }
 }
 
-std::optional<std::uint64_t> FTPSizeFromReply(const FTPReply& reply) {
-  std::string_view text = reply.text;
-  std::uint64_t size = 0;
-  if (reply.code != 213 || !readNumber(text, size)) return std::nullopt;
-  return text.find_first_not_of(' ') == std::string_view::npos ? std::optional(size) : std::nullopt;
-}
+}  // namespace cfnetwork

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+namespace cfnetwork {
+
 // A server's reply (RFC 959, section 4.2).
 struct FTPReply {
   int code = 0;      // 100 to 599
@@ -15,8 +17,6 @@ struct FTPReply {
   bool isCompletion() const { return code >= 200 && code < 300; }
   bool isIntermediate() const { return code >= 300 && code < 400; }
   bool isRefusal() const { return code >= 400; }
-  // The server does not know the command, does not do it, or not now.
-  bool isOfUnusableCommand() const { return code >= 500 && code <= 504; }
 };
 
 // Cuts what a server sends into replies, however it is split into packets. Memory is bounded whatever is sent.
@@ -51,5 +51,5 @@ class FTPReplyParser {
 std::optional<std::uint16_t> FTPPortFromExtendedPassiveReply(const FTPReply& reply);
 // The port in a reply to PASV (227). The address in it is not looked at: data goes to the server that was asked.
 std::optional<std::uint16_t> FTPPortFromPassiveReply(const FTPReply& reply);
-// The number of bytes in a reply to SIZE (213, RFC 3659).
-std::optional<std::uint64_t> FTPSizeFromReply(const FTPReply& reply);
+
+}  // namespace cfnetwork

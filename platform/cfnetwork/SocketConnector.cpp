@@ -1,19 +1,16 @@
 #include "cfnetwork/SocketConnector.h"
 
 #include <cerrno>
-#include <cstring>
 #include <optional>
 #include <utility>
 
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <gio/gio.h>
-#include <netdb.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <unistd.h>
 
 #include "cfnetwork/CFNetworkErrors.h"
+#include "cfnetwork/LimitTimer.h"
+#include "cfnetwork/SocketOptions.h"
 #include "foundation/errors/NSError.h"
 #include "foundation/events/EventSource.h"
 #include "foundation/events/NSRunLoop.h"
@@ -86,10 +83,10 @@ class HostConnector : public SocketConnector {
     // Never straight to the host instead: the proxy was meant to be the only road.
     if (route.useProxies && !route.proxy.empty() && !proxy) {
       attempt_->error = errorWithCode(kCFURLErrorBadURL, "The proxy's URL cannot be read.");
-      timer_.fireAfter(0);
+      timer_.start(0);
       return;
     }
-    timer_.fireAfter(limit);
+    timer_.start(limit);
     const Object<GSocketClient> client(g_socket_client_new());
     g_socket_client_set_enable_proxy(client.get(), route.useProxies);
     if (route.useProxies && proxy) setProxy(client.get(), *proxy, route.exceptions);
@@ -143,7 +140,7 @@ class HostConnector : public SocketConnector {
   }
 
   std::shared_ptr<Attempt> attempt_;
-  foundation::TimerSource timer_;
+  LimitTimer timer_;
 };
 
 // To an address that is known already.
@@ -165,10 +162,10 @@ class AddressConnector : public SocketConnector {
       error_ = errno == EINPROGRESS ? 0 : errno;
     }
     if (error_ != 0) {
-      timer_.fireAfter(0);
+      timer_.start(0);
       return;
     }
-    timer_.fireAfter(limit);
+    timer_.start(limit);
     source_.emplace(runLoop_, socket_.get(), foundation::DescriptorSource::Writable, [this] { ready(); });
   }
 
@@ -196,88 +193,11 @@ class AddressConnector : public SocketConnector {
   Completion completion_;
   foundation::FileDescriptor socket_;
   int error_ = 0;  // of an attempt that failed at once
-  foundation::TimerSource timer_;
+  LimitTimer timer_;
   std::optional<foundation::DescriptorSource> source_;
 };
 
 }  // namespace
-
-void setBreaksOff(int descriptor, bool breaksOff) {
-  const linger setting{breaksOff ? 1 : 0, 0};
-  setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &setting, sizeof setting);
-}
-
-void prepareForData(int descriptor, const SocketAddress& address) {
-  // An attempt that is given up, or whose process is killed, may have got through already: the other side must not
-  // take it for a connection that was used and ended in good order.
-  setBreaksOff(descriptor, true);
-  // Nothing is congested here, and a control that sends by a timer (BBR) takes several times the processor's time.
-  // It has to be chosen before the connection is made; afterwards the timer stays. Every system has this one.
-  constexpr std::string_view withoutTimer = "reno";
-  if (address.isLoopback()) {
-    setsockopt(descriptor, IPPROTO_TCP, TCP_CONGESTION, withoutTimer.data(), withoutTimer.size());
-  }
-}
-
-SocketAddress SocketAddress::peerOf(int descriptor) {
-  SocketAddress address;
-  address.size = sizeof address.storage;
-  if (getpeername(descriptor, reinterpret_cast<sockaddr*>(&address.storage), &address.size) != 0) address.size = 0;
-  return address;
-}
-
-SocketAddress SocketAddress::localOf(int descriptor) {
-  SocketAddress address;
-  address.size = sizeof address.storage;
-  if (getsockname(descriptor, reinterpret_cast<sockaddr*>(&address.storage), &address.size) != 0) address.size = 0;
-  return address;
-}
-
-SocketAddress SocketAddress::unmapped() const {
-  const auto* six = reinterpret_cast<const sockaddr_in6*>(&storage);
-  if (!isIPv6() || !IN6_IS_ADDR_V4MAPPED(&six->sin6_addr)) return *this;
-  SocketAddress address;
-  auto* four = reinterpret_cast<sockaddr_in*>(&address.storage);
-  four->sin_family = AF_INET;
-  four->sin_port = six->sin6_port;
-  std::memcpy(&four->sin_addr, six->sin6_addr.s6_addr + 12, sizeof four->sin_addr);
-  address.size = sizeof(sockaddr_in);
-  return address;
-}
-
-void SocketAddress::setPort(std::uint16_t port) {
-  if (isIPv6()) {
-    reinterpret_cast<sockaddr_in6*>(&storage)->sin6_port = htons(port);
-  } else {
-    reinterpret_cast<sockaddr_in*>(&storage)->sin_port = htons(port);
-  }
-}
-
-std::uint16_t SocketAddress::port() const {
-  return ntohs(isIPv6() ? reinterpret_cast<const sockaddr_in6*>(&storage)->sin6_port
-                        : reinterpret_cast<const sockaddr_in*>(&storage)->sin_port);
-}
-
-std::string SocketAddress::host() const {
-  char text[INET6_ADDRSTRLEN] = {};
-  const void* bytes = isIPv6() ? static_cast<const void*>(&reinterpret_cast<const sockaddr_in6*>(&storage)->sin6_addr)
-                               : &reinterpret_cast<const sockaddr_in*>(&storage)->sin_addr;
-  return inet_ntop(storage.ss_family, bytes, text, sizeof text) ? text : "";
-}
-
-bool SocketAddress::isLoopback() const {
-  if (isIPv6()) {
-    const auto& six = reinterpret_cast<const sockaddr_in6&>(storage).sin6_addr;
-    return IN6_IS_ADDR_LOOPBACK(&six) || (IN6_IS_ADDR_V4MAPPED(&six) && unmapped().isLoopback());
-  }
-  constexpr unsigned networkShift = 24;
-  const auto& four = reinterpret_cast<const sockaddr_in&>(storage);
-  return storage.ss_family == AF_INET && ntohl(four.sin_addr.s_addr) >> networkShift == IN_LOOPBACKNET;
-}
-
-bool SocketAddress::isSameHost(const SocketAddress& other) const {
-  return unmapped().host() == other.unmapped().host();
-}
 
 std::unique_ptr<SocketConnector> SocketConnector::connectToHost(const Ref<NSRunLoop>& runLoop, const std::string& host,
                                                                 std::uint16_t port, const Route& route,

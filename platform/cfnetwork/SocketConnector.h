@@ -6,8 +6,7 @@
 #include <string>
 #include <vector>
 
-#include <sys/socket.h>
-
+#include "cfnetwork/SocketAddress.h"
 #include "foundation/files/FileIO.h"
 #include "foundation/runtime/NSObject.h"
 
@@ -15,30 +14,6 @@ class NSError;
 class NSRunLoop;
 
 namespace cfnetwork {
-
-// The address of one end of a connection, IPv4 or IPv6.
-struct SocketAddress {
-  sockaddr_storage storage{};
-  socklen_t size = 0;
-
-  static SocketAddress peerOf(int descriptor);
-  static SocketAddress localOf(int descriptor);
-  bool isIPv6() const { return storage.ss_family == AF_INET6; }
-  // A v4 address in IPv6 clothes becomes plain IPv4; everything else stays.
-  SocketAddress unmapped() const;
-  void setPort(std::uint16_t port);
-  std::uint16_t port() const;
-  std::string host() const;  // as digits
-  bool isLoopback() const;
-  bool isSameHost(const SocketAddress& other) const;
-};
-
-// Whether the system resets a connection when its last descriptor goes, instead of ending it in good order.
-void setBreaksOff(int descriptor, bool breaksOff);
-
-// Readies a new socket to carry data to this address, or from a listener at it: it is set to be broken off, from the
-// first packet on, and within this computer it is not slowed down by the congestion control.
-void prepareForData(int descriptor, const SocketAddress& address);
 
 // Which roads lead to a host.
 struct Route {

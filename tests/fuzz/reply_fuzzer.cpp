@@ -3,6 +3,8 @@
 #include "cfnetwork/FTPReply.h"
 #include "tests/fuzz/FuzzInput.h"
 
+using namespace cfnetwork;
+
 namespace {
 
 struct Parsed {

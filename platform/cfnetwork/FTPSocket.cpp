@@ -1,0 +1,97 @@
+#include "cfnetwork/FTPSocket.h"
+
+#include <cerrno>
+#include <csignal>
+
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
+#include <sys/sendfile.h>
+#include <sys/socket.h>
+
+#include "cfnetwork/SocketOptions.h"
+
+namespace cfnetwork {
+
+namespace {
+
+bool isNoRoom() { return errno == EAGAIN || errno == EWOULDBLOCK; }
+
+// sendfile() knows no MSG_NOSIGNAL: keeps the signal of a broken connection from this thread.
+class BrokenPipeSilencer {
+ public:
+  BrokenPipeSilencer() {
+    sigset_t pending;
+    sigpending(&pending);
+    wasPending_ = sigismember(&pending, SIGPIPE) == 1;
+    pthread_sigmask(SIG_BLOCK, &signals_, &before_);
+  }
+  BrokenPipeSilencer(const BrokenPipeSilencer&) = delete;
+  BrokenPipeSilencer& operator=(const BrokenPipeSilencer&) = delete;
+  ~BrokenPipeSilencer() {
+    const timespec none{};
+    if (!wasPending_) sigtimedwait(&signals_, nullptr, &none);
+    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
+  }
+
+ private:
+  sigset_t signals_ = [] {
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGPIPE);
+    return signals;
+  }();
+  sigset_t before_{};
+  bool wasPending_ = false;
+};
+
+}  // namespace
+
+std::int64_t FTPSocket::read(void* buffer, std::size_t size) {
+  ssize_t received = 0;
+  do {
+    received = ::recv(descriptor_.get(), buffer, size, MSG_DONTWAIT);
+  } while (received < 0 && errno == EINTR);
+  return received;
+}
+
+std::int64_t FTPSocket::write(const void* bytes, std::size_t size) {
+  ssize_t sent = 0;
+  do {
+    sent = ::send(descriptor_.get(), bytes, size, MSG_NOSIGNAL | MSG_DONTWAIT);
+  } while (sent < 0 && errno == EINTR);
+  return sent < 0 && isNoRoom() ? 0 : sent;
+}
+
+std::int64_t FTPSocket::sendFile(int file, std::size_t size) {
+  const BrokenPipeSilencer silencer;
+  ssize_t sent = 0;
+  do {
+    sent = ::sendfile(descriptor_.get(), file, nullptr, size);
+  } while (sent < 0 && errno == EINTR);
+  if (sent > 0) return sent;
+  return sent < 0 && isNoRoom() ? 0 : -1;
+}
+
+void FTPSocket::endWriting() {
+  setBreaksOff(descriptor_.get(), false);
+  ::shutdown(descriptor_.get(), SHUT_WR);
+}
+
+void FTPSocket::breakOff() {
+  if (!descriptor_) return;
+  setBreaksOff(descriptor_.get(), true);
+  descriptor_.close();
+}
+
+std::size_t FTPSocket::unacknowledged() const {
+  int bytes = 0;
+  return ioctl(descriptor_.get(), SIOCOUTQ, &bytes) == 0 ? static_cast<std::size_t>(bytes) : 0;
+}
+
+int FTPSocket::takeError() {
+  int error = 0;
+  socklen_t size = sizeof error;
+  return getsockopt(descriptor_.get(), SOL_SOCKET, SO_ERROR, &error, &size) == 0 ? error : errno;
+}
+
+}  // namespace cfnetwork

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "foundation/files/FileIO.h"
+
+namespace cfnetwork {
+
+// A connected, non-blocking socket: the one place where the client's bytes leave and arrive, for control and data
+// connections alike. One thread at a time.
+class FTPSocket {
+ public:
+  FTPSocket() = default;
+  explicit FTPSocket(foundation::FileDescriptor descriptor) : descriptor_(std::move(descriptor)) {}
+
+  explicit operator bool() const { return static_cast<bool>(descriptor_); }
+  // For waiting, and for the addresses of both ends; nothing is read from or written to it.
+  int descriptor() const { return descriptor_.get(); }
+
+  // The number of bytes read, 0 at the other side's end, -1 with errno set; EAGAIN: nothing is there now.
+  std::int64_t read(void* buffer, std::size_t size);
+  // The number of bytes taken, 0 when there is no room now, -1 with errno set.
+  std::int64_t write(const void* bytes, std::size_t size);
+  // The same for the next bytes of an open file, which the system moves without a copy. -1 also at the file's end and
+  // for files that cannot be moved so; errno is not set then.
+  std::int64_t sendFile(int file, std::size_t size);
+
+  // The end of what is written: what was taken still arrives.
+  void endWriting();
+  // Resets the connection: what has not left our system by now never does.
+  void breakOff();
+  // Closes: in good order after endWriting(), otherwise as prepareForData() says.
+  void close() { descriptor_.close(); }
+
+  // How much the other side's system has not acknowledged yet; the end counts as one byte. After a reset, how much it
+  // never will.
+  std::size_t unacknowledged() const;
+  // The errno value of what has broken the connection; 0 when it stands, or has been asked before.
+  int takeError();
+
+ private:
+  foundation::FileDescriptor descriptor_;
+};
+
+}  // namespace cfnetwork
