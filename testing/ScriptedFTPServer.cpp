@@ -8,6 +8,7 @@
 #include <utility>
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
@@ -162,6 +163,13 @@ std::size_t ScriptedFTPServer::openSessions() const {
       std::count_if(sessions_.begin(), sessions_.end(), [](const auto& session) { return session->isOpen(); }));
 }
 
+void ScriptedFTPServer::closeSessions() {
+  const std::lock_guard lock(mutex_);
+  for (const auto& session : sessions_) {
+    if (session->isOpen()) ::shutdown(session->control_.get(), SHUT_RDWR);
+  }
+}
+
 bool ScriptedFTPServer::waitUntil(const std::function<bool()>& condition) const {
   std::unique_lock lock(mutex_);
   return changed_.wait_for(lock, longestWait, condition);
@@ -196,11 +204,13 @@ void ScriptedFTPServer::Session::run() {
     while (true) serveNext();
   } catch (const Over&) {
   }
-  listener_.close();
-  data_.close();
-  held_.clear();
-  control_.close();
-  server_.note([this] { open_ = false; });
+  server_.note([this] {
+    listener_.close();
+    data_.close();
+    held_.clear();
+    control_.close();
+    open_ = false;
+  });
 }
 
 // False when the test is over.
@@ -230,18 +240,25 @@ void ScriptedFTPServer::Session::readMore() {
   unread_.append(buffer, static_cast<std::size_t>(size));
 }
 
-const std::string& ScriptedFTPServer::Session::unread(std::ptrdiff_t lines) {
-  while (std::ranges::count(unread_, '\n') < lines) readMore();
-  return unread_;
-}
-
 void ScriptedFTPServer::Session::serveNext() {
   const std::string line = nextLine();
   const std::size_t space = std::min(line.find(' '), line.size());
   perform(line.substr(0, space), line.substr(std::min(space + 1, line.size())));
 }
 
+bool ScriptedFTPServer::Session::isReadable(const FileDescriptor& descriptor, double seconds) {
+  pollfd polled{descriptor.get(), POLLIN, 0};
+  return ::poll(&polled, 1, static_cast<int>(seconds * 1000)) > 0;
+}
+
+void ScriptedFTPServer::Session::lookForCommandsAhead() {
+  char byte = 0;
+  const bool hasMore = isReadable(control_) && ::recv(control_.get(), &byte, 1, MSG_PEEK) > 0;
+  if (!unread_.empty() || hasMore) ++server_.timesAhead_;
+}
+
 void ScriptedFTPServer::Session::send(std::string_view bytes) {
+  lookForCommandsAhead();
   while (!bytes.empty()) {
     const ssize_t sent =
         wait(control_, POLLOUT) ? ::send(control_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT) : -1;
@@ -290,6 +307,15 @@ std::uint16_t ScriptedFTPServer::Session::listen() {
   return portOf(listener_.get());
 }
 
+std::uint16_t ScriptedFTPServer::Session::listenAtFixedPort() {
+  const std::lock_guard lock(server_.mutex_);
+  if (!server_.sharedListener_) server_.sharedListener_ = listeningSocket(server_.host_);
+  data_.close();
+  activePort_ = 0;
+  listener_ = FileDescriptor(::fcntl(server_.sharedListener_.get(), F_DUPFD_CLOEXEC, 0));
+  return portOf(listener_.get());
+}
+
 std::uint16_t ScriptedFTPServer::Session::closedPort() {
   listener_.close();
   held_.push_back(boundSocket(server_.host_));
@@ -335,22 +361,7 @@ bool ScriptedFTPServer::Session::openData() {
   return static_cast<bool>(data_);
 }
 
-void ScriptedFTPServer::Session::skipData() {
-  if (!wait(listener_, POLLIN)) throw Over();
-  const FileDescriptor skipped(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
-}
-
-bool ScriptedFTPServer::Session::hasEarlyData(double seconds) {
-  pollfd descriptors[] = {
-      {listener_.get(), POLLIN, 0}, {control_.get(), POLLIN, 0}, {server_.closing_.get(), POLLIN, 0}};
-  while (::poll(descriptors, 3, -1) < 0) {
-  }
-  if (descriptors[2].revents != 0) throw Over();
-  if (descriptors[0].revents == 0 && ::poll(descriptors, 1, 50) == 0) return false;
-  if (!openData()) return false;
-  pollfd data{data_.get(), POLLIN, 0};
-  return ::poll(&data, 1, static_cast<int>(seconds * 1000)) > 0;
-}
+bool ScriptedFTPServer::Session::dataComes(double seconds) { return isReadable(data_, seconds); }
 
 // One packet. False at the data's end.
 bool ScriptedFTPServer::Session::readData(std::string& content, std::size_t limit) {
@@ -373,39 +384,12 @@ std::string ScriptedFTPServer::Session::receive(std::size_t limit) {
   return content;
 }
 
-std::string ScriptedFTPServer::Session::receiveAndServe() {
-  std::string content;
-  while (data_) {
-    if (unread_.find('\n') != std::string::npos) {
-      serveNext();
-      continue;
-    }
-    pollfd descriptors[] = {{data_.get(), POLLIN, 0}, {control_.get(), POLLIN, 0}, {server_.closing_.get(), POLLIN, 0}};
-    while (::poll(descriptors, 3, -1) < 0) {
-    }
-    if (descriptors[2].revents != 0) throw Over();
-    if (descriptors[1].revents != 0) {
-      serveNext();
-    } else if (!readData(content, std::string::npos)) {
-      break;
-    }
-  }
-  return content;
-}
-
 void ScriptedFTPServer::Session::sendData(std::string_view bytes) {
   while (!bytes.empty() && wait(data_, POLLOUT)) {
     const ssize_t sent = ::send(data_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
     if (sent < 0 && errno != EAGAIN) return;
     if (sent > 0) bytes.remove_prefix(static_cast<std::size_t>(sent));
   }
-}
-
-bool ScriptedFTPServer::Session::waitForReset(double seconds) {
-  pollfd descriptors[] = {{data_.get(), 0, 0}, {server_.closing_.get(), POLLIN, 0}};
-  const bool isReset = ::poll(descriptors, 2, static_cast<int>(seconds * 1000)) > 0 && descriptors[0].revents != 0;
-  if (isReset) dataEnd_ = End::Reset;
-  return isReset;
 }
 
 void ScriptedFTPServer::Session::closeData() {
@@ -469,6 +453,8 @@ void usualGoodBye(Session& session) {
 
 void ScriptedFTPServer::Session::perform(const std::string& verb, const std::string& argument) {
   if (verb != "GREETING") server_.note([&] { server_.commands_.push_back({number_, verb, argument}); });
+  const bool isPassiveStore = verb == "STOR" && listener_ && !data_;
+  if (isPassiveStore && !isReadable(listener_)) ++server_.storesWithoutData_;
   if (const Action action = server_.nextAction(verb)) return action(*this, argument);
   if (verb == "GREETING") return reply("220 Ready.");
   if (verb == "QUIT") return usualGoodBye(*this);
@@ -489,10 +475,6 @@ void ScriptedFTPServer::Session::perform(const std::string& verb, const std::str
   if (verb == "EPRT") return usualExtendedActive(*this, argument);
   if (verb == "PORT") return usualOldActive(*this, argument);
   if (verb == "STOR") return scripted::storeThen("226 Stored.")(*this, argument);
-  if (verb == "SIZE") {
-    const auto content = server_.file(argument);
-    return reply(content ? "213 " + std::to_string(content->size()) : "550 No such file.");
-  }
   if (verb == "MKD") {
     bool made = false;
     server_.note([&] { made = server_.folders_.insert(argument).second; });
@@ -598,33 +580,6 @@ Action storeThen(const std::string& line) {
     session.closeData();
     session.note(path, content);
     session.reply(session.dataEnd() == ScriptedFTPServer::End::Orderly ? line : "426 The data connection broke.");
-  };
-}
-
-Action storeServing(const std::string& line) {
-  return [line](Session& session, const std::string& path) {
-    session.reply("150 Send it.");
-    if (!session.openData()) return session.reply("425 No data connection.");
-    const std::string content = session.receiveAndServe();
-    session.closeData();
-    session.note(path, content);
-    // A transfer that a command has ended is not answered at all.
-    if (session.dataEnd() == ScriptedFTPServer::End::Orderly) session.reply(line);
-  };
-}
-
-Action passiveLosingEarlyData(double seconds) {
-  return [seconds](Session& session, const std::string&) {
-    session.reply(extendedPassiveReply(session.listen()));
-    session.lostData = session.hasEarlyData(seconds);
-    if (session.lostData) session.closeData();
-  };
-}
-
-Action passiveSwallowingEarlyData(double seconds) {
-  return [seconds](Session& session, const std::string&) {
-    session.reply(extendedPassiveReply(session.listen()));
-    if (session.hasEarlyData(seconds)) session.receive();
   };
 }
 

@@ -72,6 +72,10 @@ class ScriptedFTPServer {
   std::vector<std::string> verbs() const;
   std::vector<std::string> verbs(std::size_t session) const;
   std::size_t count(const std::string& verb) const;
+  // How often a client has sent something before it had the final reply to its last command.
+  std::size_t timesAhead() const { return timesAhead_; }
+  // How often STOR came in passive mode without a data connection to go with it.
+  std::size_t storesWithoutData() const { return storesWithoutData_; }
   std::vector<Transfer> transfers() const;
   // The files that arrived whole, as the server sees it: with an orderly end.
   std::optional<std::string> file(const std::string& path) const;
@@ -79,6 +83,8 @@ class ScriptedFTPServer {
   std::size_t logins() const { return logins_; }
   std::size_t sessions() const;
   std::size_t openSessions() const;
+  // Closes all control connections that are open, in good order.
+  void closeSessions();
 
   // Waits until the condition holds, at most as long as a test may take. It is looked at whenever something happens.
   bool waitUntil(const std::function<bool()>& condition) const;
@@ -106,7 +112,10 @@ class ScriptedFTPServer {
   std::set<std::string> folders_{"/"};
   std::vector<std::unique_ptr<Session>> sessions_;
   std::vector<std::thread> threads_;
+  foundation::FileDescriptor sharedListener_;
   std::atomic<std::size_t> logins_ = 0;
+  std::atomic<std::size_t> timesAhead_ = 0;
+  std::atomic<std::size_t> storesWithoutData_ = 0;
   std::thread thread_;
 };
 
@@ -120,16 +129,13 @@ class ScriptedFTPServer::Session {
 
   ScriptedFTPServer& server() { return server_; }
   bool isOpen() const { return open_; }
+  std::size_t number() const { return number_; }
 
   // Sends one line, with its end.
   void reply(const std::string& text) { send(text + "\r\n"); }
   // Sends the bytes as they are, or each in a packet of its own.
   void send(std::string_view bytes);
   void sendOneByOne(std::string_view bytes);
-  // What the client has sent beyond the command that is being served.
-  const std::string& unread() const { return unread_; }
-  // The same once so many lines of it have come.
-  const std::string& unread(std::ptrdiff_t lines);
   // Serves a command as the script says.
   void perform(const std::string& verb, const std::string& argument);
   // Reads and serves one command.
@@ -142,6 +148,8 @@ class ScriptedFTPServer::Session {
 
   // Opens a port for the next data connection.
   std::uint16_t listen();
+  // The same at one port for the whole server, with one queue for all sessions.
+  std::uint16_t listenAtFixedPort();
   // A port that refuses connections for as long as the session lasts.
   std::uint16_t closedPort();
   // Opens a port whose queue is full, so that the system drops further attempts to connect.
@@ -149,21 +157,14 @@ class ScriptedFTPServer::Session {
   void useActive(const std::string& host, std::uint16_t port);
   // Makes or accepts the data connection as agreed; false when the client does not come about.
   bool openData();
-  // Accepts a data connection and forgets about it, as though it had never come: the next one is taken.
-  void skipData();
-  // Accepts the data connection before the command it is for, and waits for bytes or the end on it for so long: whether
-  // they came. Not when another command comes before the data connection.
-  bool hasEarlyData(double seconds);
+  // Whether bytes, or the end, come on the data connection within that time.
+  bool dataComes(double seconds);
   // Reads data up to its end, or until so many bytes have come, and gives what it read.
   std::string receive(std::size_t limit = std::string::npos);
-  // The same, serving commands as they come in.
-  std::string receiveAndServe();
   // Sends bytes on the data connection, as far as the client takes them.
   void sendData(std::string_view bytes);
   // Whether receive() has found the data's end, and which.
   const std::optional<End>& dataEnd() const { return dataEnd_; }
-  // Waits until the client has reset the data connection, which may come after an end that looked orderly.
-  bool waitForReset(double seconds);
   void closeData();
   void resetData();
   // Notes what came on the data connection, as a file when it had an orderly end or when told so.
@@ -171,7 +172,6 @@ class ScriptedFTPServer::Session {
 
   std::string user;
   bool loggedIn = false;
-  bool lostData = false;  // by passiveLosingEarlyData()
 
  private:
   friend class ScriptedFTPServer;
@@ -180,6 +180,8 @@ class ScriptedFTPServer::Session {
   void readMore();
   bool wait(const foundation::FileDescriptor& descriptor, short events);
   bool readData(std::string& content, std::size_t limit);
+  bool isReadable(const foundation::FileDescriptor& descriptor, double seconds = 0);
+  void lookForCommandsAhead();
 
   ScriptedFTPServer& server_;
   std::size_t number_;
@@ -221,15 +223,9 @@ Action closeData();
 Action resetData();
 // STOR: accepts the data connection, reads it to its end, and answers with this line.
 Action storeThen(const std::string& line);
-// The same, but serves commands that come during the transfer at once.
-Action storeServing(const std::string& line);
 // EPSV: names a port that refuses connections, or drops requests to connect.
 Action closedDataPort();
 Action fullDataPort();
-// EPSV: looks at the data connection on its own account, for so many seconds before it goes on to the next command.
-// What comes in the meantime makes it close the data connection, or is thrown away.
-Action passiveLosingEarlyData(double seconds = 0.1);
-Action passiveSwallowingEarlyData(double seconds = 0.1);
 // The reply to PASV that names this host and port, such as "127,0,0,1" and 7.
 std::string passiveReply(const std::string& host, std::uint16_t port);
 std::string extendedPassiveReply(std::uint16_t port);

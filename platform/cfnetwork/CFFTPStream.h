@@ -13,7 +13,8 @@ const Ref<NSString>& kCFStreamPropertyFTPPassword();  // text
 // socks4a:// or http://host:port, port 1080 or 80 when none is given, a login in the URL is used; direct:// is none),
 // "ExceptionsList" an array of host names, domains (".example.org" or "*.example.org"), addresses and address blocks
 // that are reached directly. Without "FTPProxy" the desktop's own settings are asked for the host. Without the property
-// every connection is direct.
+// every connection is direct. "FTPConnections" in it is the number of control connections to one server that a run of
+// files may use, one to three (the default).
 const Ref<NSString>& kCFStreamPropertyFTPProxy();
 // Boolean number: the client makes the data connection (passive, the default) or the server does (active). Through a
 // proxy it is always passive.

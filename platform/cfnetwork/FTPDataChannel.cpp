@@ -93,7 +93,7 @@ void FTPDataChannel::attach() {
 bool FTPDataChannel::isUntouched() {
   if (!socket_) return static_cast<bool>(listener_) || static_cast<bool>(connector_);
   char byte = 0;
-  return socket_.read(&byte, 1) < 0 && errno == EAGAIN;
+  return unwanted_ == 0 && socket_.read(&byte, 1) < 0 && errno == EAGAIN;
 }
 
 void FTPDataChannel::socketReady() {
@@ -111,7 +111,8 @@ void FTPDataChannel::readUnwanted() {
   if (size < 0 && errno == EAGAIN) return;
   if (size < 0) return lose(NSError::errorWithPOSIXCode(errno));
   unwanted_ += static_cast<std::size_t>(size);
-  if (size > 0 && unwanted_ <= mostUnwanted) return;
+  if (unwanted_ > mostUnwanted) return lose(NSError::errorWithPOSIXCode(EPROTO));
+  if (size > 0) return;
   // With both directions ended there is nothing left to be told; the socket would be ready for ever.
   if (ended_ && size == 0) return source_.reset();
   source_->setEvents(blocked_ ? Source::Writable : Source::None);
@@ -150,6 +151,12 @@ void FTPDataChannel::end() {
   blocked_ = false;
   socket_.endWriting();
   if (source_) source_->setEvents(Source::Readable);
+}
+
+// Systems acknowledge an end at their leisure, and a reset may come first; what counts is what comes before it.
+std::size_t FTPDataChannel::unacknowledged() const {
+  const std::size_t bytes = socket_.unacknowledged();
+  return ended_ && bytes > 0 ? bytes - 1 : bytes;
 }
 
 Ref<NSError> FTPDataChannel::takeError() {

@@ -60,8 +60,10 @@ class FTPDataChannel {
   bool isEnded() const { return ended_; }
   // Resets the connection, ended or not: nothing more leaves.
   void breakOff();
-  // How many bytes, the end included, the server's system has not acknowledged; after a loss, never will.
-  std::size_t unacknowledged() const { return socket_.unacknowledged(); }
+  // How many bytes of data the server's system has not acknowledged; after a loss, never will. 0 after breakOff().
+  std::size_t unacknowledged() const;
+  // After a loss: whether all data and the end may have arrived all the same.
+  bool mayBeComplete() const { return ended_ && socket_.hasLeft(); }
   // What has broken an ended connection of which nothing is told any more, since both sides have ended it; else nil.
   Ref<NSError> takeError();
 

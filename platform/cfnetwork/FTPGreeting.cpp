@@ -22,7 +22,7 @@ struct Pattern {
 // Each is held to what it promises by a test with the real server (tests/end_to_end/test_early_data.py).
 constexpr std::array patientServers{
     Pattern{'\0', "(vsFTPd ", "", ")"},
-    Pattern{'-', " Welcome to Pure-FTPd ", " --", "-"},
+    Pattern{'-', " Welcome to Pure-FTPd ", "--", "-"},
     Pattern{'\0', "ProFTPD ", "Server (", "]"},
 };
 

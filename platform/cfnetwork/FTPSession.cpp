@@ -11,8 +11,9 @@
 
 namespace cfnetwork {
 
-FTPSession::FTPSession(const Ref<NSRunLoop>& runLoop, const FTPEndpoint& endpoint, const FTPLimits& limits)
-    : limits_(limits) {
+FTPSession::FTPSession(const Ref<NSRunLoop>& runLoop, const FTPEndpoint& endpoint, const FTPLimits& limits,
+                       Standing standing)
+    : limits_(limits), standing_(standing) {
   FTPConnection::Delegate& delegate = *this;
   connection_ = std::make_shared<FTPConnection>(runLoop, endpoint, limits, delegate);
 }
@@ -84,11 +85,8 @@ void FTPSession::connectTo(std::uint16_t port) {
   // A server that goes on listening at the same port still has the connection that was given up in its queue, and
   // would take it for this one.
   if (port == unusedPort_) {
-    isLost_ = true;
-    close();
-    const Ref<NSError> error = errorWithCode(kCFURLErrorBadServerResponse, "The server gave the same port again.");
-    if (user_) user_->sessionDidFail(error, FTPConnection::Loss::Failed);
-    return;
+    giveUp();
+    return failDataConnection(errorWithCode(kCFURLErrorBadServerResponse, "The server gave the same port again."));
   }
   if (port_ != 0 && port_ != port) hasVaryingPorts_ = true;
   port_ = port;
@@ -124,7 +122,7 @@ void FTPSession::announce(const SocketAddress& address) {
 void FTPSession::announced(const FTPReply& reply, const SocketAddress& address) {
   if (!channel_) return advance();
   if (reply.isCompletion()) {
-    preparedTime_ = std::chrono::steady_clock::now();
+    notePrepared();
     return advance();
   }
   if (address.isIPv6() || !std::exchange(extendedActive_, false)) return failDataConnection(errorWithReply(reply));
@@ -133,8 +131,13 @@ void FTPSession::announced(const FTPReply& reply, const SocketAddress& address) 
 
 void FTPSession::dataChannelDidConnect() {
   const auto keptAlive = shared_from_this();
-  if (connection_->isPassive()) preparedTime_ = std::chrono::steady_clock::now();
+  if (connection_->isPassive()) notePrepared();
   advance();
+}
+
+void FTPSession::notePrepared() {
+  preparedTime_ = std::chrono::steady_clock::now();
+  standing_ = Standing::Regular;
 }
 
 void FTPSession::dataChannelDidBreak(const Ref<NSError>& error) {
@@ -148,9 +151,13 @@ void FTPSession::dataChannelDidBreak(const Ref<NSError>& error) {
 
 void FTPSession::failDataConnection(const Ref<NSError>& error) {
   channel_.reset();
-  if (std::exchange(need_, Need::Nothing) != Need::Transfer) return;
-  if (user_) return user_->sessionDidFail(error, FTPConnection::Loss::Failed);
-  // Nobody waits for this session, and it is of no use.
+  const bool isNeeded = std::exchange(need_, Need::Nothing) == Need::Transfer;
+  const bool isOfNoUse = isNeeded && !user_;
+  if (isOfNoUse || standing_ == Standing::OnProbation) giveUp();
+  if (user_ && (isNeeded || isOver())) user_->sessionDidFail(error, FTPConnection::Loss::Failed);
+}
+
+void FTPSession::giveUp() {
   isLost_ = true;
   close();
 }

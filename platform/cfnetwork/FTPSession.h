@@ -36,7 +36,11 @@ class FTPSession : public std::enable_shared_from_this<FTPSession>,
     virtual void sessionDidFail(const Ref<NSError>& error, FTPConnection::Loss loss) = 0;
   };
 
-  FTPSession(const Ref<NSRunLoop>& runLoop, const FTPEndpoint& endpoint, const FTPLimits& limits);
+  // A session that is there in addition to others is on probation until it has got ready for a file once: up to then,
+  // whatever fails is its end.
+  enum class Standing { Regular, OnProbation };
+
+  FTPSession(const Ref<NSRunLoop>& runLoop, const FTPEndpoint& endpoint, const FTPLimits& limits, Standing standing);
 
   // Whoever uses the session at the moment; null while nobody does.
   User* user() const { return user_; }
@@ -47,6 +51,7 @@ class FTPSession : public std::enable_shared_from_this<FTPSession>,
   // Looks at both connections: what the server has closed meanwhile, or would soon, is noticed.
   void refresh();
   Progress progress() const;
+  Standing standing() const { return standing_; }
   bool isOver() const { return connection_->isClosed(); }
   // Over, but not because of close() or quit().
   bool isLost() const { return isLost_; }
@@ -69,6 +74,7 @@ class FTPSession : public std::enable_shared_from_this<FTPSession>,
   void dataChannelDidBreak(const Ref<NSError>& error) override;
 
   void advance();
+  void notePrepared();
   void tellReady();
   void askForPort();
   void portReply(const FTPReply& reply);
@@ -78,6 +84,7 @@ class FTPSession : public std::enable_shared_from_this<FTPSession>,
   void announced(const FTPReply& reply, const SocketAddress& address);
   void dropDataChannel();
   void failDataConnection(const Ref<NSError>& error);
+  void giveUp();
   std::unique_ptr<FTPDataChannel> makeChannel();
 
   FTPLimits limits_;
@@ -85,6 +92,7 @@ class FTPSession : public std::enable_shared_from_this<FTPSession>,
   std::unique_ptr<FTPDataChannel> channel_;
   User* user_ = nullptr;
   Need need_ = Need::Nothing;
+  Standing standing_;
   bool isLost_ = false;
   bool extendedPassive_ = true;
   bool extendedActive_ = true;

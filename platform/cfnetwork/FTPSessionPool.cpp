@@ -11,13 +11,17 @@ namespace {
 
 using Need = FTPSession::Need;
 using Progress = FTPSession::Progress;
+using Standing = FTPSession::Standing;
 
 // With this file, more seem to be coming.
 constexpr int filesThatShowARun = 3;
 
 // How good a session is for an item. For a folder, one that only logged in is as quick as one that has a data
 // connection, which is saved for a file.
-int rank(Progress progress, Need need) {
+int rank(const FTPSession& session, Need need) {
+  const Progress progress = session.progress();
+  // Nothing waits for one that may never get ready, as long as there is another.
+  if (session.standing() == Standing::OnProbation) return static_cast<int>(Progress::Over);
   if (need == Need::Command && progress == Progress::LoggedIn) return static_cast<int>(Progress::Ready) + 1;
   return static_cast<int>(progress);
 }
@@ -33,7 +37,7 @@ FTPSessionSet::Claim FTPSessionSet::claim(Need need, FTPSession::User& user, con
   forgetLostSessions();
   if (need == Need::Transfer) ++filesInARow_;
   Claim claim{best(need), false};
-  if (!claim.session) claim = {add(), true};
+  if (!claim.session) claim = {add(Standing::Regular), true};
   claim.session->setUser(&user);
   prepareOthers();
   idle_.fireAfter(limits_.spare);
@@ -80,13 +84,14 @@ std::shared_ptr<FTPSession> FTPSessionSet::best(Need need) const {
   std::shared_ptr<FTPSession> best;
   for (const auto& session : sessions_) {
     if (session->user()) continue;
-    if (!best || rank(session->progress(), need) > rank(best->progress(), need)) best = session;
+    if (!best || rank(*session, need) > rank(*best, need)) best = session;
   }
   return best;
 }
 
-std::shared_ptr<FTPSession> FTPSessionSet::add() {
-  return sessions_.emplace_back(std::make_shared<FTPSession>(NSRunLoop::currentRunLoop(), endpoint_, limits_));
+std::shared_ptr<FTPSession> FTPSessionSet::add(Standing standing) {
+  return sessions_.emplace_back(
+      std::make_shared<FTPSession>(NSRunLoop::currentRunLoop(), endpoint_, limits_, standing));
 }
 
 void FTPSessionSet::prepareOthers() {
@@ -94,7 +99,7 @@ void FTPSessionSet::prepareOthers() {
   for (const auto& session : sessions) {
     if (!session->user()) session->prepareFor(Need::Transfer);
   }
-  if (wantsAnother()) add()->prepareFor(Need::Transfer);
+  if (wantsAnother()) add(Standing::OnProbation)->prepareFor(Need::Transfer);
 }
 
 // One after the other, and only for a run of files over a way that is long enough. A server that gives every data

@@ -36,7 +36,7 @@ class FTPSessionSet {
   void forget(const std::shared_ptr<FTPSession>& session);
   void forgetLostSessions();
   std::shared_ptr<FTPSession> best(FTPSession::Need need) const;
-  std::shared_ptr<FTPSession> add();
+  std::shared_ptr<FTPSession> add(FTPSession::Standing standing);
   void prepareOthers();
   bool wantsAnother() const;
 

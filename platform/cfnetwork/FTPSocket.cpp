@@ -4,6 +4,8 @@
 #include <csignal>
 
 #include <linux/sockios.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/ioctl.h>
 #include <sys/sendfile.h>
 #include <sys/socket.h>
@@ -86,6 +88,15 @@ void FTPSocket::breakOff() {
 std::size_t FTPSocket::unacknowledged() const {
   int bytes = 0;
   return ioctl(descriptor_.get(), SIOCOUTQ, &bytes) == 0 ? static_cast<std::size_t>(bytes) : 0;
+}
+
+bool FTPSocket::hasLeft() const {
+  int unsent = 0;
+  int segment = 0;
+  socklen_t size = sizeof segment;
+  if (ioctl(descriptor_.get(), SIOCOUTQNSD, &unsent) != 0 || unsent > 0) return false;
+  if (getsockopt(descriptor_.get(), IPPROTO_TCP, TCP_MAXSEG, &segment, &size) != 0) return false;
+  return unacknowledged() <= 2 * static_cast<std::size_t>(segment) + 1;
 }
 
 int FTPSocket::takeError() {

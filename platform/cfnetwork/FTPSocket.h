@@ -34,8 +34,11 @@ class FTPSocket {
   void close() { descriptor_.close(); }
 
   // How much the other side's system has not acknowledged yet; the end counts as one byte. After a reset, how much it
-  // never will.
+  // never will; 0 without a connection.
   std::size_t unacknowledged() const;
+  // After a reset: whether everything had left our system, and no more of it was unacknowledged than systems leave so
+  // for a moment though they have got it (two segments; RFC 9293, section 3.8.6.3).
+  bool hasLeft() const;
   // The errno value of what has broken the connection; 0 when it stands, or has been asked before.
   int takeError();
 

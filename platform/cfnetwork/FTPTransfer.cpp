@@ -105,9 +105,8 @@ void FTPTransfer::refused(const FTPReply& reply) {
 // the server's system has acknowledged all of that: what it has not acknowledged the server cannot have stored. How
 // the server ends the data connection says nothing more; some reset it, some leave it open, and some close it late.
 void FTPTransfer::confirmed() {
-  if (isAllAcknowledged()) return finish(Result::Stored, nil);
-  if (const Ref<NSError> error = failure_ ? failure_ : channel_->takeError()) return finish(Result::Failed, error);
-  watch();
+  if (failure_) return finish(Result::Failed, failure_);
+  isAllAcknowledged() ? finish(Result::Stored, nil) : watch();
 }
 
 void FTPTransfer::sessionDidFail(const Ref<NSError>& error, FTPConnection::Loss loss) {
@@ -128,8 +127,9 @@ void FTPTransfer::dataChannelHasSpace() {
 }
 
 void FTPTransfer::dataChannelDidBreak(const Ref<NSError>& error) {
-  // With everything acknowledged nothing was lost, and the reply decides.
-  if (!isAllAcknowledged()) failure_ = error;
+  // When all data had got through, nothing was lost, and the reply decides.
+  if (!channel_->mayBeComplete()) failure_ = error;
+  channel_->breakOff();
   isConfirmed_ ? confirmed() : watch();
 }
 
@@ -137,10 +137,9 @@ FTPTransfer::Wait FTPTransfer::wait() const {
   if (isConfirmed_) return Wait::LateAcknowledgement;
   if (failure_) return Wait::Reason;
   if (!isAccepted_) return Wait::Reply;
+  if (channel_->isEnded()) return isAllAcknowledged() ? Wait::FinalReply : Wait::Acknowledgement;
   if (!channel_->isConnected()) return Wait::DataConnection;
-  if (channel_->isBlocked()) return Wait::Room;
-  if (!channel_->isEnded()) return Wait::Writer;
-  return isAllAcknowledged() ? Wait::FinalReply : Wait::Acknowledgement;
+  return channel_->isBlocked() ? Wait::Room : Wait::Writer;
 }
 
 // Sees to it that there is one limit to what is waited for now. While data flows, no reply is due.
@@ -214,11 +213,12 @@ void FTPTransfer::watchAcknowledgement() {
     return finish(Result::Failed, timeoutError("The server did not acknowledge all data in time."));
   }
   if (isAllAcknowledged()) return finish(Result::Stored, nil);
-  if (const Ref<NSError> error = channel_->takeError()) return finish(Result::Failed, error);
+  if (const Ref<NSError> error = channel_->takeError()) return dataChannelDidBreak(error);
   watchAgain(std::min(2 * interval_, longestCheck));
 }
 
-void FTPTransfer::finish(Result result, const Ref<NSError>& error) {
+// The error by value: the delegate may destroy the transfer, and what it holds.
+void FTPTransfer::finish(Result result, Ref<NSError> error) {
   if (std::exchange(isOver_, true)) return;
   watch_.cancel();
   if (result != Result::Stored) channel_->breakOff();

@@ -79,7 +79,7 @@ class FTPTransfer : private FTPSession::User, private FTPDataChannel::Delegate {
   void watchForConnection();
   void watchProgress();
   void watchAcknowledgement();
-  void finish(Result result, const Ref<NSError>& error);
+  void finish(Result result, Ref<NSError> error);
 
   const std::shared_ptr<FTPSession> session_;
   const FTPLimits limits_;

@@ -8,6 +8,7 @@
 #include "cfnetwork/CFFTPStream.h"
 #include "cfnetwork/CFNetworkErrors.h"
 #include "cfnetwork/FTPSessionPool.h"
+#include "foundation/collections/NSDictionary.h"
 #include "foundation/collections/NSNumber.h"
 #include "foundation/errors/NSError.h"
 #include "foundation/events/NSRunLoop.h"
@@ -69,7 +70,15 @@ bool FTPWriteStream::setProperty_forKey(const id& property, const Ref<NSString>&
 
 Ref<NSRunLoop> FTPWriteStream::loop() const { return runLoop() ? runLoop() : NSRunLoop::currentRunLoop(); }
 
-FTPLimits FTPWriteStream::limits() const { return limits_.value_or(FTPSessionPool::ofThread().limits()); }
+FTPLimits FTPWriteStream::limits() const {
+  FTPLimits limits = limits_.value_or(FTPSessionPool::ofThread().limits());
+  const auto settings = as<NSDictionary>(properties_.proxies);
+  const auto connections = settings ? as<NSNumber>(settings->objectForKey("FTPConnections"_ns)) : Ref<NSNumber>();
+  if (connections && connections->integerValue() > 0) {
+    limits.connections = std::min<std::size_t>(limits.connections, connections->unsignedIntegerValue());
+  }
+  return limits;
+}
 
 void FTPWriteStream::open() {
   if (phase_ != Phase::Idle) return;
@@ -157,7 +166,7 @@ void FTPWriteStream::transferCanGoOn() {
 
 // Sends what is kept, ends the data when the writer has, and otherwise asks the writer for more.
 void FTPWriteStream::proceed() {
-  if (!transfer_->takesData() || !sendKept()) return;
+  if (!transfer_ || !transfer_->takesData() || !sendKept()) return;
   if (ending_) return transfer_->end();
   sinceEvent_ = 0;
   if (room() > 0) signal(NSStreamEventHasSpaceAvailable);
@@ -191,8 +200,9 @@ bool FTPWriteStream::hasSpaceAvailable() const {
 }
 
 NSInteger FTPWriteStream::write_maxLength(const std::uint8_t* bytes, NSUInteger length) {
-  if (length == 0) return phase_ == Phase::Transferring || phase_ == Phase::FolderMade ? 0 : -1;
-  if (!takesData()) return -1;
+  if (length == 0) return hasBegun() || phase_ == Phase::FolderMade ? 0 : -1;
+  if (!hasBegun() || ending_) return -1;
+  if (!takesData()) return 0;
   const std::size_t size = std::min<std::size_t>(length, room());
   return transfer_->isAccepted() ? sendDirectly(bytes, size) : keep(bytes, size);
 }
@@ -240,7 +250,7 @@ void FTPWriteStream::close() {
     closedAgain_ = true;
     return;
   }
-  if (phase_ == Phase::Transferring && !isInterrupted()) waitForEnd();
+  if (hasBegun() && !isInterrupted()) waitForEnd();
   // An error that came together with the writer's end is no less an error.
   const bool isUntold = streamStatus() == NSStreamStatusError && !isInterrupted();
   letGo();
@@ -287,7 +297,7 @@ void FTPWriteStream::endWithError(const Ref<NSError>& error) {
 
 // Ends all use of the network: what is under way is broken off, and a session that is at rest is given back.
 void FTPWriteStream::letGo() {
-  const bool isReplyOwed = phase_ == Phase::MakingFolder;
+  const bool isReplyOwed = phase_ == Phase::MakingFolder && !session_->connection().isQuiet();
   phase_ = Phase::Over;
   starter_.reset();
   transfer_.reset();

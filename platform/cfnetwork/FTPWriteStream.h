@@ -87,6 +87,10 @@ class FTPWriteStream : public NSOutputStream,
   Ref<NSRunLoop> loop() const;
   cfnetwork::FTPLimits limits() const;
   Need need() const { return item_.isFolder ? Need::Command : Need::Transfer; }
+  // A file was asked for, be it that it is about to be asked for once more.
+  bool hasBegun() const {
+    return streamStatus() == NSStreamStatusOpen && (phase_ == Phase::Preparing || phase_ == Phase::Transferring);
+  }
   bool takesData() const { return phase_ == Phase::Transferring && !ending_; }
   bool isInterrupted() const { return closedAgain_ || (interruption_ && interruption_()); }
 

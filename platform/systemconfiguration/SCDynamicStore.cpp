@@ -39,6 +39,7 @@ Ref<NSArray> exceptions() {
 const Ref<NSString>& kSCPropNetProxiesFTPPassive() { return "FTPPassive"_ns; }
 const Ref<NSString>& kSCPropNetProxiesFTPProxy() { return "FTPProxy"_ns; }
 const Ref<NSString>& kSCPropNetProxiesExceptionsList() { return "ExceptionsList"_ns; }
+const Ref<NSString>& kSCPropNetProxiesFTPConnections() { return "FTPConnections"_ns; }
 
 Ref<NSDictionary> SCDynamicStoreCopyProxies() {
   const auto settings = NSMutableDictionary::dictionary();
@@ -55,6 +56,9 @@ Ref<NSDictionary> SCDynamicStoreCopyProxies() {
   }
   if (!proxy.empty()) {
     settings->setObject_forKey(NSString::stringWithUTF8String(proxy), kSCPropNetProxiesFTPProxy());
+  }
+  if (const int connections = std::atoi(environmentValue({"FTP_CONNECTIONS"}).c_str()); connections > 0) {
+    settings->setObject_forKey(NSNumber::numberWithInteger(connections), kSCPropNetProxiesFTPConnections());
   }
   if (direct->count() > 0) settings->setObject_forKey(direct, kSCPropNetProxiesExceptionsList());
   return as<NSDictionary>(settings->copy());

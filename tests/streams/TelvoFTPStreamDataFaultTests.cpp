@@ -5,7 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "cfnetwork/CFNetworkErrors.h"
-#include "cfnetwork/FTPConnectionPool.h"
+#include "cfnetwork/FTPSessionPool.h"
 #include "foundation/Foundation.h"
 #include "streams/TelvoFTPData.h"
 #include "streams/TelvoFTPStreamData.h"
@@ -18,6 +18,7 @@
 
 namespace {
 
+using namespace cfnetwork;
 using namespace scripted;
 
 struct Fault {
@@ -41,29 +42,30 @@ std::vector<Fault> faults() {
       {"ConfirmedTooEarly", "STOR", storePart(1000, then(reply("226 Done."), closeData())), 0, ""},
       {"NeverConfirmed", "STOR", storePart(std::string::npos, then(closeData(), stall())), 0,
        "The server did not reply in time."},
-      {"NeverAnswered", "STOR", stall(), 0, "The server did not reply in time.", true},
+      {"NeverAnswered", "STOR", stall(), 0, "The server did not reply in time."},
       {"ControlEndsAtSTOR", "STOR", dropControl(), 0, "The server closed the connection.", true},
       {"ControlEndsDuringData", "STOR", storePart(1000, dropControl()), 0, ""},
       {"ControlEndsBeforeTheConfirmation", "STOR", storePart(std::string::npos, then(closeData(), dropControl())), 0,
        "The server closed the connection."},
       {"421DuringData", "STOR", storePart(1000, then(reply("421 Going down."), dropControl())), 421, "Going down."},
-      {"Garbage", "STOR", reply("what?"), 0, "The server sent something that is no FTP reply.", true},
+      {"Garbage", "STOR", reply("what?"), 0, "The server sent something that is no FTP reply."},
   };
 }
 
 FTPLimits shortLimits() {
   FTPLimits limits;
   limits.connect = limits.reply = limits.progress = 1;
+  limits.connections = 1;
   return limits;
 }
 
 // The limits of everything that is sent on this thread while it exists.
 class Limits {
  public:
-  explicit Limits(const FTPLimits& limits) { FTPConnectionPool::ofThread().setLimits(limits); }
+  explicit Limits(const FTPLimits& limits) { FTPSessionPool::ofThread().setLimits(limits); }
   Limits(const Limits&) = delete;
   Limits& operator=(const Limits&) = delete;
-  ~Limits() { FTPConnectionPool::ofThread().setLimits(FTPLimits()); }
+  ~Limits() { FTPSessionPool::ofThread().setLimits(FTPLimits()); }
 };
 
 Ref<NSString> hostOf(const ScriptedFTPServer& server) {

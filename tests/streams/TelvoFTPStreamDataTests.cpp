@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <optional>
 #include <string>
@@ -245,6 +246,55 @@ TEST_F(TelvoUploadFTPStreamDataTest, AFileThatCannotBeReadToItsEndNeverCountsAsW
     EXPECT_TRUE(server.waitUntil([&] { return server.transfers().size() >= server.count("STOR"); })) << readable;
     EXPECT_EQ(server.file("/a.bin"), std::nullopt) << readable;
   }
+}
+
+TEST_F(TelvoUploadFTPStreamDataTest, AfterAStopNoFurtherByteOfTheItemLeavesAndNothingIsReported) {
+  const std::string path = folder.write("a.bin", std::string(40'000'000, 'x'));
+  std::atomic<bool> isStopped = false;
+  ScriptedFTPServer server;
+  server.setReceiveBuffer(4096);
+  server.on("STOR", [&](scripted::Session& session, const std::string& name) {
+    session.reply("150 Send it.");
+    session.openData();
+    std::string content = session.receive(1000);
+    server.waitUntil([&] { return isStopped.load(); });
+    content += session.receive();
+    session.note(name, content);
+  });
+  recorder->react = [](const std::string& sent, const Ref<TelvoStreamData>& sender) {
+    if (sent == "streamData:uploadedBytes:") sender->disconnect();
+  };
+  const auto stopped = TelvoUploadFTPStreamData::streamData();
+  stopped->uploadPath_toHost_directory_username_password_forDelegate_useSameThread(
+      text(path), text("127.0.0.1:" + std::to_string(server.port())), "/"_ns, "telvo"_ns, "secret"_ns, recorder, true);
+  recorder->react = nullptr;
+  EXPECT_EQ(recorder->signatures.back(), "streamDataEnded:");
+  EXPECT_EQ(std::ranges::count(recorder->signatures, "streamDataDisconnected:"), 1);
+  // The streams are open until they are let go of, and the loop goes on running for others.
+  EXPECT_TRUE(stopped->isConnected());
+  const std::size_t reports = recorder->signatures.size();
+  NSRunLoop::currentRunLoop()->runUntilDate(NSDate::dateWithTimeIntervalSinceNow(0.5));
+  EXPECT_EQ(recorder->signatures.size(), reports);
+  isStopped = true;
+  EXPECT_TRUE(server.waitUntil([&] { return server.transfers().size() == 1; }));
+  // Ours alone would have held megabytes; what the server's system had taken by then is less.
+  EXPECT_EQ(server.transfers()[0].end, ScriptedFTPServer::End::Reset);
+  EXPECT_LT(server.transfers()[0].content.size(), 100'000U);
+}
+
+// A stop that comes before the run is forgotten, and what is under way goes on.
+TEST_F(TelvoUploadFTPStreamDataTest, AStopBeforeTheRunChangesNothing) {
+  const std::string path = folder.write("a.bin", "content");
+  ScriptedFTPServer server;
+  recorder->react = [](const std::string& sent, const Ref<TelvoStreamData>& sender) {
+    if (sent == "streamDataConnecting:") sender->disconnect();
+  };
+  const auto uploading = TelvoUploadFTPStreamData::streamData();
+  uploading->uploadPath_toHost_directory_username_password_forDelegate_useSameThread(
+      text(path), text("127.0.0.1:" + std::to_string(server.port())), "/"_ns, "telvo"_ns, "secret"_ns, recorder, true);
+  recorder->react = nullptr;
+  EXPECT_EQ(server.file("/a.bin"), "content");
+  EXPECT_EQ(std::ranges::count(recorder->signatures, "streamDataConnectionTerminated:"), 1);
 }
 
 // The transfer pump between two streams that do as they are told.

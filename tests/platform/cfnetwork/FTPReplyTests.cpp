@@ -5,6 +5,8 @@
 
 #include "cfnetwork/FTPReply.h"
 
+using namespace cfnetwork;
+
 namespace {
 
 std::vector<FTPReply> takeAll(FTPReplyParser& parser) {

@@ -103,16 +103,16 @@ TEST(FTPWriteStream, LogsInOnceForManyItems) {
   EXPECT_EQ(server.count("TYPE"), 1U);
 }
 
-TEST(FTPWriteStream, SendsWhatFollowsTheLoginAlongWithIt) {
+TEST(FTPWriteStream, SendsNoCommandBeforeTheReplyToTheLastOne) {
   ScriptedFTPServer server;
-  std::string behind;
-  server.on("PASS", [&](scripted::Session& session, const std::string&) {
-    behind = session.unread(2);
-    session.loggedIn = true;
-    session.reply("230 Logged in.");
-  });
-  EXPECT_TRUE(Upload(server, "/a", "x").stores());
-  EXPECT_EQ(behind, "TYPE I\r\nEPSV\r\n");
+  EXPECT_TRUE(Upload(server, "/docs/").stores());
+  for (const std::size_t size : {0UL, 2000UL, 511999UL, 5000000UL}) {
+    EXPECT_TRUE(Upload(server, "/docs/" + std::to_string(size), contentOfSize(size)).stores());
+  }
+  EXPECT_EQ(server.timesAhead(), 0U);
+  EXPECT_EQ(server.storesWithoutData(), 0U);
+  EXPECT_EQ(server.verbs(),
+            (Verbs{"USER", "PASS", "TYPE", "MKD", "EPSV", "STOR", "EPSV", "STOR", "EPSV", "STOR", "EPSV", "STOR"}));
 }
 
 // The name.

@@ -16,6 +16,7 @@
 
 #include "cfnetwork/CFNetworkErrors.h"
 #include "cfnetwork/SocketConnector.h"
+#include "cfnetwork/SocketOptions.h"
 #include "foundation/Foundation.h"
 
 namespace {

@@ -34,6 +34,12 @@ class Upload : private NSStreamDelegate {
   // As the writer does at its end.
   void close();
 
+  static cfnetwork::FTPLimits oneConnection() {
+    cfnetwork::FTPLimits limits;
+    limits.connections = 1;
+    return limits;
+  }
+
   bool isOver() const { return over_; }
   bool isStored() const { return over_ && !error && failedWrites == 0; }
   bool has(NSStreamEvent event) const;
@@ -43,7 +49,8 @@ class Upload : private NSStreamDelegate {
   NSInteger errorCode() const { return error ? error->code() : 0; }
 
   Ref<FTPWriteStream> stream;
-  FTPLimits limits;
+  // One connection does everything, unless a test wants more, however long the round trip seems on a busy machine.
+  cfnetwork::FTPLimits limits = oneConnection();
   std::size_t pieceSize = 512000;
   std::string content;
   std::size_t offset = 0;           // how much of it has been written

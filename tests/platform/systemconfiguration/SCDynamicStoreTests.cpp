@@ -100,4 +100,14 @@ TEST_F(SCDynamicStoreTest, ReadsTheSettingsAnewEachTime) {
   EXPECT_EQ(proxy(), "http://proxy:1");
 }
 
+TEST(SCDynamicStoreCopyProxies, TheEnvironmentMayLimitTheNumberOfConnections) {
+  const auto connections = [] { return SCDynamicStoreCopyProxies()->objectForKey(kSCPropNetProxiesFTPConnections()); };
+  for (const char* value : {"", "0", "-1", "many"}) {
+    const EnvironmentVariable variable("FTP_CONNECTIONS", value);
+    EXPECT_EQ(connections(), nil) << value;
+  }
+  const EnvironmentVariable variable("FTP_CONNECTIONS", "2");
+  EXPECT_EQ(as<NSNumber>(connections())->integerValue(), 2);
+}
+
 }  // namespace

@@ -1,0 +1,310 @@
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "cfnetwork/FTPSessionPool.h"
+#include "testing/ScriptedFTPServer.h"
+#include "tests/platform/cfnetwork/FaultTesting.h"
+#include "tests/platform/cfnetwork/TestContent.h"
+#include "tests/platform/cfnetwork/Upload.h"
+
+// Control connections that prepare themselves while another one sends an item.
+
+using namespace cfnetwork;
+using namespace scripted;
+
+namespace {
+
+// As over a long way, though the server is near.
+FTPLimits farAway(std::size_t connections = 3) {
+  FTPLimits limits;
+  limits.connections = connections;
+  limits.shortRoundTrip = 0;
+  return limits;
+}
+
+// Turns the loop, as the next item would, so that the other connections get on.
+void turnUntil(const std::function<bool()>& condition) {
+  const auto start = std::chrono::steady_clock::now();
+  while (!condition() && std::chrono::steady_clock::now() - start < std::chrono::seconds(30)) {
+    NSRunLoop::currentRunLoop()->runMode_beforeDate(NSDefaultRunLoopMode(), NSDate::dateWithTimeIntervalSinceNow(0.01));
+  }
+  EXPECT_TRUE(condition());
+}
+
+class FTPSessionPoolTest : public testing::Test {
+ protected:
+  void expectItemStored(const std::string& path, const std::string& content = "content") {
+    Upload upload(server, path, path.ends_with('/') ? "" : content);
+    upload.limits = limits;
+    EXPECT_TRUE(upload.stores()) << path << ": " << upload.errorText();
+    if (path.ends_with('/')) return;
+    EXPECT_EQ(server.file(path) == content, true) << path;
+  }
+
+  void expectFilesStored(int count) {
+    for (int i = 0; i < count; ++i) {
+      const std::string path = "/" + std::to_string(number_++);
+      expectItemStored(path, "content of " + path);
+    }
+  }
+
+  // Sends files until that many connections are ready for the next one.
+  void sendUntilPrepared(std::size_t connections) {
+    for (int i = 0; i < 20 && (server.sessions() < connections); ++i) {
+      expectFilesStored(1);
+      turnUntil([&] { return server.logins() == server.sessions(); });
+    }
+    expectFilesStored(1);
+    settle();
+  }
+
+  // Replies that are under way come in.
+  static void settle() {
+    for (int i = 0; i < 5; ++i) {
+      NSRunLoop::currentRunLoop()->runMode_beforeDate(NSDefaultRunLoopMode(),
+                                                      NSDate::dateWithTimeIntervalSinceNow(0.01));
+    }
+  }
+
+  std::vector<std::size_t> sessionsOf(const std::string& verb) const {
+    std::vector<std::size_t> sessions;
+    for (const auto& command : server.commands()) {
+      if (command.verb == verb) sessions.push_back(command.session);
+    }
+    return sessions;
+  }
+
+  ScriptedFTPServer server;
+  FTPLimits limits = farAway();
+
+ private:
+  int number_ = 0;
+};
+
+TEST_F(FTPSessionPoolTest, OneOrTwoFilesNeedOneConnection) {
+  expectItemStored("/folder/");
+  expectFilesStored(2);
+  settle();
+  EXPECT_EQ(server.sessions(), 1U);
+}
+
+TEST_F(FTPSessionPoolTest, AFileIsSentOverAConnectionThatWasReadyForIt) {
+  sendUntilPrepared(3);
+  const auto before = server.commands().size();
+  expectFilesStored(1);
+  const auto commands = server.commands();
+  const auto store = std::find_if(commands.begin() + static_cast<std::ptrdiff_t>(before), commands.end(),
+                                  [](const auto& command) { return command.verb == "STOR"; });
+  ASSERT_NE(store, commands.end());
+  // Its port was asked for before the item began, over another connection than the last one's.
+  const auto asked = std::count_if(commands.begin() + static_cast<std::ptrdiff_t>(before), store,
+                                   [&](const auto& command) { return command.session == store->session; });
+  EXPECT_EQ(asked, 0);
+}
+
+TEST_F(FTPSessionPoolTest, ThereAreNeverMoreThanThreeOrThanIsSaid) {
+  expectFilesStored(30);
+  EXPECT_EQ(server.sessions(), 3U);
+  for (const std::size_t most : {1UL, 2UL}) {
+    ScriptedFTPServer other;
+    for (int i = 0; i < 20; ++i) {
+      Upload upload(other, "/" + std::to_string(i), "content");
+      upload.limits = farAway(most);
+      EXPECT_TRUE(upload.stores());
+    }
+    EXPECT_EQ(other.sessions(), most);
+  }
+}
+
+TEST_F(FTPSessionPoolTest, TheSystemsSettingsCanSayFewer) {
+  const auto settings = NSDictionary::dictionary({{"FTPConnections"_ns, NSNumber::numberWithInteger(2)}});
+  for (int i = 0; i < 20; ++i) {
+    Upload upload(server, "/" + std::to_string(i), "content");
+    upload.stream->setProperty_forKey(settings, kCFStreamPropertyFTPProxy());
+    upload.limits = limits;
+    EXPECT_TRUE(upload.stores());
+    settle();
+  }
+  EXPECT_EQ(server.sessions(), 2U);
+}
+
+TEST_F(FTPSessionPoolTest, ANearServerGetsOneConnection) {
+  limits.shortRoundTrip = 1000;
+  expectFilesStored(10);
+  EXPECT_EQ(server.sessions(), 1U);
+}
+
+TEST_F(FTPSessionPoolTest, ItemsGoOutOneAtATimeInTheirOrder) {
+  std::atomic<int> atWork = 0;
+  std::atomic<int> most = 0;
+  for (const char* verb : {"STOR", "MKD"}) {
+    server.always(verb, [&, isFile = std::string(verb) == "STOR"](Session& session, const std::string& path) {
+      most = std::max<int>(most, ++atWork);
+      session.sleep(0.01);
+      --atWork;
+      isFile ? storeThen("226 Stored.")(session, path) : session.reply("257 Made.");
+    });
+  }
+  std::vector<std::string> paths;
+  for (int folder = 0; folder < 4; ++folder) {
+    const std::string path = "/folder" + std::to_string(folder);
+    paths.push_back(path);
+    expectItemStored(path + "/");
+    for (int file = 0; file < 6; ++file) {
+      paths.push_back(path + "/" + std::to_string(file));
+      expectItemStored(paths.back());
+    }
+  }
+  EXPECT_EQ(most, 1);
+  std::vector<std::string> sent;
+  for (const auto& command : server.commands()) {
+    if (command.verb == "STOR" || command.verb == "MKD") sent.push_back(command.argument);
+  }
+  EXPECT_EQ(sent, paths);
+  EXPECT_EQ(server.sessions(), 3U);
+  EXPECT_EQ(server.timesAhead(), 0U);
+  EXPECT_EQ(server.storesWithoutData(), 0U);
+}
+
+// An additional connection that the server does not want, in whatever way, shows nowhere and is not asked for again.
+TEST_F(FTPSessionPoolTest, ASecondConnectionThatIsRefusedIsNotTriedAgain) {
+  struct Refusal {
+    const char* verb;
+    Action action;
+  };
+  const std::vector<Refusal> refusals{
+      {"GREETING", then(scripted::reply("421 Too many users."), dropControl())},
+      {"GREETING", then(scripted::reply("530 One at a time."), dropControl())},
+      {"GREETING", dropControl()},
+      {"GREETING", resetControl()},
+      {"USER", scripted::reply("530 Once is enough.")},
+      {"PASS", scripted::reply("530 Once is enough.")},
+      {"PASS", then(scripted::reply("421 Too many connections."), dropControl())},
+      {"TYPE", dropControl()},
+      {"GREETING", scripted::reply("garbage")},
+  };
+  for (const Refusal& refusal : refusals) {
+    SCOPED_TRACE(refusal.verb);
+    ScriptedFTPServer one;
+    const auto store = [&](const std::string& path) {
+      Upload upload(one, path, path);
+      upload.limits = farAway();
+      EXPECT_TRUE(upload.stores()) << upload.errorText();
+      EXPECT_EQ(one.file(path), path);
+    };
+    store("/a");
+    one.always(refusal.verb, refusal.action);
+    for (int i = 0; i < 12; ++i) {
+      store("/" + std::to_string(i));
+      settle();
+    }
+    EXPECT_EQ(one.sessions(), 2U);
+    for (const auto& command : one.commands()) EXPECT_TRUE(command.verb != "STOR" || command.session == 0);
+  }
+}
+
+TEST_F(FTPSessionPoolTest, ASecondConnectionThatNeverAnswersHoldsNothingUp) {
+  expectFilesStored(1);
+  server.always("GREETING", stall());
+  expectFilesStored(12);
+  EXPECT_EQ(server.sessions(), 2U);
+}
+
+// A server that allows one session for each user, and ends the older one.
+TEST_F(FTPSessionPoolTest, AServerThatEndsTheFirstConnectionForTheSecondGetsNoThird) {
+  expectFilesStored(2);
+  server.on("STOR", [](Session& session, const std::string& path) {
+    session.server().waitUntil([&] { return session.server().logins() == 2; });
+    storeThen("226 Stored.")(session, path);
+    session.drop();
+  });
+  expectFilesStored(12);
+  EXPECT_EQ(server.sessions(), 2U);
+}
+
+TEST_F(FTPSessionPoolTest, ASecondConnectionWithoutADataConnectionIsGivenUp) {
+  expectFilesStored(2);
+  server.always("EPSV", [](Session& session, const std::string&) {
+    const bool isFirst = session.number() == 0;
+    session.reply(extendedPassiveReply(isFirst ? session.listen() : session.closedPort()));
+  });
+  expectFilesStored(10);
+  EXPECT_EQ(server.sessions(), 2U);
+  for (const std::size_t session : sessionsOf("STOR")) EXPECT_EQ(session, 0U);
+}
+
+// One port for all data connections may mean one queue for all of them.
+TEST_F(FTPSessionPoolTest, AServerWithOneFixedPortGetsOneConnection) {
+  server.always("EPSV", [](Session& session, const std::string&) {
+    session.reply(extendedPassiveReply(session.listenAtFixedPort()));
+  });
+  expectFilesStored(12);
+  EXPECT_EQ(server.sessions(), 1U);
+}
+
+TEST_F(FTPSessionPoolTest, ADataConnectionThatHasAgedIsReplacedBeforeItIsUsed) {
+  sendUntilPrepared(3);
+  limits.prepared = 0;
+  const std::size_t asked = server.count("EPSV");
+  const std::size_t stored = server.count("STOR");
+  expectFilesStored(1);
+  EXPECT_GT(server.count("EPSV"), asked);
+  EXPECT_EQ(server.count("STOR"), stored + 1);
+}
+
+TEST_F(FTPSessionPoolTest, PreparedConnectionsThatTheServerHasClosedAreReplacedUnseen) {
+  sendUntilPrepared(3);
+  const std::size_t stored = server.count("STOR");
+  server.closeSessions();
+  expectFilesStored(3);
+  EXPECT_EQ(server.count("STOR"), stored + 3);
+}
+
+TEST_F(FTPSessionPoolTest, AllConnectionsEndAMomentAfterTheLastItem) {
+  limits.idle = 0.1;
+  sendUntilPrepared(3);
+  turnUntil([&] { return server.openSessions() == 0; });
+  EXPECT_EQ(server.count("QUIT"), 3U);
+}
+
+TEST_F(FTPSessionPoolTest, ConnectionsWithNothingToDoEndDuringALongItem) {
+  limits.spare = 0.1;
+  expectFilesStored(2);
+  server.on("STOR", [](Session& session, const std::string& path) {
+    session.server().waitUntil([&] { return session.server().count("QUIT") == 1; });
+    storeThen("226 Stored.")(session, path);
+  });
+  expectFilesStored(3);
+  EXPECT_GE(server.count("QUIT"), 1U);
+}
+
+TEST_F(FTPSessionPoolTest, AStopEndsTheOtherConnectionsToo) {
+  sendUntilPrepared(3);
+  server.on("STOR", storePart(0, stall()));
+  Upload upload(server, "/stopped", contentOfSize(largeSize));
+  upload.limits = limits;
+  upload.run([&] { return server.count("STOR") > 0 && upload.offset > 0; });
+  upload.stream->breakOff();
+  turnUntil([&] { return server.openSessions() <= 1; });
+}
+
+TEST_F(FTPSessionPoolTest, ActiveModeIsPreparedToo) {
+  for (int i = 0; i < 20; ++i) {
+    Upload upload(server, "/" + std::to_string(i), "content");
+    upload.stream->setProperty_forKey(NSNumber::numberWithBool(false), kCFStreamPropertyFTPUsePassiveMode());
+    upload.limits = limits;
+    EXPECT_TRUE(upload.stores()) << upload.errorText();
+    EXPECT_EQ(server.file("/" + std::to_string(i)), "content");
+    settle();
+  }
+  EXPECT_EQ(server.sessions(), 3U);
+  EXPECT_EQ(server.timesAhead(), 0U);
+}
+
+}  // namespace
