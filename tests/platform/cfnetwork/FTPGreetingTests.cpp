@@ -61,7 +61,7 @@ TEST(FTPWriteStreamEarlyData, GoesOutRightBehindTheCommandAfterAKnownGreetingOnl
 TEST(FTPWriteStreamEarlyData, IsNoHabitOfTheServersName) {
   ScriptedFTPServer server;
   server.on("GREETING", scripted::reply("220 (vsFTPd 3.0.3)"));
-  server.on("STOR", scripted::then(scripted::storeThen("226 Stored."), scripted::dropControl()));
+  server.on("STOR", scripted::then(scripted::storeThen("226 Stored."), scripted::resetControl()));
   expectStored(server, "/a", "content");
   EXPECT_TRUE(server.waitUntil([&] { return server.openSessions() == 0; }));
   bool came = true;

@@ -72,7 +72,7 @@ class FTPWriteStreamWait : public testing::TestWithParam<std::tuple<Step, Misbeh
     const auto& [step, misbehaviour] = GetParam();
     ScriptedFTPServer server;
     server.always("GREETING", reply(greeting));
-    if (item == Item::LaterOverFresh) server.on("STOR", then(storeThen("226 Stored."), dropControl()));
+    if (item == Item::LaterOverFresh) server.on("STOR", then(storeThen("226 Stored."), resetControl()));
     if (item != Item::First) expectStored(server, "/before", "before");
     if (item == Item::LaterOverFresh) {
       EXPECT_TRUE(server.waitUntil([&] { return server.openSessions() == 0; }));
