@@ -210,6 +210,7 @@ void FTPTransfer::watchProgress() {
 void FTPTransfer::watchAcknowledgement() {
   waited_ += interval_;
   if (waited_ >= limits_.reply) {
+    session_->close();
     return finish(Result::Failed, timeoutError("The server did not acknowledge all data in time."));
   }
   if (isAllAcknowledged()) return finish(Result::Stored, nil);
