@@ -68,6 +68,8 @@ class ScriptedServer:
         self.folders = {"/"}
         self.control_peers = []  # addresses of the clients, in the order of their connecting
         self.data_peers = []  # addresses from which data connections came, or to which they were made
+        self.drops_what_comes_ahead_of_its_reply = False
+        self.dropped = []  # because of that
         self.closing = threading.Event()
         self._keep_content = keep_content
         self._receive_buffer = receive_buffer
@@ -100,7 +102,11 @@ class ScriptedServer:
 
     @property
     def open_connections(self):
-        return sum(session.is_alive() for session in self._sessions)
+        return len(self.sessions())
+
+    def sessions(self):
+        """Those that are not over."""
+        return [session for session in list(self._sessions) if session.is_alive()]
 
     def verbs(self, connection=None):
         return [command.verb for command in list(self.commands) if connection in (None, command.connection)]
@@ -145,6 +151,7 @@ class Session:
         self.logged_in = False
         self.piece = 1 << 20
         self._control = client
+        self._rest = b""  # of what has come, after the line that is being served
         self._control.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
         self._owned = []  # data sockets and listeners, closed with the session
         self._listener = None
@@ -168,16 +175,29 @@ class Session:
             self.close()
 
     def _lines(self):
-        rest = b""
         while block := self._control.recv(65536):
-            *complete, rest = (rest + block).split(b"\n")
-            yield from (line + b"\n" for line in complete)
+            self._rest += block
+            while b"\n" in self._rest:
+                line, _, self._rest = self._rest.partition(b"\n")
+                yield line + b"\n"
 
     # Control connection.
 
     def reply(self, text):
         """Sends one line, with its line end."""
+        if self.server.drops_what_comes_ahead_of_its_reply:
+            self._drop_input()
         self.send(text + b"\r\n")
+
+    def _drop_input(self):
+        try:
+            while block := self._control.recv(65536, socket.MSG_DONTWAIT):
+                self._rest += block
+        except BlockingIOError:
+            pass
+        if self._rest:
+            self.server.dropped.append(self._rest)
+            self._rest = b""
 
     def send(self, data, pause=0.0):
         """Sends the bytes as they are, `self.piece` at a time, each piece in a packet of its own."""
@@ -199,7 +219,16 @@ class Session:
         reset(self._control)
         self.close()
 
+    def has_input(self):
+        """Whether something has come behind the command that is being served."""
+        return bool(self._rest) or bool(select.select([self._control], [], [], 0)[0])
+
     # Data connections.
+
+    def drop_data(self):
+        """Ends the data connections that have been made and not been used yet."""
+        if self._listener:
+            close(self._listener)
 
     def listen(self):
         """Opens a port for the next data connection and returns its number."""
@@ -211,6 +240,12 @@ class Session:
         self._listener.listen(4)
         self._active_address = None
         return self._listener.getsockname()[1]
+
+    def keep_listening(self):
+        """As listen(), but the port of the session's first data connection serves all of them."""
+        if self._listener:
+            return self._listener.getsockname()[1]
+        return self.listen()
 
     def closed_port(self):
         """A port of the server's on which connections are refused for as long as the session lasts."""

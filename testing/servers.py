@@ -42,7 +42,7 @@ class Server(ServerProgram):
         self.root = pathlib.Path(root) if root else self.folder / "root"
         self.root.mkdir(exist_ok=True)
         if self.needs_root:
-            os.chown(self.root, USER_ID, GROUP_ID)
+            own(self.root)
 
     def _answers(self):
         try:
@@ -51,6 +51,11 @@ class Server(ServerProgram):
             return True
         except (OSError, EOFError):
             return False
+
+
+def own(path):
+    """Makes a file or folder the account's, as if it had come from there."""
+    os.chown(path, USER_ID, GROUP_ID)
 
 
 def _password_hash(password):
@@ -107,6 +112,7 @@ log_ftp_protocol={"YES" if self.logs_commands else "NO"}
 
 class PureFTPd(Server):
     name = package = "pure-ftpd"
+    options = ()  # further ones
 
     def command(self):
         fields = (self.username, _password_hash(self.password), USER_ID, GROUP_ID, "", f"{self.root}/./")
@@ -116,7 +122,7 @@ class PureFTPd(Server):
             self.unpacked("usr/sbin/pure-ftpd"), "--bind", f"{self.host},{self.port}", "--noanonymous", "--dontresolve",
             "--login", f"puredb:{self.folder}/accounts", "--pidfile", self.folder / "pid",
             "--altlog", f"clf:{self.log}", "--displaydotfiles", "--chrooteveryone", "--umask", "133:022",
-            "--ipv6only" if ":" in self.host else "--ipv4only",
+            "--ipv6only" if ":" in self.host else "--ipv4only", *self.options,
         ]
 
 
@@ -124,6 +130,7 @@ class ProFTPD(Server):
     name = "proftpd"
     package = "proftpd-core"
     allows_anonymous = True
+    settings = "AllowOverwrite on\n"  # lines of the configuration that may be different
 
     def command(self):
         password = _password_hash(self.password)
@@ -147,7 +154,6 @@ AuthUserFile {self.folder}/passwd
 AuthGroupFile {self.folder}/group
 RequireValidShell off
 DefaultRoot ~
-AllowOverwrite on
 Umask 022
 UseReverseDNS off
 DelayEngine off
@@ -155,6 +161,7 @@ WtmpLog off
 TransferLog none
 SystemLog {self.log}
 ExtendedLog {self.folder}/commands ALL
+{self.settings}
 <Anonymous {self.root}>
   User ftp
   Group telvo
@@ -168,13 +175,43 @@ class Pyftpdlib(Server):
     name = "pyftpdlib"
     needs_root = False
     allows_anonymous = True
+    settings = {}  # class and attribute: value, of those that are different
 
     def command(self):
         program = pathlib.Path(__file__).with_name("pyftpdlib_server.py")
-        return [sys.executable, program, self.host, self.port, self.root, self.username, self.password, self.log]
+        settings = [f"{name}={value}" for name, value in self.settings.items()]
+        return [sys.executable, program, self.host, self.port, self.root, self.username, self.password, self.log,
+                *settings]
 
 
+class InetutilsFtpd(Server):
+    """The GNU project's, which some other program has to accept connections for."""
+
+    name = package = "inetutils-ftpd"
+
+    def command(self):
+        # It looks everything up in /etc, so that it gets one of its own.
+        (self.folder / "etc").mkdir()
+        self._write("etc/passwd", "".join((
+            "root:x:0:0::/:/bin/sh\n",
+            f"{self.username}:x:{USER_ID}:{GROUP_ID}::{self.root}:/bin/sh\n",
+        )))
+        self._write("etc/shadow", f"{self.username}:{_password_hash(self.password)}:19000:0:99999:7:::\n", 0o600)
+        self._write("etc/group", f"root:x:0:\ntelvo:x:{GROUP_ID}:\n")
+        self._write("etc/shells", "/bin/sh\n")
+        self._write("etc/ftpchroot", f"{self.username}\n")
+        self._write("etc/nsswitch.conf", "passwd: files\ngroup: files\nshadow: files\nhosts: files\nservices: files\n")
+        self._write("etc/hosts", "127.0.0.1 localhost\n")
+        self._write("etc/services", "ftp-data 20/tcp\nftp 21/tcp\n")
+        program = [self.unpacked("usr/sbin/ftpd"), "--auth=default", "--umask=022"]
+        inetd = [sys.executable, pathlib.Path(__file__).with_name("inetd.py"), self.host, self.port]
+        return ["unshare", "--mount", "sh", "-c", f'mount --bind {self.folder}/etc /etc && exec "$@"', "sh",
+                *inetd, *program]
+
+
+# Those that most tests run against, and all.
 ALL = (Vsftpd, PureFTPd, ProFTPD, Pyftpdlib)
+REAL = (*ALL, InetutilsFtpd)
 
 
 def _main():
