@@ -7,14 +7,19 @@ knows the server by and the port of the EPSV or PASV reply reaches the server it
 import socket
 import threading
 
+from lock_step import Line
+
 
 class ControlTap:
-    """`commands` and `replies` hold (number of the connection from 0, line without its line end) in order."""
+    """`lines` holds all that has passed; what a client could know of when it sent a line stands before it.
 
-    def __init__(self, server):
-        self.commands = []
-        self.replies = []
+    `hold` is called with every line before it is passed on, and may take its time.
+    """
+
+    def __init__(self, server, hold=None):
+        self.lines = []
         self.connections = 0
+        self._hold = hold or (lambda line: None)
         self._server = (server.host, server.port)
         self._sockets = []
         family = socket.AF_INET6 if ":" in server.host else socket.AF_INET
@@ -29,6 +34,15 @@ class ControlTap:
     def __exit__(self, *_):
         for item in [self._listener, *self._sockets]:
             _close(item)
+
+    @property
+    def commands(self):
+        """(number of the connection, line) in order."""
+        return [(line.connection, line.text) for line in list(self.lines) if line.from_client]
+
+    @property
+    def replies(self):
+        return [(line.connection, line.text) for line in list(self.lines) if not line.from_client]
 
     def verbs(self):
         return [line.split(b" ")[0].decode("latin-1").upper() for _, line in self.commands]
@@ -50,16 +64,19 @@ class ControlTap:
             self._sockets += [client, server]
             for item in (client, server):
                 item.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)  # as direct connections have it
-            for source, target, lines in ((client, server, self.commands), (server, client, self.replies)):
-                threading.Thread(target=self._pass_on, args=(number, source, target, lines), daemon=True).start()
+            for source, target, from_client in ((client, server, True), (server, client, False)):
+                threading.Thread(target=self._pass_on, args=(number, source, target, from_client), daemon=True).start()
 
-    def _pass_on(self, number, source, target, lines):
+    def _pass_on(self, number, source, target, from_client):
         rest = b""
         try:
             while block := source.recv(65536):
                 *complete, rest = (rest + block).split(b"\n")
                 # Noted before it is passed on, so that whoever sees its effect finds it here.
-                lines += [(number, line.rstrip(b"\r")) for line in complete]
+                for text in complete:
+                    line = Line(number, from_client, text.rstrip(b"\r"))
+                    self.lines.append(line)
+                    self._hold(line)
                 target.sendall(block)
         except OSError:
             pass

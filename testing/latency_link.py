@@ -4,6 +4,8 @@ Packets really travel: opening a connection costs its round trip like everything
 """
 
 import fcntl
+import heapq
+import itertools
 import os
 import selectors
 import socket
@@ -40,31 +42,40 @@ class Side(NetworkNamespace):
 
 
 class Packet:
-    """A TCP packet on its way to the server."""
+    """A TCP packet on its way."""
 
-    def __init__(self, content):
+    def __init__(self, content, to_server):
+        self.to_server = to_server
         header = (content[0] & 0x0F) * 4
         total = struct.unpack_from(">H", content, 2)[0]
-        self.source, self.target = struct.unpack_from(">HH", content, header)
+        self.source, self.target, self.number = struct.unpack_from(">HHI", content, header)
         flags = content[header + 13]
         self.is_end, self.is_request, self.is_reset = (bool(flags & bit) for bit in (0x01, 0x02, 0x04))
-        self.length = total - header - (content[header + 12] >> 4) * 4  # of the data in it
+        self.data = content[header + (content[header + 12] >> 4) * 4:total]
+        self.length = len(self.data)
+
+    @property
+    def server_port(self):
+        return self.target if self.to_server else self.source
 
     @classmethod
-    def read(cls, content):
+    def read(cls, content, to_server):
         is_tcp = len(content) >= 40 and content[0] >> 4 == 4 and content[9] == socket.IPPROTO_TCP
-        return cls(content) if is_tcp else None
+        return cls(content, to_server) if is_tcp else None
 
 
 class LatencyLink:
     """`client` and `server` are the two sides; `round_trip` is in seconds.
 
-    `loses` is asked about every `Packet` to the server; those for which it says so get lost.
+    `loses` is asked about every `Packet` to the server; those for which it says so get lost. `holds` is, too: how many
+    seconds longer the packet takes. `watches` sees every `Packet` at the client's end, when it leaves or arrives there.
+    While `is_cut` is true everything gets lost, in both directions.
     """
 
-    def __init__(self, round_trip, loses=None):
+    def __init__(self, round_trip, loses=None, holds=None, watches=None):
         self._delay = round_trip / 2
-        self._loses = loses
+        self._loses, self._holds, self._watches = loses, holds, watches
+        self.is_cut = False
         self.client = Side("10.64.0.1")
         self.server = Side("10.64.0.2")
         self._wake_reader, self._wake_writer = os.pipe()
@@ -83,7 +94,8 @@ class LatencyLink:
         self.server.close()
 
     def _carry(self):
-        under_way = []  # (time of arrival, tunnel, packet); all take equally long, so they stay in order
+        under_way = []  # a heap of (time of arrival, number, tunnel, packet)
+        numbers = itertools.count()
         selector = selectors.DefaultSelector()
         selector.register(self.client.tunnel, selectors.EVENT_READ, self.server.tunnel)
         selector.register(self.server.tunnel, selectors.EVENT_READ, self.client.tunnel)
@@ -94,27 +106,36 @@ class LatencyLink:
                 if key.data is None:
                     selector.close()
                     return
-                packets = _waiting_packets(key.fd, key.data, self._delay)
-                if self._loses and key.fd == self.client.tunnel:
-                    packets = [packet for packet in packets if not self._is_lost(packet[2])]
-                under_way += packets
-            now = time.monotonic()
-            arrived = 0
-            while arrived < len(under_way) and under_way[arrived][0] <= now:
-                _deliver(*under_way[arrived][1:])
-                arrived += 1
-            del under_way[:arrived]
+                for content in _waiting_packets(key.fd):
+                    delay = self._delay_of(content, key.fd == self.client.tunnel)
+                    if delay is not None:
+                        heapq.heappush(under_way, (time.monotonic() + delay, next(numbers), key.data, content))
+            while under_way and under_way[0][0] <= time.monotonic():
+                _, _, tunnel, content = heapq.heappop(under_way)
+                if tunnel == self.client.tunnel and not self.is_cut:
+                    self._watch(Packet.read(content, to_server=False))
+                _deliver(tunnel, content)
 
-    def _is_lost(self, content):
-        packet = Packet.read(content)
-        return packet is not None and self._loses(packet)
+    def _delay_of(self, content, to_server):
+        """In seconds; None when it gets lost."""
+        packet = Packet.read(content, to_server)
+        if to_server:
+            self._watch(packet)
+            if packet and self._loses and self._loses(packet):
+                return None
+        held = self._holds(packet) if packet and to_server and self._holds else 0
+        return None if self.is_cut else self._delay + held
+
+    def _watch(self, packet):
+        if packet and self._watches:
+            self._watches(packet)
 
 
-def _waiting_packets(source, target, delay):
+def _waiting_packets(tunnel):
     packets = []
     for _ in range(64):
         try:
-            packets.append((time.monotonic() + delay, target, os.read(source, 65536)))
+            packets.append(os.read(tunnel, 65536))
         except BlockingIOError:
             break
     return packets
