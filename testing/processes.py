@@ -72,6 +72,18 @@ def memory(pid, field):
         return next(int(line.split()[1]) * 1024 for line in file if line.startswith(f"{field}:"))
 
 
+def wake_ups(pid):
+    """How often the process has been woken up, or interrupted, so far."""
+    with open(f"/proc/{pid}/status") as file:
+        return sum(int(line.split()[1]) for line in file if "ctxt_switches" in line)
+
+
+def processor_time(pid):
+    """That the process has had so far, in seconds."""
+    with open(f"/proc/{pid}/stat") as file:
+        return sum(map(int, file.read().rpartition(")")[2].split()[11:13])) / os.sysconf("SC_CLK_TCK")
+
+
 def open_descriptors(pid):
     return len(os.listdir(f"/proc/{pid}/fd"))
 

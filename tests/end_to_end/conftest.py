@@ -1,5 +1,6 @@
 """Fixtures that every test can ask for: an own bus, an own owner, throw-away servers, sample trees."""
 
+import contextlib
 import os
 import pathlib
 import subprocess
@@ -11,6 +12,8 @@ import pytest
 sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "testing"))
 
 import bus as buses  # noqa: E402
+import crowd as crowds  # noqa: E402
+import far  # noqa: E402
 import owner as owners  # noqa: E402
 import processes  # noqa: E402
 import servers  # noqa: E402
@@ -73,6 +76,25 @@ def scripted():
     """A server that behaves well until a test tells it otherwise."""
     with ScriptedServer() as server:
         yield server
+
+
+@pytest.fixture(params=["near", "far"])
+def scripted_anywhere(request):
+    """A server that behaves well until a test tells it otherwise, on this host or a network away; and the helper's
+    parameters to get there."""
+    if request.param == "near":
+        with ScriptedServer() as server:
+            yield server, {"server": server}
+    else:
+        with far.far(far.scripted) as way:
+            yield way.server, way.launch
+
+
+@pytest.fixture
+def crowd(bus, helper_path, tmp_path):
+    """See crowd.Crowd."""
+    with contextlib.ExitStack() as stack:
+        yield crowds.Crowd(stack, stack.enter_context(owners.Owner(bus, helper_path, tmp_path)))
 
 
 @pytest.fixture

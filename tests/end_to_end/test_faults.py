@@ -1,10 +1,10 @@
 """The helper on a server that misbehaves at one item: the records are as always, and the run goes on to its end."""
 
-import pathlib
 import time
 
 import pytest
 
+import processes
 import tree
 from scripted_server import ScriptedServer, close, drop, drop_hard, reply, send, silence, store, then
 
@@ -129,11 +129,6 @@ def test_a_server_that_loses_early_data_loses_none(owner, tmp_path):
         assert server.files == {f"/Many/{number}": b"content %d" % number for number in range(10)}
 
 
-def wake_ups(pid):
-    status = pathlib.Path(f"/proc/{pid}/status").read_text()
-    return sum(int(line.split()[1]) for line in status.splitlines() if "ctxt_switches" in line)
-
-
 @pytest.mark.parametrize("verb, action", [
     ("GREETING", silence), ("PASS", silence), ("STOR", silence), ("STOR", store(limit=1000, ending="stall")),
     ("STOR", then(store(final=None), silence)),
@@ -145,6 +140,6 @@ def test_waiting_for_a_silent_server_is_not_busy(owner, tmp_path, verb, action):
         helper = owner.launch(file, server)
         owner.wait_until(lambda: verb in server.verbs() or (verb == "GREETING" and server.connections), what=verb)
         # Once it waits, and whatever the machine does besides: ten turns a second, with some wake-ups each.
-        started, before = time.monotonic(), wake_ups(helper.pid)
+        started, before = time.monotonic(), processes.wake_ups(helper.pid)
         owner.wait_until(lambda: time.monotonic() - started > 2)
-        assert wake_ups(helper.pid) - before < 500 + 100 * (time.monotonic() - started)
+        assert processes.wake_ups(helper.pid) - before < 500 + 100 * (time.monotonic() - started)
