@@ -275,3 +275,20 @@ def test_what_has_two_hashes_in_its_path_is_passed_over(owner, source, server, n
     source.file(name, b"strange")
     assert len(run(owner, source.path, server)) == 3 + name.count("/")
     assert server.files == {"/Site/plain.txt": b"plain"}
+
+
+@pytest.mark.parametrize(
+    "name", ["..%2Fx", "%2E%2E%2Fx", "a%2Fb", "%2F", "%2Ftmp", "%2E%2E", ".%2e", "%2E", "..%2f..%2f"])
+@pytest.mark.parametrize("is_folder", [False, True], ids=["file", "folder"])
+def test_no_name_leads_to_another_folder(owner, source, server, name, is_folder):
+    if is_folder:
+        source.file(f"{name}/inside.txt", b"inside")
+    else:
+        source.file(name, b"astray")
+    records = run(owner, source.path, server)
+    assert len(records) == source.items()
+    assert server.files == {"/Site/plain.txt": b"plain"}
+    assert server.folders == {"/", "/Site"}
+    # Not even asked for.
+    asked = [command.argument for command in server.commands if command.verb in ("STOR", "MKD")]
+    assert sorted(path.rstrip("/") for path in asked) == ["/Site", "/Site/plain.txt"]
