@@ -54,12 +54,11 @@ def test_far_away(owner, kind, site):
 
 
 def test_near(owner, kind, site):
-    """Nothing is gained by preparing connections."""
     with kind() as server, ControlTap(server) as tap:
         owner.upload(site.path, host=tap.address, username=server.username, password=server.password)
         assert site.differences(server.root) == []
         assert faults(tap.lines) == []
-        assert tap.connections == 1
+        assert tap.connections <= MOST_CONNECTIONS
 
 
 @pytest.mark.parametrize("count", [1, 2])

@@ -9,7 +9,8 @@ import servers
 import tree
 from control_tap import ControlTap
 from latency_link import LatencyLink
-from scripted_server import BlackHole, ScriptedServer, close
+from lock_step import MOST_CONNECTIONS
+from scripted_server import ScriptedServer
 
 
 def through(tap, server):
@@ -37,11 +38,11 @@ def test_a_tree_arrives_over_ipv6(owner, kind, sample_tree):
         assert sample_tree.differences(server.root) == []
 
 
-def test_a_run_logs_in_once(owner, server, sample_tree):
+def test_a_run_logs_in_once_for_each_connection(owner, server, sample_tree):
+    """There is one, or a few on a system that is so busy that even this host seems far away."""
     with ControlTap(server) as tap:
         owner.upload(sample_tree.path, None, **through(tap, server))
-        assert tap.logins == 1
-        assert tap.connections == 1
+        assert 1 <= tap.logins == tap.connections <= MOST_CONNECTIONS
         assert tap.verbs().count("STOR") + tap.verbs().count("MKD") == sample_tree.items()
 
 
@@ -78,12 +79,12 @@ def test_with_a_cache_only_what_is_new_or_modified_is_sent(owner, server, sample
         parameters = through(tap, server) | {"cachedInfoPath": cache}
         owner.upload(sample_tree.path, None, **parameters)
         assert sample_tree.differences(server.root) == []
-        first_cache = cache.read_bytes()
+        first_cache, connections = cache.read_bytes(), tap.connections
 
         (nothing,) = owner.upload(sample_tree.path, None, **parameters)
         assert nothing.record is None
         assert cache.read_bytes() == first_cache
-        assert tap.connections == 1
+        assert tap.connections == connections
 
         modified = sample_tree.path / "img" / "photo.jpg"
         modified.write_bytes(b"another picture")
@@ -172,32 +173,6 @@ def test_a_tree_arrives_over_a_slow_link(helper_path, bus, tmp_path, sample_tree
         assert sample_tree.differences(server.root) == []
 
 
-def test_the_store_command_does_not_wait_for_the_data_connection(owner, tmp_path):
-    file = tree.Tree(tmp_path / "folder").file("a.txt", b"content")
-    with ScriptedServer() as server, BlackHole() as hole:
-        server.on("EPSV", lambda session, _argument: session.reply(b"229 Here (|||%d|)" % hole.port))
-        owner.launch(file, server)
-        owner.wait_until(lambda: "STOR" in server.verbs(), what="the STOR command")
-
-
-def test_bytes_do_not_wait_for_the_preliminary_reply_of_a_server_that_has_passed_the_trial(owner, tmp_path):
-    source = tree.Tree(tmp_path / "Site")
-    for name in ("a", "b", "c"):
-        source.file(name, b"content" * 1000)
-
-    def late(session, argument):
-        data = session.open_data()
-        session.receive(argument, data)
-        session.reply(b"150 Go ahead.")
-        session.reply(b"226 Stored.")
-        close(data)
-
-    with ScriptedServer() as server:
-        server.on("STOR", None, None, late)
-        owner.upload(source.path, server)
-        assert server.files == {f"/Site/{name}": b"content" * 1000 for name in ("a", "b", "c")}
-
-
 def test_a_file_costs_two_commands(owner, tmp_path):
     source = tree.Tree(tmp_path / "Site")
     for number in range(50):
@@ -207,11 +182,9 @@ def test_a_file_costs_two_commands(owner, tmp_path):
         verbs = server.verbs()
         assert len(server.files) == 50
         assert verbs.count("STOR") == 50
-        # A passive port may be asked for ahead of the file that needs it, so one may stay unused.
-        assert 50 <= verbs.count("EPSV") <= 51
-        # Whether the server keeps the order for that, a NOOP finds out.
-        assert verbs.count("NOOP") <= 1
-        # Whether it stores data that comes before the command, one file and its size do.
-        assert verbs.count("SIZE") <= 1
-        assert set(verbs) <= {"USER", "PASS", "TYPE", "MKD", "EPSV", "STOR", "NOOP", "SIZE", "QUIT"}
-        assert [verbs.count(verb) for verb in ("USER", "PASS", "TYPE", "MKD")] == [1, 1, 1, 1]
+        assert verbs.count("MKD") == 1
+        # On each connection a port may be asked for ahead of the file that needs it, so some may stay unused.
+        assert 50 <= verbs.count("EPSV") <= 50 + MOST_CONNECTIONS
+        assert set(verbs) <= {"USER", "PASS", "TYPE", "MKD", "EPSV", "STOR", "QUIT"}
+        assert [verbs.count(verb) for verb in ("USER", "PASS", "TYPE")] == [server.connections] * 3
+        assert server.connections <= MOST_CONNECTIONS
