@@ -7,7 +7,7 @@ import pytest
 
 import servers
 import tree
-from far import far, scripted
+from far import ROUND_TRIP, far, scripted
 from scripted_server import close, store
 
 FILES = 12
@@ -135,8 +135,21 @@ def test_a_server_with_one_session_and_one_listener(owner, source, scripted_anyw
             session.reply(b"220 Ready.")
 
     def slow_store(session, argument):
-        session.wait(7 if argument.endswith("/05.txt") else 0.1)
-        store(final_delay=0.1)(session, argument)
+        """Confirms about a round trip late, and once is so slow that a client might ask again."""
+        session.reply(b"150 Go ahead.")
+        if argument.endswith("/05.txt"):
+            session.wait(4)  # more than a moment
+        data = session.open_data()
+        blocks = []
+        try:
+            while block := data.recv(65536):
+                blocks.append(block)
+        except OSError:
+            pass
+        server.files[argument] = b"".join(blocks)
+        close(data)
+        session.wait(ROUND_TRIP)
+        session.reply(b"226 Stored.")
 
     server.always("GREETING", one_session)
     server.always("EPSV", lambda session, _: session.reply(b"229 Here (|||%d|)" % session.keep_listening()))
