@@ -1,7 +1,9 @@
 """Packet filters in a network namespace of a test's own, made with the kernel's nftables. Need root."""
 
+import functools
 import subprocess
 
+from network_namespace import NetworkNamespace
 from server_program import SERVERS_FOLDER, ServerProgram
 
 
@@ -28,6 +30,18 @@ table inet blocked {{
   }}
 }}
 """)
+
+
+@functools.cache
+def kernel_tracks_ftp():
+    """Not every kernel has been built with the tracking of FTP, which cannot be had otherwise."""
+    with NetworkNamespace() as side:
+        apply(side, "table inet possible { }")  # this much has to work
+        try:
+            apply(side, 'table inet possible { ct helper ftp { type "ftp" protocol tcp; }; }')
+        except subprocess.CalledProcessError:
+            return False
+        return True
 
 
 def open_tracked_ports_only(side, control_port):

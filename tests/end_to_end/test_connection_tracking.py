@@ -25,6 +25,13 @@ def source(tmp_path):
     return result
 
 
+@pytest.fixture
+def kernel():
+    if not firewall.kernel_tracks_ftp():
+        pytest.skip("this system's kernel has no FTP connection tracking")
+
+
+@pytest.mark.usefixtures("kernel")
 @pytest.mark.parametrize("kind", servers.REAL, ids=lambda kind: kind.name)
 def test_a_near_server_behind_the_kernels_tracking(owner, source, kind):
     with NetworkNamespace() as network, kind(side=network) as server:
@@ -33,6 +40,7 @@ def test_a_near_server_behind_the_kernels_tracking(owner, source, kind):
         assert source.differences(server.root) == []
 
 
+@pytest.mark.usefixtures("kernel")
 @pytest.mark.parametrize("kind", servers.REAL, ids=lambda kind: kind.name)
 def test_a_far_server_behind_the_kernels_tracking(owner, source, kind):
     with far(kind) as way:
@@ -42,6 +50,7 @@ def test_a_far_server_behind_the_kernels_tracking(owner, source, kind):
         assert way.traffic.faults() == []
 
 
+@pytest.mark.usefixtures("kernel")
 def test_the_tracking_lets_nothing_else_in():
     """The firewall is one: it is not the tests' luck that data gets through."""
     with NetworkNamespace() as network, servers.Pyftpdlib(side=network) as server:
