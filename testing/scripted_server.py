@@ -149,6 +149,7 @@ class Session:
         self.number = number
         self.user = None
         self.logged_in = False
+        self.renamed = None
         self.piece = 1 << 20
         self._control = client
         self._rest = b""  # of what has come, after the line that is being served
@@ -424,6 +425,33 @@ def _size(session, argument):
     session.reply(b"550 No such file." if content is None else b"213 %d" % len(content))
 
 
+def _dele(session, argument):
+    known = session.server.files.pop(argument, None) is not None
+    session.reply(b"250 Removed." if known else b"550 No such file.")
+
+
+def _rmd(session, argument):
+    is_empty = not any(path.startswith(argument + "/") for path in [*session.server.files, *session.server.folders])
+    if argument not in session.server.folders or not is_empty:
+        session.reply(b"550 No.")
+        return
+    session.server.folders.remove(argument)
+    session.reply(b"250 Removed.")
+
+
+def _rnfr(session, argument):
+    session.renamed = argument if argument in session.server.files else None
+    session.reply(b"350 To what?" if session.renamed else b"550 No such file.")
+
+
+def _rnto(session, argument):
+    if session.renamed not in session.server.files:
+        session.reply(b"503 Say RNFR first.")
+        return
+    session.server.files[argument] = session.server.files.pop(session.renamed)
+    session.reply(b"250 Renamed.")
+
+
 def _stor(session, argument):
     store()(session, argument)
 
@@ -446,6 +474,10 @@ _USUAL = {
     "EPRT": _eprt,
     "PORT": _port,
     "MKD": _mkd,
+    "DELE": _dele,
+    "RMD": _rmd,
+    "RNFR": _rnfr,
+    "RNTO": _rnto,
     "STOR": _stor,
     "SIZE": _size,
     "QUIT": _quit,

@@ -7,6 +7,10 @@ const Ref<NSString>& kCFStreamPropertyFTPUserName() { return "kCFStreamPropertyF
 const Ref<NSString>& kCFStreamPropertyFTPPassword() { return "kCFStreamPropertyFTPPassword"_ns; }
 const Ref<NSString>& kCFStreamPropertyFTPProxy() { return "kCFStreamPropertyFTPProxy"_ns; }
 const Ref<NSString>& kCFStreamPropertyFTPUsePassiveMode() { return "kCFStreamPropertyFTPUsePassiveMode"_ns; }
+const Ref<NSString>& kCFStreamPropertyFTPTemporaryName() { return "kCFStreamPropertyFTPTemporaryName"_ns; }
+const Ref<NSString>& kCFStreamPropertyFTPRemovesItem() { return "kCFStreamPropertyFTPRemovesItem"_ns; }
+const Ref<NSString>& kCFStreamPropertyFTPFolderMayExist() { return "kCFStreamPropertyFTPFolderMayExist"_ns; }
+const Ref<NSString>& kCFStreamPropertyFTPAnnouncesUTF8() { return "kCFStreamPropertyFTPAnnouncesUTF8"_ns; }
 
 Ref<FTPWriteStream> CFWriteStreamCreateWithFTPURL(const Ref<NSURL>& url) {
   if (!url || !url->scheme() || url->scheme()->caseInsensitiveCompare("ftp"_ns) != NSOrderedSame) return nil;

@@ -19,6 +19,16 @@ const Ref<NSString>& kCFStreamPropertyFTPProxy();
 // Boolean number: the client makes the data connection (passive, the default) or the server does (active). Through a
 // proxy it is always passive.
 const Ref<NSString>& kCFStreamPropertyFTPUsePassiveMode();
+// Text: the name, in the URL's folder, under which the file is stored until the server has confirmed all of it; then it
+// is renamed, in place of what was there. Without the property it is stored under its own name at once.
+const Ref<NSString>& kCFStreamPropertyFTPTemporaryName();
+// Boolean number: the file or folder that the URL names is removed instead, without any data. What is not there is
+// removed.
+const Ref<NSString>& kCFStreamPropertyFTPRemovesItem();
+// Boolean number: the folder that the URL names may be there already.
+const Ref<NSString>& kCFStreamPropertyFTPFolderMayExist();
+// Boolean number: a server that can say so is told that names are UTF-8 (RFC 2640).
+const Ref<NSString>& kCFStreamPropertyFTPAnnouncesUTF8();
 
 // A stream that stores what is written to it as a file at an "ftp" URL; a URL that ends in a slash makes that folder
 // instead. Nil when the URL is nil, of another scheme or without a host or name. Nothing is connected before open().

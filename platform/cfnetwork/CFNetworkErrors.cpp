@@ -7,6 +7,7 @@
 
 const Ref<NSString>& kCFErrorDomainCFNetwork() { return "kCFErrorDomainCFNetwork"_ns; }
 const Ref<NSString>& kCFFTPStatusCodeKey() { return "kCFFTPStatusCodeKey"_ns; }
+const Ref<NSString>& kCFFTPBeforeLoginKey() { return "kCFFTPBeforeLoginKey"_ns; }
 
 Ref<NSError> cfnetwork::errorWithReply(const FTPReply& reply) {
   return NSError::errorWithDomain_code_userInfo(
@@ -19,4 +20,10 @@ Ref<NSError> cfnetwork::errorWithCode(CFNetworkErrorCode code, std::string_view 
   return NSError::errorWithDomain_code_userInfo(
       kCFErrorDomainCFNetwork(), code,
       NSDictionary::dictionary({{NSLocalizedDescriptionKey(), NSString::stringWithUTF8String(text)}}));
+}
+
+Ref<NSError> cfnetwork::errorBeforeLogin(const Ref<NSError>& error) {
+  const auto info = NSMutableDictionary::dictionary({{kCFFTPBeforeLoginKey(), NSNumber::numberWithBool(true)}});
+  if (error->userInfo()) info->addEntriesFromDictionary(error->userInfo());
+  return NSError::errorWithDomain_code_userInfo(error->domain(), error->code(), info);
 }

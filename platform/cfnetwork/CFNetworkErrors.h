@@ -9,6 +9,9 @@ const Ref<NSString>& kCFErrorDomainCFNetwork();
 // In the user information of an error that a server's reply caused: the reply's code, a number. The reply's text is
 // the error's localized description.
 const Ref<NSString>& kCFFTPStatusCodeKey();
+// In the user information of an error that has come before the login was done: true. Nobody could be reached then, or
+// logged in to.
+const Ref<NSString>& kCFFTPBeforeLoginKey();
 
 // Codes in kCFErrorDomainCFNetwork.
 enum CFNetworkErrorCode : NSInteger {
@@ -26,6 +29,8 @@ struct FTPReply;
 
 // A refusal, or whatever else was not to be expected, as the error that tells it.
 Ref<NSError> errorWithReply(const FTPReply& reply);
+// The same error, marked as one that has come before the login was done.
+Ref<NSError> errorBeforeLogin(const Ref<NSError>& error);
 Ref<NSError> errorWithCode(CFNetworkErrorCode code, std::string_view text);
 
 }  // namespace cfnetwork

@@ -37,8 +37,9 @@ struct Success {
   std::string_view verb;
   int code;
 };
-constexpr std::array successes{Success{"EPSV", 229}, Success{"PASV", 227}, Success{"STOR", 226},
-                               Success{"STOR", 250}, Success{"MKD", 257},  Success{"MKD", 250}};
+constexpr std::array successes{Success{"EPSV", 229}, Success{"PASV", 227}, Success{"STOR", 226}, Success{"STOR", 250},
+                               Success{"MKD", 257},  Success{"MKD", 250},  Success{"CWD", 250},  Success{"DELE", 250},
+                               Success{"RMD", 250},  Success{"RNTO", 250}};
 
 // Whether the reply is another command's: a server that passes over a command, or answers one twice, gives each later
 // command the reply to another one.
@@ -46,6 +47,13 @@ bool belongsElsewhere(const FTPReply& reply, std::string_view verb) {
   const auto isCode = [&](const Success& success) { return success.code == reply.code; };
   const auto isOwn = [&](const Success& success) { return isCode(success) && success.verb == verb; };
   return std::ranges::any_of(successes, isCode) && std::ranges::none_of(successes, isOwn);
+}
+
+std::string withDoubledTelnetBytes(const std::string& line) {
+  constexpr char interpretAsCommand = '\xFF';
+  std::string doubled;
+  for (const char byte : line) doubled.append(byte == interpretAsCommand ? 2 : 1, byte);
+  return doubled;
 }
 
 }  // namespace
@@ -83,12 +91,14 @@ void FTPConnection::connected(SocketConnector::Result result) {
 void FTPConnection::greeted(const FTPReply& reply) {
   if (reply.code != 220) return failWithReply(reply);
   takesEarlyData_ = FTPGreetingNamesPatientServer(reply);
+  // Few servers still know what RFC 959 has taken from Telnet, and the others would store a doubled byte.
+  readsTelnet_ = endpoint_.announcesUTF8 && reply.text.find("ProFTPD") != std::string::npos;
   sendUser();
 }
 
 void FTPConnection::sendUser() {
   send("USER " + endpoint_.user, [this](const FTPReply& reply) {
-    if (reply.isCompletion()) return sendType();
+    if (reply.isCompletion()) return askForFeatures();
     if (reply.code != 331) return failWithReply(reply);
     sendPassword();
   });
@@ -96,7 +106,20 @@ void FTPConnection::sendUser() {
 
 void FTPConnection::sendPassword() {
   send("PASS " + endpoint_.password,
-       [this](const FTPReply& reply) { reply.isCompletion() ? sendType() : failWithReply(reply); });
+       [this](const FTPReply& reply) { reply.isCompletion() ? askForFeatures() : failWithReply(reply); });
+}
+
+void FTPConnection::askForFeatures() {
+  if (!endpoint_.announcesUTF8) return sendType();
+  send("FEAT", [this](const FTPReply& reply) {
+    const bool hasUTF8 = reply.isCompletion() && reply.text.find("UTF8") != std::string::npos;
+    hasUTF8 ? announceUTF8() : sendType();
+  });
+}
+
+// A server that does not want to hear it takes the names as they are anyway.
+void FTPConnection::announceUTF8() {
+  send("OPTS UTF8 ON", [this](const FTPReply&) { sendType(); });
 }
 
 void FTPConnection::sendType() {
@@ -110,7 +133,7 @@ void FTPConnection::sendType() {
 void FTPConnection::send(const std::string& line, ReplyHandler finalHandler, ReplyHandler preliminaryHandler) {
   if (isClosed()) return;
   pending_ = Command{line.substr(0, line.find(' ')), std::move(finalHandler), std::move(preliminaryHandler)};
-  unsent_ = line + "\r\n";
+  unsent_ = (readsTelnet_ ? withDoubledTelnetBytes(line) : line) + "\r\n";
   sendTime_ = Clock::now();
   expectReplyWithin(limits_.reply);
   flush();
@@ -206,8 +229,9 @@ void FTPConnection::close() {
 
 void FTPConnection::fail(const Ref<NSError>& error, Loss loss) {
   if (isClosed()) return;
+  const bool wasOpening = isOpening();
   close();
-  delegate_->connectionDidFail(error, loss);
+  delegate_->connectionDidFail(wasOpening ? errorBeforeLogin(error) : error, loss);
 }
 
 void FTPConnection::failWithReply(const FTPReply& reply) { fail(errorWithReply(reply)); }

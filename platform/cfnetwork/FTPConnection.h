@@ -93,6 +93,8 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   void greeted(const FTPReply& reply);
   void sendUser();
   void sendPassword();
+  void askForFeatures();
+  void announceUTF8();
   void sendType();
 
   void flush();
@@ -114,6 +116,7 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   std::optional<foundation::DescriptorSource> source_;
   bool throughProxy_ = false;
   bool takesEarlyData_ = false;
+  bool readsTelnet_ = false;  // a byte 255 begins a command of that protocol
 
   std::string unsent_;
   FTPReplyParser parser_;

@@ -16,6 +16,7 @@ struct FTPEndpoint {
   std::string password;
   Route route;
   bool passive = true;
+  bool announcesUTF8 = false;  // to a server that has the feature
 
   bool operator==(const FTPEndpoint&) const = default;
 };

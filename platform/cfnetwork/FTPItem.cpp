@@ -78,13 +78,14 @@ FTPEndpoint endpointFrom(const NSURL& url, const FTPProperties& properties) {
   }
   endpoint.route = routeFrom(properties.proxies);
   endpoint.passive = properties.passive;
+  endpoint.announcesUTF8 = properties.announcesUTF8;
   return endpoint;
 }
 
 bool breaksLine(const FTPItem& item) {
   const FTPEndpoint& endpoint = item.endpoint;
-  return breaksLine(item.path) || breaksLine(endpoint.user) || breaksLine(endpoint.password) ||
-         breaksLine(endpoint.host);
+  return breaksLine(item.path) || breaksLine(item.temporaryPath) || breaksLine(endpoint.user) ||
+         breaksLine(endpoint.password) || breaksLine(endpoint.host);
 }
 
 Ref<NSError> badURL(std::string_view reason) { return errorWithCode(kCFURLErrorBadURL, reason); }
@@ -98,7 +99,12 @@ std::variant<FTPItem, Ref<NSError>> FTPItemFromURL(const Ref<NSURL>& url, const 
   if (isFolder) path.remove_suffix(1);
   if (path.empty()) return badURL("The URL names neither a file nor a folder.");
   if (leadsAstray(path)) return badURL("A name with a slash in it, \".\" and \"..\" lead into another folder.");
-  const FTPItem item{endpointFrom(*url, properties), foundation::percentDecoded(path), isFolder};
+  FTPItem item{endpointFrom(*url, properties), foundation::percentDecoded(path), isFolder};
+  item.isRemoved = properties.removesItem;
+  item.mayExist = properties.folderMayExist;
+  if (properties.temporaryName && !isFolder) {
+    item.temporaryPath = item.path.substr(0, item.path.rfind('/') + 1) + bytesOf(properties.temporaryName);
+  }
   if (breaksLine(item)) return badURL("A carriage return, line feed or NUL cannot be sent over FTP.");
   return item;
 }

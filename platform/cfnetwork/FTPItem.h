@@ -17,6 +17,9 @@ struct FTPItem {
   FTPEndpoint endpoint;
   std::string path;  // raw bytes, as the server gets it; a folder's does not end with the URL's slash
   bool isFolder = false;
+  std::string temporaryPath = {};  // of a file until it is complete; empty for none
+  bool isRemoved = false;          // instead of stored or made
+  bool mayExist = false;           // a folder
 };
 
 // What can be set on a stream beside its URL.
@@ -25,6 +28,10 @@ struct FTPProperties {
   Ref<NSString> password;
   id proxies;  // a dictionary of system proxy settings, or nil for none
   bool passive = true;
+  Ref<NSString> temporaryName;  // nil for none
+  bool removesItem = false;
+  bool folderMayExist = false;
+  bool announcesUTF8 = false;
 };
 
 // What the URL names (RFC 1738, section 3.2); a name that ends with "/" is a folder's. An error when it names nothing,

@@ -48,6 +48,14 @@ id FTPWriteStream::propertyForKey(const Ref<NSString>& key) const {
   if (NSEqualObjects(key, kCFStreamPropertyFTPPassword())) return properties_.password;
   if (NSEqualObjects(key, kCFStreamPropertyFTPProxy())) return properties_.proxies;
   if (NSEqualObjects(key, kCFStreamPropertyFTPUsePassiveMode())) return NSNumber::numberWithBool(properties_.passive);
+  if (NSEqualObjects(key, kCFStreamPropertyFTPTemporaryName())) return properties_.temporaryName;
+  if (NSEqualObjects(key, kCFStreamPropertyFTPRemovesItem())) return NSNumber::numberWithBool(properties_.removesItem);
+  if (NSEqualObjects(key, kCFStreamPropertyFTPFolderMayExist())) {
+    return NSNumber::numberWithBool(properties_.folderMayExist);
+  }
+  if (NSEqualObjects(key, kCFStreamPropertyFTPAnnouncesUTF8())) {
+    return NSNumber::numberWithBool(properties_.announcesUTF8);
+  }
   return nil;
 }
 
@@ -62,6 +70,14 @@ bool FTPWriteStream::setProperty_forKey(const id& property, const Ref<NSString>&
   } else if (NSEqualObjects(key, kCFStreamPropertyFTPUsePassiveMode())) {
     // Settings that do not say choose the mode that works from behind a firewall.
     properties_.passive = !property || foundation::boolFromObject(property);
+  } else if (NSEqualObjects(key, kCFStreamPropertyFTPTemporaryName())) {
+    properties_.temporaryName = as<NSString>(property);
+  } else if (NSEqualObjects(key, kCFStreamPropertyFTPRemovesItem())) {
+    properties_.removesItem = foundation::boolFromObject(property);
+  } else if (NSEqualObjects(key, kCFStreamPropertyFTPFolderMayExist())) {
+    properties_.folderMayExist = foundation::boolFromObject(property);
+  } else if (NSEqualObjects(key, kCFStreamPropertyFTPAnnouncesUTF8())) {
+    properties_.announcesUTF8 = foundation::boolFromObject(property);
   } else {
     return false;
   }
@@ -110,13 +126,14 @@ void FTPWriteStream::useSession() {
 
 void FTPWriteStream::sessionIsReady() {
   const Ref<NSStream> keptAlive(this);
-  item_.isFolder ? makeFolder() : storeFile();
+  isErrand() ? runErrand() : storeFile();
 }
 
 void FTPWriteStream::sessionDidFail(const Ref<NSError>& error, Loss loss) {
   const Ref<NSStream> keptAlive(this);
   // Before the command has left, it does not matter how the session was lost.
-  const bool isNotBegun = session_->isOver() && (phase_ == Phase::Preparing || loss == Loss::ClosedByServer);
+  const bool isNotBegun =
+      session_->isOver() && (phase_ == Phase::Preparing || loss == Loss::ClosedByServer) && phase_ != Phase::Renaming;
   isNotBegun&& maySendAgain() ? sendAgain() : endWithError(error);
 }
 
@@ -132,18 +149,23 @@ void FTPWriteStream::sendAgain() {
   useSession();
 }
 
-void FTPWriteStream::makeFolder() {
-  phase_ = Phase::MakingFolder;
-  session_->connection().send("MKD " + item_.path, [this](const FTPReply& reply) { folderReply(reply); });
+void FTPWriteStream::runErrand() {
+  phase_ = Phase::OnErrand;
+  if (!item_.isRemoved) {
+    errand_ = FTPErrand::makeFolder(item_.path, item_.mayExist);
+  } else {
+    errand_ = item_.isFolder ? FTPErrand::removeFolder(item_.path) : FTPErrand::removeFile(item_.path);
+  }
+  errand_->run(session_->connection(), [this](const Ref<NSError>& error) { errandDone(error); });
 }
 
-void FTPWriteStream::folderReply(const FTPReply& reply) {
+void FTPWriteStream::errandDone(const Ref<NSError>& error) {
   const Ref<NSStream> keptAlive(this);
-  if (!reply.isCompletion()) return endWithError(errorWithReply(reply));
-  phase_ = Phase::FolderMade;
+  phase_ = Phase::ErrandDone;
+  if (error) return endWithError(error);
   setStatus(NSStreamStatusOpen);
   signal(NSStreamEventOpenCompleted);
-  // A folder has no data, but its writer learns from this event that it can end.
+  // An errand has no data, but its writer learns from this event that it can end.
   signal(NSStreamEventHasSpaceAvailable);
 }
 
@@ -151,7 +173,7 @@ void FTPWriteStream::storeFile() {
   phase_ = Phase::Transferring;
   FTPTransfer::Delegate& delegate = *this;
   transfer_ = std::make_unique<FTPTransfer>(session_, limits(), delegate);
-  transfer_->store(item_.path);
+  transfer_->store(item_.temporaryPath.empty() ? item_.path : item_.temporaryPath);
   if (streamStatus() == NSStreamStatusOpening) {
     setStatus(NSStreamStatusOpen);
     signal(NSStreamEventOpenCompleted);
@@ -195,12 +217,12 @@ std::size_t FTPWriteStream::room() const {
 }
 
 bool FTPWriteStream::hasSpaceAvailable() const {
-  if (phase_ == Phase::FolderMade) return true;
+  if (phase_ == Phase::ErrandDone) return true;
   return takesData() && transfer_->hasSpace() && room() > 0 && sinceEvent_ < turnLimit;
 }
 
 NSInteger FTPWriteStream::write_maxLength(const std::uint8_t* bytes, NSUInteger length) {
-  if (length == 0) return hasBegun() || phase_ == Phase::FolderMade ? 0 : -1;
+  if (length == 0) return hasBegun() || phase_ == Phase::ErrandDone ? 0 : -1;
   if (!hasBegun() || ending_) return -1;
   if (!takesData()) return 0;
   const std::size_t size = std::min<std::size_t>(length, room());
@@ -240,8 +262,34 @@ void FTPWriteStream::noteTaken(std::size_t size) {
 
 void FTPWriteStream::transferDidEnd(FTPTransfer::Result result, const Ref<NSError>& error) {
   const Ref<NSStream> keptAlive(this);
-  if (result == FTPTransfer::Result::Stored) return letGo();
+  if (result == FTPTransfer::Result::Stored) return item_.temporaryPath.empty() ? letGo() : rename();
   result == FTPTransfer::Result::NotBegun&& maySendAgain() ? sendAgain() : endWithError(error);
+}
+
+// The server has all of the file, under its temporary name.
+void FTPWriteStream::rename() {
+  if (!session_->connection().isQuiet()) {
+    return endWithError(errorWithCode(kCFURLErrorNetworkConnectionLost, "The server closed the connection."));
+  }
+  phase_ = Phase::Renaming;
+  session_->setUser(this);
+  errand_ = FTPErrand::rename(item_.temporaryPath, item_.path);
+  errand_->run(session_->connection(), [this](const Ref<NSError>& error) { renamed(error); });
+}
+
+// What cannot be given its name is not left lying about.
+void FTPWriteStream::renamed(const Ref<NSError>& error) {
+  const Ref<NSStream> keptAlive(this);
+  const auto done = [this, error] {
+    phase_ = Phase::ErrandDone;
+    error ? endWithError(error) : letGo();
+  };
+  if (!error) return done();
+  errand_ = FTPErrand::removeFile(item_.temporaryPath);
+  errand_->run(session_->connection(), [this, done](const Ref<NSError>&) {
+    const Ref<NSStream> stillAlive(this);
+    done();
+  });
 }
 
 void FTPWriteStream::close() {
@@ -297,7 +345,8 @@ void FTPWriteStream::endWithError(const Ref<NSError>& error) {
 
 // Ends all use of the network: what is under way is broken off, and a session that is at rest is given back.
 void FTPWriteStream::letGo() {
-  const bool isReplyOwed = phase_ == Phase::MakingFolder && !session_->connection().isQuiet();
+  const bool isOnErrand = phase_ == Phase::OnErrand || phase_ == Phase::Renaming;
+  const bool isReplyOwed = isOnErrand && !session_->connection().isQuiet();
   phase_ = Phase::Over;
   starter_.reset();
   transfer_.reset();

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "cfnetwork/FTPErrand.h"
 #include "cfnetwork/FTPItem.h"
 #include "cfnetwork/FTPSession.h"
 #include "cfnetwork/FTPTransfer.h"
@@ -60,7 +61,7 @@ class FTPWriteStream : public NSOutputStream,
  private:
   using Loss = cfnetwork::FTPConnection::Loss;
   using Need = cfnetwork::FTPSession::Need;
-  enum class Phase { Idle, Preparing, MakingFolder, FolderMade, Transferring, Over };
+  enum class Phase { Idle, Preparing, OnErrand, ErrandDone, Transferring, Renaming, Over };
 
   void sessionIsReady() override;
   void sessionDidFail(const Ref<NSError>& error, Loss loss) override;
@@ -69,8 +70,8 @@ class FTPWriteStream : public NSOutputStream,
 
   void start();
   void useSession();
-  void makeFolder();
-  void folderReply(const cfnetwork::FTPReply& reply);
+  void runErrand();
+  void errandDone(const Ref<NSError>& error);
   void storeFile();
   bool maySendAgain() const;
   void sendAgain();
@@ -80,13 +81,16 @@ class FTPWriteStream : public NSOutputStream,
   NSInteger sendDirectly(const std::uint8_t* bytes, std::size_t size);
   NSInteger keep(const std::uint8_t* bytes, std::size_t size);
   void noteTaken(std::size_t size);
+  void rename();
+  void renamed(const Ref<NSError>& error);
   void waitForEnd();
   void endWithError(const Ref<NSError>& error);
   void letGo();
 
   Ref<NSRunLoop> loop() const;
   cfnetwork::FTPLimits limits() const;
-  Need need() const { return item_.isFolder ? Need::Command : Need::Transfer; }
+  bool isErrand() const { return item_.isFolder || item_.isRemoved; }
+  Need need() const { return isErrand() ? Need::Command : Need::Transfer; }
   // A file was asked for, be it that it is about to be asked for once more.
   bool hasBegun() const {
     return streamStatus() == NSStreamStatusOpen && (phase_ == Phase::Preparing || phase_ == Phase::Transferring);
@@ -106,6 +110,7 @@ class FTPWriteStream : public NSOutputStream,
   bool isNewSession_ = false;
   int timesSentAgain_ = 0;
   std::unique_ptr<cfnetwork::FTPTransfer> transfer_;
+  std::optional<cfnetwork::FTPErrand> errand_;
 
   std::string kept_;            // what was taken and may have to be sent again, as long as the server has not begun
   std::size_t sent_ = 0;        // how much of that this transfer has got
