@@ -111,6 +111,7 @@ void TelvoFTPData::setCachedInfo(const Ref<NSArray>& cachedInfo) { _cachedInfo =
 void TelvoFTPData::setHost(const Ref<NSString>& host) { _host = host; }
 void TelvoFTPData::setUsername(const Ref<NSString>& username) { _username = username; }
 void TelvoFTPData::setPassword(const Ref<NSString>& password) { _password = password; }
+void TelvoFTPData::setStreamData(const Ref<TelvoUploadFTPStreamData>& stream) { _streamData = stream; }
 void TelvoFTPData::setUploadInfo(const Ref<NSMutableArray>& uploadInfo) { _uploadInfo = uploadInfo; }
 
 void TelvoFTPData::uploadPath_toHost_directory_username_password_cachedInfoPath_debugMode(
@@ -124,6 +125,7 @@ void TelvoFTPData::uploadPath_toHost_directory_username_password_cachedInfoPath_
   setHost(host);
   setUsername(username);
   setPassword(password);
+  _lastTurn = std::chrono::steady_clock::now();
   makePlan(localPath, directory, cachedInfoPath);
   // What was stopped before its first item has nothing to send.
   if (isAbandoned()) setUploadInfo(NSMutableArray::array());
@@ -137,26 +139,31 @@ void TelvoFTPData::uploadPath_toHost_directory_username_password_cachedInfoPath_
 void TelvoFTPData::makePlan(const Ref<NSString>& localPath, const Ref<NSString>& remoteDirectory,
                             const Ref<NSString>& cachedInfoPath) {
   const auto checkpoint = [this] { return goesOn(); };
-  _lastTurn = std::chrono::steady_clock::now();
   const bool hasCache = !isEmpty(cachedInfoPath);
   // Records are compared by their descriptions, so that a file made to have endless ones is no cache.
   constexpr auto unfolding = foundation::PropertyListUnfolding::InProportion;
   if (hasCache) {
     setCachedInfo(as<NSArray>(foundation::propertyListWithContentsOfFile(cachedInfoPath, checkpoint, unfolding)));
   }
-  recursivelyScanLocalPath_forRemoteDirectory(localPath, remoteDirectory);
+  scan(localPath, remoteDirectory);
   filterUploadInfoUsingCachedInfo();
-  if (!hasCache || isAbandoned()) return;
-  // Written whatever becomes of the upload, on purpose: what fails is recorded as if it had been sent. In place, so
-  // that links and permissions of the owner's file stay; a failure is ignored.
-  foundation::writePropertyList(cachedInfo(), cachedInfoPath, false, checkpoint);
+  if (hasCache && !isAbandoned()) writeCachedInfo(cachedInfoPath);
 }
 
-// Whether a stop has come before the first item. An item without a host has no end that could be reported, so that
+void TelvoFTPData::scan(const Ref<NSString>& localPath, const Ref<NSString>& remoteDirectory) {
+  recursivelyScanLocalPath_forRemoteDirectory(localPath, remoteDirectory);
+}
+
+// Written whatever becomes of the upload, on purpose: what fails is recorded as if it had been sent. In place, so that
+// links and permissions of the owner's file stay; a failure is ignored.
+void TelvoFTPData::writeCachedInfo(const Ref<NSString>& path) {
+  foundation::writePropertyList(cachedInfo(), path, false, [this] { return goesOn(); });
+}
+
+// An item without a host has no end that could be reported, so that
 // such a job is not moved by a stop.
 bool TelvoFTPData::isAbandoned() const { return _stopped && !isEmpty(_host); }
 
-// Serves the run loop when it is time. False when the plan is not needed any more.
 bool TelvoFTPData::goesOn() {
   if (std::chrono::steady_clock::now() - _lastTurn >= longestWork) {
     NSRunLoop::currentRunLoop()->runMode_beforeDate(NSDefaultRunLoopMode(), nil);
@@ -207,27 +214,35 @@ void TelvoFTPData::waitForFile() {
 
 void TelvoFTPData::uploadNextPath() {
   const auto stream = TelvoUploadFTPStreamData::streamData();
-  _streamData = stream;
+  setStreamData(stream);
+  sendItem(stream);
+  // The job owns its stream and the stream its delegate, the job. The stream has reported all it ever will, so the
+  // circle is broken here.
+  stream->setDelegate(nil);
+}
+
+void TelvoFTPData::sendItem(const Ref<TelvoUploadFTPStreamData>& stream) {
   const auto info = currentInfo();
   stream->uploadPath_toHost_directory_username_password_forDelegate_useSameThread(
       as<NSString>(info->objectForKey("LocalPath"_ns)), host(), as<NSString>(info->objectForKey("RemoteDirectory"_ns)),
       textOrEmpty(username()), textOrEmpty(password()), self(), true);
-  // The job owns its stream and the stream its delegate, the job. The stream has reported all it ever will, so the
-  // circle is broken here.
-  stream->setDelegate(nil);
 }
 
 void TelvoFTPData::streamDataEnded(const id&) {
   NSNotificationCenter::defaultCenter()->postNotificationName_object_userInfo("TelvoFTPDataProgressNotification"_ns,
                                                                               self(), currentInfo());
   const bool more = isMore();
-  incrementIndex();
+  moveOn();
   if (more) {
     _itemDue = true;
   } else {
     setWorking(false);
   }
 }
+
+void TelvoFTPData::moveOn() { incrementIndex(); }
+
+bool TelvoFTPData::isLeftOut(const Ref<NSString>&) const { return false; }
 
 // Recursive by its name and by the order that it gives, but not by its calls: a tree may be deeper than the stack of
 // the thread. A job without a plan has nothing to append to.
@@ -243,7 +258,7 @@ void TelvoFTPData::recursivelyScanLocalPath_forRemoteDirectory(const Ref<NSStrin
   };
   std::vector<Folder> folders;
   const auto visit = [&](const Ref<NSString>& path, const Ref<NSString>& remote) {
-    if (!appendRecord(path, remote)) return;
+    if (isLeftOut(path) || !appendRecord(path, remote)) return;
     const auto entries = foundation::contentsOfDirectory(path, [this] { return goesOn(); });
     if (!entries) return;
     const Ref<NSString> below = remote ? remote : ""_ns;

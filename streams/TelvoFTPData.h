@@ -37,17 +37,18 @@ class TelvoFTPData : public NSObject {
 
   // Abandons the item in progress; the record of its end says that no more follow. While the plan is being made,
   // everything is abandoned. Posts nothing itself.
-  void stop();
+  virtual void stop();
 
   // The progress record of the item at index(): "LocalPath" and "RemoteDirectory" ("" when the item has none), "Nth"
   // (from 1), "Total", "Percent" (cut to a whole number) and "IsMore". Nil past the end of the plan.
-  Ref<NSDictionary> currentInfo() const;
+  virtual Ref<NSDictionary> currentInfo() const;
   // The number of items to send, folders included.
   NSUInteger count() const;
   // Whether an item follows the current one; no when not working.
-  bool isMore() const;
+  virtual bool isMore() const;
 
   NSUInteger index() const { return _index; }
+  void setIndex(NSUInteger index) { _index = index; }
   void resetIndex() { _index = 0; }
   void incrementIndex() { ++_index; }
   bool isWorking() const { return _working; }
@@ -75,18 +76,38 @@ class TelvoFTPData : public NSObject {
                                                    const Ref<NSString>& remoteDirectory);
   // Drops the records that the cache holds an equivalent of (telvo_isEquivalentTo), and makes the complete plan the
   // new cache. Without a cache nothing is dropped.
-  void filterUploadInfoUsingCachedInfo();
+  virtual void filterUploadInfoUsingCachedInfo();
+
+ protected:
+  // The steps of a job, for those that do more than the usual.
+
+  // Fills the plan with all there is.
+  virtual void scan(const Ref<NSString>& localPath, const Ref<NSString>& remoteDirectory);
+  // Writes the complete plan to the cached-information file.
+  virtual void writeCachedInfo(const Ref<NSString>& path);
+  // Whether the item and everything in it stays out of the plan: never, usually.
+  virtual bool isLeftOut(const Ref<NSString>& localPath) const;
+  virtual void sendItems();
+  // Sends the item at index(); returns when streamDataEnded() has been called.
+  virtual void sendItem(const Ref<TelvoUploadFTPStreamData>& stream);
+  // The item at index() is over: posts its record, and moves on.
+  virtual void streamDataEnded(const id& stream);
+  // Makes the next item that is to be sent the one at index().
+  virtual void moveOn();
+
+  // Whether a stop has come before the first item.
+  bool isAbandoned() const;
+  // Serves the run loop when it is time. False when the plan is not needed any more.
+  bool goesOn();
+  // The connection that a stop ends.
+  void setStreamData(const Ref<TelvoUploadFTPStreamData>& stream);
 
  private:
   void makePlan(const Ref<NSString>& localPath, const Ref<NSString>& remoteDirectory,
                 const Ref<NSString>& cachedInfoPath);
-  bool isAbandoned() const;
-  bool goesOn();
   bool appendRecord(const Ref<NSString>& localPath, const Ref<NSString>& remoteDirectory);
-  void sendItems();
   void waitForFile();
   void uploadNextPath();
-  void streamDataEnded(const id& stream);
 
   Ref<TelvoUploadFTPStreamData> _streamData;
   Ref<NSMutableArray> _uploadInfo;

@@ -1,11 +1,13 @@
 #include "streams/TelvoFTPStreamData.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "categories/NSFileManager+Telvo.h"
 #include "cfnetwork/CFFTPStream.h"
 #include "cfnetwork/CFReadStream.h"
 #include "foundation/Foundation.h"
+#include "foundation/files/PercentEncoding.h"
 #include "foundation/runtime/WeakRef.h"
 #include "systemconfiguration/SCDynamicStore.h"
 
@@ -18,18 +20,55 @@ Ref<NSString> textForKey(const Ref<NSDictionary>& parameters, const Ref<NSString
 // What does not pass through the buffer is moved in larger pieces, but the run loop must have its turn.
 constexpr NSUInteger longestMove = 8 << 20;
 
-// Nothing is escaped and no slash is mended on the way: what stands in the names stands in the URL, so that a name
-// with an escape arrives decoded and one that no URL can hold yields none.
+bool isSet(const Ref<NSDictionary>& parameters, const Ref<NSString>& key) {
+  const auto number = as<NSNumber>(parameters->objectForKey(key));
+  return number && number->boolValue();
+}
+
+// Every byte that could mean something in a URL; slashes stay in a directory.
+Ref<NSString> escaped(const Ref<NSString>& text, unsigned allowedClasses) {
+  return text ? NSString::stringWithUTF8String(foundation::percentEncoded(text->UTF8String(), allowedClasses)) : text;
+}
+
+bool isFolder(const Ref<NSDictionary>& parameters) {
+  if (const auto action = textForKey(parameters, "Action"_ns)) return action->hasSuffix("Folder"_ns);
+  return telvo_isDirectoryAtPath(NSFileManager::defaultManager(), textForKey(parameters, "Path"_ns));
+}
+
+// Nothing is read for an action, but a connection has two streams: of a folder there is nothing to be read.
+Ref<NSURL> localURL(const Ref<NSDictionary>& parameters) {
+  const bool isAction = textForKey(parameters, "Action"_ns) != nil;
+  return NSURL::fileURLWithPath(isAction ? "/"_ns : textForKey(parameters, "Path"_ns));
+}
+
+// Nothing is escaped unless it is asked for, and no slash is mended on the way: what stands in the names stands in the
+// URL, so that a name with an escape arrives decoded and one that no URL can hold yields none.
 Ref<NSURL> remoteURL(const Ref<NSDictionary>& parameters) {
   const auto path = textForKey(parameters, "Path"_ns);
+  auto name = textForKey(parameters, "Name"_ns);
+  if (!name && path) name = path->lastPathComponent();
   auto directory = textForKey(parameters, "Directory"_ns);
   if (directory && directory->isEqualToString("/"_ns)) directory = ""_ns;
+  if (isSet(parameters, "EscapeNames"_ns)) {
+    name = escaped(name, foundation::URLUnreserved);
+    directory = escaped(directory, foundation::URLUnreserved | foundation::URLSlash);
+  }
   // The server's root is absolute: two slashes on purpose.
-  auto text = NSString::stringWithFormat("ftp://%@/%@/%@"_ns, textForKey(parameters, "Host"_ns), directory,
-                                         path ? path->lastPathComponent() : Ref<NSString>());
+  auto text = NSString::stringWithFormat("ftp://%@/%@/%@"_ns, textForKey(parameters, "Host"_ns), directory, name);
   // A URL that ends in a slash asks for the folder.
-  if (telvo_isDirectoryAtPath(NSFileManager::defaultManager(), path)) text = text->stringByAppendingString("/"_ns);
+  if (isFolder(parameters)) text = text->stringByAppendingString("/"_ns);
   return NSURL::URLWithString(text);
+}
+
+void setActionProperties(FTPWriteStream& writer, const Ref<NSDictionary>& parameters) {
+  const auto yes = NSNumber::numberWithBool(true);
+  const auto action = textForKey(parameters, "Action"_ns);
+  if (action && action->hasPrefix("Remove"_ns)) writer.setProperty_forKey(yes, kCFStreamPropertyFTPRemovesItem());
+  if (action && action->hasPrefix("Make"_ns)) writer.setProperty_forKey(yes, kCFStreamPropertyFTPFolderMayExist());
+  if (isSet(parameters, "EscapeNames"_ns)) writer.setProperty_forKey(yes, kCFStreamPropertyFTPAnnouncesUTF8());
+  if (const auto name = textForKey(parameters, "TemporaryName"_ns)) {
+    writer.setProperty_forKey(name, kCFStreamPropertyFTPTemporaryName());
+  }
 }
 
 }  // namespace
@@ -94,7 +133,7 @@ void TelvoUploadFTPStreamData::uploadPath_toHost_directory_username_password_for
 }
 
 void TelvoUploadFTPStreamData::setStreamsWithParameters(const Ref<NSDictionary>& parameters) {
-  const auto local = NSURL::fileURLWithPath(textForKey(parameters, "Path"_ns));
+  const auto local = localURL(parameters);
   const auto remote = remoteURL(parameters);
   if (!local || !remote) return;
   const auto reader = CFReadStreamCreateWithFile(local);
@@ -104,6 +143,7 @@ void TelvoUploadFTPStreamData::setStreamsWithParameters(const Ref<NSDictionary>&
   setUsername_andPassword_forStream(textForKey(parameters, "Username"_ns), textForKey(parameters, "Password"_ns),
                                     writer);
   setProxyForStream(writer);
+  setActionProperties(*writer, parameters);
   // A stop, or the release of this object, ends the wait for the server's last word; after a failed read, what the
   // server got is not the whole file and must not end as one.
   writer->setInterruption([weak = WeakRef<TelvoUploadFTPStreamData>(Ref<TelvoUploadFTPStreamData>(this))] {
@@ -116,7 +156,7 @@ void TelvoUploadFTPStreamData::setStreamsWithParameters(const Ref<NSDictionary>&
 
 void TelvoUploadFTPStreamData::handleHasSpaceAvailableForStream(const Ref<NSStream>& stream) {
   if (stream != outputStream()) return;
-  while (!needToStop() && pump()) {
+  while (!needToStop() && mayMove() && pump()) {
   }
   informDelegateUsingSignature_withObject("streamData:uploadedBytes:"_ns,
                                           NSNumber::numberWithUnsignedInteger(_totalBytesWritten));
@@ -126,10 +166,35 @@ void TelvoUploadFTPStreamData::abandonTransfer() {
   if (const auto writer = as<FTPWriteStream>(outputStream())) writer->breakOff();
 }
 
+// Whether the rate limit leaves anything to be moved now. When not, the burst goes on as soon as it does.
+bool TelvoUploadFTPStreamData::mayMove() {
+  _allowance = longestMove;
+  if (!_rateLimit) return true;
+  _allowance = _rateLimit->allowance();
+  if (_allowance > 0) return true;
+  if (_pause) return false;
+  _pause = NSTimer::scheduledTimerWithTimeInterval_repeats_block(
+      _rateLimit->timeToNextAllowance(), false,
+      [weak = WeakRef<TelvoUploadFTPStreamData>(Ref<TelvoUploadFTPStreamData>(this))](const Ref<NSTimer>&) {
+        const auto connection = weak.lock();
+        if (!connection) return;
+        connection->_pause = nil;
+        if (const Ref<NSOutputStream> writer = connection->outputStream(); writer && writer->hasSpaceAvailable()) {
+          connection->handleHasSpaceAvailableForStream(writer);
+        }
+      });
+  return false;
+}
+
+void TelvoUploadFTPStreamData::noteMoved(NSInteger size) {
+  _totalBytesWritten += static_cast<std::uint64_t>(size);
+  if (_rateLimit) _rateLimit->spend(static_cast<NSUInteger>(size));
+}
+
 // One step of a burst; false when the burst is over.
 bool TelvoUploadFTPStreamData::pump() {
   if (const NSInteger moved = moveDirectly(); moved >= 0) {
-    _totalBytesWritten += static_cast<std::uint64_t>(moved);
+    noteMoved(moved);
     return moved > 0 && outputStream()->hasSpaceAvailable();
   }
   if (_leftOverByteCount == 0) _leftOverByteCount = readFile();
@@ -137,7 +202,7 @@ bool TelvoUploadFTPStreamData::pump() {
   const NSInteger written = writeBuffer(size);
   // What was read and not taken stays in the buffer for the next burst.
   if (written <= 0) return false;
-  _totalBytesWritten += static_cast<std::uint64_t>(written);
+  noteMoved(written);
   _leftOverByteCount = size - written;
   if (_leftOverByteCount > 0) {
     std::memmove(_buffer.data(), _buffer.data() + written, static_cast<std::size_t>(_leftOverByteCount));
@@ -151,7 +216,7 @@ NSInteger TelvoUploadFTPStreamData::moveDirectly() {
   const Ref<NSInputStream> reader = inputStream();
   const Ref<NSOutputStream> writer = outputStream();
   if (_leftOverByteCount != 0 || !reader || !writer) return -1;
-  return writer->writeFromStream_maxLength(*reader, longestMove);
+  return writer->writeFromStream_maxLength(*reader, _allowance);
 }
 
 // A read error closes the connection; a write error, on purpose, leaves it open until the server has said its word.
@@ -160,6 +225,7 @@ NSInteger TelvoUploadFTPStreamData::readFile() {
   const NSInteger size = reader ? reader->read_maxLength(_buffer.data(), _buffer.size()) : 0;
   if (size < 0) {
     _readFailed = true;
+    _readError = reader->streamError();
     informDelegateOfError_terminate(NSString::stringWithFormat("Error while reading: %ld"_ns, size), true);
     return 0;
   }
@@ -169,7 +235,8 @@ NSInteger TelvoUploadFTPStreamData::readFile() {
 NSInteger TelvoUploadFTPStreamData::writeBuffer(NSInteger size) {
   const Ref<NSOutputStream> writer = outputStream();
   if (!writer) return 0;
-  const NSInteger written = writer->write_maxLength(_buffer.data(), static_cast<NSUInteger>(size));
+  const NSUInteger length = std::min(static_cast<NSUInteger>(size), _allowance);
+  const NSInteger written = writer->write_maxLength(_buffer.data(), length);
   if (written < 0) {
     informDelegateOfError_terminate(NSString::stringWithFormat("Error while uploading: %ld"_ns, written), false);
   }

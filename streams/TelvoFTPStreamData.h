@@ -2,12 +2,16 @@
 
 #include <array>
 #include <cstdint>
+#include <memory>
 
+#include "foundation/events/NSTimer.h"
+#include "streams/RateLimit.h"
 #include "streams/TelvoFTPData.h"
 #include "streams/TelvoStreamData.h"
 
 class FTPWriteStream;
 class NSDictionary;
+class NSError;
 
 // What every FTP connection needs: the login, the system's proxy and passive-mode settings, and the state of a
 // buffered transfer.
@@ -53,7 +57,16 @@ class TelvoUploadFTPStreamData : public TelvoAbstractFTPStreamData {
       const Ref<NSString>& path, const Ref<NSString>& host, const Ref<NSString>& directory,
       const Ref<NSString>& username, const Ref<NSString>& password, const id& delegate, bool useSameThread);
 
+  // Beside what uploadPath... passes on, connectWithParameters() takes "Name", a text: the item's name on the server in
+  // place of the local one; "EscapeNames", true: name and directory arrive as they are, whatever is in them;
+  // "TemporaryName", a text: the name beside its own under which a file is stored until it is complete; and "Action",
+  // a text: "MakeFolder", which an existing folder is right for, "RemoveFile" or "RemoveFolder", for which there need
+  // be nothing at the path.
   void setStreamsWithParameters(const Ref<NSDictionary>& parameters) override;
+  // How fast bytes may be moved, shared with other connections; null for as fast as they can. Before connecting.
+  void setRateLimit(const std::shared_ptr<streams::RateLimit>& rateLimit) { _rateLimit = rateLimit; }
+  // What the system has said when "Error while reading" was reported; nil before.
+  const Ref<NSError>& readError() const { return _readError; }
   // Moves bytes from the file to the server while there is room.
   void handleHasSpaceAvailableForStream(const Ref<NSStream>& stream) override;
 
@@ -61,12 +74,18 @@ class TelvoUploadFTPStreamData : public TelvoAbstractFTPStreamData {
   void abandonTransfer() override;
 
  private:
+  bool mayMove();
+  void noteMoved(NSInteger size);
   bool pump();
   NSInteger moveDirectly();
   NSInteger readFile();
   NSInteger writeBuffer(NSInteger size);
 
   bool _readFailed = false;
+  Ref<NSError> _readError;
+  std::shared_ptr<streams::RateLimit> _rateLimit;
+  NSUInteger _allowance = 0;  // how many bytes may be moved in this step
+  Ref<NSTimer> _pause;        // until the rate limit leaves something to be moved
 };
 
 // Two further kinds of FTP connection, of which nothing is made yet.

@@ -1,0 +1,91 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "foundation/collections/NSDictionary.h"
+#include "foundation/events/NSTimer.h"
+#include "streams/ByteProgress.h"
+#include "streams/ItemOutcome.h"
+#include "streams/RateLimit.h"
+#include "streams/RetryQueue.h"
+#include "streams/SentItems.h"
+#include "streams/TelvoFTPData.h"
+#include "streams/UploadOptions.h"
+
+class NSNumber;
+
+// An upload job for owners that ask for more than the usual (streams::UploadOptions): it keeps track of what becomes of
+// each item. Where an option is not set, it does what the usual job does, except that it never stalls.
+//
+// The records of its progress have further entries. With reportsOutcomes: "Outcome" ("sent", "removed", "failed", or
+// "skipped" when nothing could be tried) and, when the item has not arrived, "Error", a text, and "ErrorCode", the
+// server's reply code or 0; "WillRetry", true, when the item is tried again later, which gives another record with the
+// same "Nth"; "Aborted", true, when the run ends with the item because nobody can be reached or logged in to. An item
+// that is removed has "IsRemoval", true. A dry run has one record an item, with "Outcome" "planned" and "Reason", which
+// is "new", "changed" or "gone".
+//
+// With reportsBytes it posts "TelvoFTPDataBytesNotification" at most four times a second, with "LocalPath",
+// "Nth", "BytesSent" and "BytesTotal" of the item and "RunBytesSent" and "RunBytesTotal" of the run.
+class TelvoTrackedFTPData : public TelvoFTPData {
+  NS_OBJECT(TelvoTrackedFTPData, TelvoFTPData)
+
+ public:
+  explicit TelvoTrackedFTPData(streams::UploadOptions options);
+  ~TelvoTrackedFTPData() override;
+
+  static Ref<TelvoTrackedFTPData> ftpDataWithOptions(const streams::UploadOptions& options);
+
+  // What has arrived so far is in the cached-information file when this returns.
+  void stop() override;
+  Ref<NSDictionary> currentInfo() const override;
+  bool isMore() const override;
+
+ protected:
+  void scan(const Ref<NSString>& localPath, const Ref<NSString>& remoteDirectory) override;
+  void filterUploadInfoUsingCachedInfo() override;
+  void writeCachedInfo(const Ref<NSString>& path) override;
+  bool isLeftOut(const Ref<NSString>& localPath) const override;
+  void sendItems() override;
+  void sendItem(const Ref<TelvoUploadFTPStreamData>& stream) override;
+  void streamDataEnded(const id& stream) override;
+  void moveOn() override;
+
+ private:
+  void streamData_errorOccurred(const id& stream, const id& error);
+  void streamDataConnectionTerminated(const id& stream);
+  void streamData_uploadedBytes(const id& stream, const Ref<NSNumber>& bytes);
+
+  void planWithRemovals();
+  void expectBytes();
+  void tellPlan();
+  void keepSaving();
+  void endSaving();
+  void makeRemoteDirectory();
+  void waitForRetry();
+  bool isHostUsable() const;
+  Ref<NSDictionary> record() const;
+  Ref<NSString> temporaryName() const;
+  std::vector<NSDictionary::Entry> parametersOfItem(const Ref<NSString>& temporaryName) const;
+  void run(TelvoUploadFTPStreamData& stream, const std::vector<NSDictionary::Entry>& item);
+  void settle();
+  bool isWorthRetrying() const;
+  bool isInFailedFolder() const;
+  void addOutcome(NSMutableDictionary& info) const;
+  Ref<NSString> reason() const;
+
+  const streams::UploadOptions _options;
+  Ref<NSString> _sourcePath;
+  streams::SentItems _sentItems;
+  streams::RetryQueue _retries;
+  streams::ByteProgress _bytes;
+  std::shared_ptr<streams::RateLimit> _rateLimit;
+  Ref<NSTimer> _saving;
+
+  streams::ItemOutcome _outcome;  // of the item at index(), as far as it is known
+  bool _willRetry = false;        // the item at index()
+  bool _aborted = false;
+  bool _isThrough = false;                       // every item has been tried once
+  bool _makesRemoteDirectory = false;            // right now
+  streams::ItemOutcome _remoteDirectoryOutcome;  // of its making
+};

@@ -1,0 +1,109 @@
+#include "streams/UploadRecord.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+#include "foundation/Foundation.h"
+
+namespace streams {
+
+namespace {
+
+Ref<NSString> textForKey(const NSDictionary& record, const Ref<NSString>& key) {
+  const auto text = as<NSString>(record.objectForKey(key));
+  return text ? text : ""_ns;
+}
+
+bool boolForKey(const NSDictionary& record, const Ref<NSString>& key) {
+  const auto number = as<NSNumber>(record.objectForKey(key));
+  return number && number->boolValue();
+}
+
+// The cached-information file keeps whole seconds.
+double secondsOf(const NSDictionary& record) {
+  const auto date = as<NSDate>(record.objectForKey("ModificationDate"_ns));
+  return date ? std::floor(date->timeIntervalSince1970()) : -HUGE_VAL;
+}
+
+// The texts of a record that XML may not be able to hold, each with the key of the data that stands in for it.
+const auto& pathKeys() {
+  static const std::array<std::pair<Ref<NSString>, Ref<NSString>>, 2> keys{
+      {{"LocalPath"_ns, "LocalPathData"_ns}, {"RemoteDirectory"_ns, "RemoteDirectoryData"_ns}}};
+  return keys;
+}
+
+bool isHeldByXML(const NSString& text) {
+  const std::u16string_view units = text.units();
+  for (std::size_t index = 0; index < units.size(); ++index) {
+    const char16_t unit = units[index];
+    // A carriage return would be read as a line feed.
+    if (unit < 0x20 && unit != u'\t' && unit != u'\n') return false;
+    if (unit < 0xD800) continue;
+    if (unit >= 0xFFFE || (unit >= 0xDC00 && unit < 0xE000)) return false;
+    if (unit >= 0xE000) continue;
+    const bool isPair = index + 1 < units.size() && units[index + 1] >= 0xDC00 && units[index + 1] < 0xE000;
+    if (!isPair) return false;
+    ++index;
+  }
+  return true;
+}
+
+}  // namespace
+
+Ref<NSString> localPathOf(const NSDictionary& record) { return textForKey(record, "LocalPath"_ns); }
+
+Ref<NSString> remoteDirectoryOf(const NSDictionary& record) { return textForKey(record, "RemoteDirectory"_ns); }
+
+Ref<NSString> remotePathOf(const NSDictionary& record) {
+  return remoteDirectoryOf(record)->stringByAppendingPathComponent(localPathOf(record)->lastPathComponent());
+}
+
+bool isDirectory(const NSDictionary& record) { return boolForKey(record, "IsDirectory"_ns); }
+
+bool isRemoval(const NSDictionary& record) { return boolForKey(record, "IsRemoval"_ns); }
+
+bool isSameState(const NSDictionary& left, const NSDictionary& right) {
+  if (isDirectory(left) != isDirectory(right)) return false;
+  if (!localPathOf(left)->isEqualToString(localPathOf(right))) return false;
+  if (!remoteDirectoryOf(left)->isEqualToString(remoteDirectoryOf(right))) return false;
+  // A file without a date is in no state that another could be in as well.
+  return isDirectory(left) || (std::isfinite(secondsOf(left)) && secondsOf(left) == secondsOf(right));
+}
+
+Ref<NSDictionary> removalOf(const Ref<NSDictionary>& record) {
+  const auto removal = NSMutableDictionary::dictionaryWithDictionary(record);
+  removal->setObject_forKey(NSNumber::numberWithBool(true), "IsRemoval"_ns);
+  return removal;
+}
+
+Ref<NSDictionary> withoutDate(const Ref<NSDictionary>& record) {
+  const auto undated = NSMutableDictionary::dictionaryWithDictionary(record);
+  undated->removeObjectForKey("ModificationDate"_ns);
+  return undated;
+}
+
+Ref<NSDictionary> recordForFile(const Ref<NSDictionary>& record) {
+  Ref<NSMutableDictionary> complete;
+  for (const auto& [textKey, dataKey] : pathKeys()) {
+    const auto text = textForKey(*record, textKey);
+    if (isHeldByXML(*text)) continue;
+    if (!complete) complete = NSMutableDictionary::dictionaryWithDictionary(record);
+    complete->setObject_forKey(NSData::dataWithBytes(text->UTF8String()), dataKey);
+  }
+  return complete ? Ref<NSDictionary>(complete) : record;
+}
+
+Ref<NSDictionary> recordFromFile(const Ref<NSDictionary>& record) {
+  Ref<NSMutableDictionary> complete;
+  for (const auto& [textKey, dataKey] : pathKeys()) {
+    const auto data = as<NSData>(record->objectForKey(dataKey));
+    if (!data) continue;
+    if (!complete) complete = NSMutableDictionary::dictionaryWithDictionary(record);
+    complete->setObject_forKey(NSString::stringWithUTF8String(data->view()), textKey);
+    complete->removeObjectForKey(dataKey);
+  }
+  return complete ? Ref<NSDictionary>(complete) : record;
+}
+
+}  // namespace streams
