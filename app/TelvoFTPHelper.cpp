@@ -1,5 +1,6 @@
 #include "app/TelvoFTPHelper.h"
 
+#include "app/CommandLine.h"
 #include "appkit/NSApplication.h"
 #include "appkit/NSWorkspace.h"
 #include "categories/NSDictionary+Telvo.h"
@@ -8,6 +9,7 @@
 #include "foundation/notifications/NSNotification.h"
 #include "foundation/preferences/NSUserDefaults.h"
 #include "streams/TelvoFTPData.h"
+#include "streams/TelvoTrackedFTPData.h"
 
 namespace {
 
@@ -16,8 +18,15 @@ constexpr NSTimeInterval terminationDelay = 30.0;
 constexpr NSUInteger terminateNow = 1;
 
 const Ref<NSString>& progressNotification() { return "TelvoFTPDataProgressNotification"_ns; }
+const Ref<NSString>& bytesNotification() { return "TelvoFTPDataBytesNotification"_ns; }
 const Ref<NSString>& progressDistributedNotification() { return "TelvoFTPHelperProgressDistributedNotification"_ns; }
+const Ref<NSString>& bytesDistributedNotification() { return "TelvoFTPHelperBytesDistributedNotification"_ns; }
+const Ref<NSString>& readyDistributedNotification() { return "TelvoFTPHelperReadyDistributedNotification"_ns; }
 const Ref<NSString>& stopDistributedNotification() { return "TelvoFTPHelperStopDistributedNotification"_ns; }
+
+Ref<TelvoFTPData> jobWithOptions(const streams::UploadOptions& options) {
+  return options.isUsualUpload() ? TelvoFTPData::ftpData() : TelvoTrackedFTPData::ftpDataWithOptions(options);
+}
 
 }  // namespace
 
@@ -29,6 +38,7 @@ Class TelvoFTPHelper::classObject() {
           method("applicationDidFinishLaunching:"_sel, &TelvoFTPHelper::applicationDidFinishLaunching),
           method("applicationShouldTerminate:"_sel, &TelvoFTPHelper::applicationShouldTerminate),
           method("uploadProgress:"_sel, &TelvoFTPHelper::uploadProgress),
+          method("uploadBytes:"_sel, &TelvoFTPHelper::uploadBytes),
           method("shouldStop:"_sel, &TelvoFTPHelper::shouldStop),
           method("someAppTerminated:"_sel, &TelvoFTPHelper::someAppTerminated),
           method("sessionEnded:"_sel, &TelvoFTPHelper::sessionEnded),
@@ -60,7 +70,9 @@ void TelvoFTPHelper::applicationDidFinishLaunching(const Ref<NSNotification>&) {
   const auto username = defaults->stringForKey("username"_ns);
   const auto password = defaults->stringForKey("password"_ns);
   const auto cachedInfoPath = defaults->stringForKey("cachedInfoPath"_ns);
+  setLaunchParameters(LaunchParameters::from(*defaults));
   debugWithFormat("helper launched for %@"_ns, sourcePath);
+  for (const auto& complaint : launchParameters().complaints) debugWithFormat("%@"_ns, complaint);
   const auto workspaceCenter = NSWorkspace::sharedWorkspace()->notificationCenter();
   workspaceCenter->addObserver_selector_name_object(self(), "someAppTerminated:"_sel,
                                                     NSWorkspaceDidTerminateApplicationNotification(), nil);
@@ -87,14 +99,20 @@ void TelvoFTPHelper::uploadPath_toHost_username_password_cachedInfoPath(const Re
                                                                         const Ref<NSString>& password,
                                                                         const Ref<NSString>& cachedInfoPath) {
   debugWithFormat("starting upload of %@"_ns, localPath);
-  setFtpData(TelvoFTPData::ftpData());
+  const streams::UploadOptions& options = launchParameters().options;
+  setFtpData(jobWithOptions(options));
   NSNotificationCenter::defaultCenter()->addObserver_selector_name_object(self(), "uploadProgress:"_sel,
                                                                           progressNotification(), ftpData());
   NSDistributedNotificationCenter::defaultCenter()->addObserver_selector_name_object(
       self(), "shouldStop:"_sel, stopDistributedNotification(), notificationIdentifier());
-  // The server's root: the item lands directly in it.
+  if (options.reportsBytes) {
+    NSNotificationCenter::defaultCenter()->addObserver_selector_name_object(self(), "uploadBytes:"_sel,
+                                                                            bytesNotification(), ftpData());
+  }
+  if (launchParameters().announces) announce();
+  // Usually the server's root: the item lands directly in it.
   ftpData()->uploadPath_toHost_directory_username_password_cachedInfoPath_debugMode(
-      localPath, host, "/"_ns, username, password, cachedInfoPath, debugMode());
+      localPath, host, options.remoteDirectory, username, password, cachedInfoPath, debugMode());
 }
 
 void TelvoFTPHelper::stop() {
@@ -107,10 +125,24 @@ void TelvoFTPHelper::uploadProgress(const Ref<NSNotification>& notification) {
   const Ref<NSDictionary> record = notification->userInfo();
   const auto percent = record ? as<NSNumber>(record->objectForKey("Percent"_ns)) : Ref<NSNumber>();
   debugWithFormat("progress: %d%%"_ns, percent ? percent->integerValue() : 0);
-  NSDistributedNotificationCenter::defaultCenter()->postNotificationName_object_userInfo_deliverImmediately(
-      progressDistributedNotification(), notificationIdentifier(), record, true);
+  post(progressDistributedNotification(), record);
   if (telvo_boolForKey(record, "IsMore"_ns)) return;
   performSelector_withObject_afterDelay("terminateApp"_sel, nil, terminationDelay);
+}
+
+void TelvoFTPHelper::uploadBytes(const Ref<NSNotification>& notification) {
+  post(bytesDistributedNotification(), notification->userInfo());
+}
+
+// Stop requests and the owner's quit are heard from here on.
+void TelvoFTPHelper::announce() {
+  post(readyDistributedNotification(),
+       NSDictionary::dictionaryWithObject_forKey(NSString::stringWithUTF8String(helperVersion()), "Version"_ns));
+}
+
+void TelvoFTPHelper::post(const Ref<NSString>& name, const Ref<NSDictionary>& userInfo) const {
+  NSDistributedNotificationCenter::defaultCenter()->postNotificationName_object_userInfo_deliverImmediately(
+      name, notificationIdentifier(), userInfo, true);
 }
 
 void TelvoFTPHelper::shouldStop(const Ref<NSNotification>&) {

@@ -3,10 +3,12 @@
 #include <utility>
 #include <vector>
 
+#include "app/LaunchParameters.h"
 #include "foundation/runtime/NSObject.h"
 #include "foundation/text/NSFormat.h"
 #include "foundation/text/NSString.h"
 
+class NSDictionary;
 class NSNotification;
 class TelvoFTPData;
 
@@ -34,6 +36,8 @@ class TelvoFTPHelper : public NSObject {
 
   // Relays the job's progress to the owner; after the last record, ends the process 30 seconds later.
   void uploadProgress(const Ref<NSNotification>& notification);
+  // Relays the job's progress inside a file.
+  void uploadBytes(const Ref<NSNotification>& notification);
   // The owner's stop request.
   void shouldStop(const Ref<NSNotification>& notification);
   // An application has quit: when it is the owner, so does the helper.
@@ -50,6 +54,9 @@ class TelvoFTPHelper : public NSObject {
   // Under which progress is posted and stop requests are accepted; nil: for anybody and from anybody.
   const Ref<NSString>& notificationIdentifier() const { return _notificationIdentifier; }
   void setNotificationIdentifier(const Ref<NSString>& identifier) { _notificationIdentifier = identifier; }
+  // What the owner asks for beyond the usual; nothing at first.
+  const LaunchParameters& launchParameters() const { return _launchParameters; }
+  void setLaunchParameters(const LaunchParameters& parameters) { _launchParameters = parameters; }
   const Ref<TelvoFTPData>& ftpData() const { return _ftpData; }
   void setFtpData(const Ref<TelvoFTPData>& ftpData);
 
@@ -61,10 +68,13 @@ class TelvoFTPHelper : public NSObject {
 
  private:
   void appQuit(const Ref<NSString>& identifier);
+  void announce();
+  void post(const Ref<NSString>& name, const Ref<NSDictionary>& userInfo) const;
   static void logLine(const Ref<NSString>& format, const std::vector<NSFormatArgument>& arguments);
 
   bool _debugMode = false;
   Ref<NSString> _ownerBundleIdentifier;
   Ref<NSString> _notificationIdentifier;
+  LaunchParameters _launchParameters;
   Ref<TelvoFTPData> _ftpData;
 };

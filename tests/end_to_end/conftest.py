@@ -64,6 +64,14 @@ def server(request):
         print(running.output()[-20000:])
 
 
+@pytest.fixture(params=[servers.Vsftpd, servers.PureFTPd, servers.ProFTPD], ids=lambda kind: kind.name)
+def installed_server(request):
+    """Each of the servers that most people use."""
+    with request.param() as running:
+        yield running
+        print(running.output()[-20000:])
+
+
 @pytest.fixture
 def any_server():
     """One real server, for tests in which it does not matter which."""
