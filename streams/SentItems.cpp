@@ -32,6 +32,7 @@ bool SentItems::isAt(std::size_t index, const NSString& remotePath) const {
 
 // Among what was read; whatever this run has sent it sends once only.
 std::size_t SentItems::find(const NSDictionary& record) const {
+  if (positions_.empty()) return nothing;
   const auto place = remotePathOf(record);
   if (next_ < positions_.size() && isAt(next_, *place)) return next_++;
   const auto lower = std::lower_bound(positions_.begin(), positions_.end(), place->hash(),

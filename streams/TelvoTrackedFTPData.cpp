@@ -145,6 +145,7 @@ void TelvoTrackedFTPData::expectBytes() {
 void TelvoTrackedFTPData::sendItems() {
   if (_options.isDryRun) return tellPlan();
   keepSaving();
+  _isHostUsable = isHostUsable();
   makeRemoteDirectory();
   TelvoFTPData::sendItems();
 }
@@ -171,7 +172,7 @@ void TelvoTrackedFTPData::makeRemoteDirectory() {
   for (const id& component : *components) {
     const auto name = as<NSString>(component);
     if (name->isEqualToString("/"_ns)) continue;
-    if (!isWorking() || !isHostUsable() || _remoteDirectoryOutcome.error) return;
+    if (!isWorking() || !_isHostUsable || _remoteDirectoryOutcome.error) return;
     _makesRemoteDirectory = true;
     const auto stream = TelvoUploadFTPStreamData::streamData();
     setStreamData(stream);
@@ -199,7 +200,7 @@ void TelvoTrackedFTPData::sendItem(const Ref<TelvoUploadFTPStreamData>& stream) 
   waitForRetry();
   if (!isWorking() && _isThrough) {
     _outcome = failureWithText("The upload was stopped."_ns);
-  } else if (!isHostUsable()) {
+  } else if (!_isHostUsable) {
     _outcome = failureWithText("There is no host of that name."_ns);
     _outcome.endsRun = true;
   } else if (_remoteDirectoryOutcome.endsRun) {
@@ -207,7 +208,7 @@ void TelvoTrackedFTPData::sendItem(const Ref<TelvoUploadFTPStreamData>& stream) 
   }
   if (!isWorking() || _outcome.error) return streamDataEnded(nil);
   _outcome = failureWithText(nil);
-  _bytes.beginItem(sizeOfFile(*record()));
+  if (_options.reportsBytes) _bytes.beginItem(sizeOfFile(*record()));
   const auto temporary = temporaryName();
   if (!temporary) _sentItems.willReplace(*record());
   run(*stream, parametersOfItem(temporary));

@@ -84,6 +84,7 @@ class TelvoTrackedFTPData : public TelvoFTPData {
 
   streams::ItemOutcome _outcome;  // of the item at index(), as far as it is known
   bool _willRetry = false;        // the item at index()
+  bool _isHostUsable = false;
   bool _aborted = false;
   bool _isThrough = false;                       // every item has been tried once
   bool _makesRemoteDirectory = false;            // right now
