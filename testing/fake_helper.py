@@ -75,8 +75,9 @@ def odd_messages():
     post("Progress", {"LocalPath": GLib.Variant("s", "of another token"), "IsMore": GLib.Variant("b", False)}, "other")
     connection.emit_signal(None, PATH, INTERFACE, "Posted", GLib.Variant("(ss)", (OWN % "Progress", token)))
     post("Weather", {"IsMore": GLib.Variant("b", False)})
-    post("Progress", {"LocalPath": GLib.Variant("x", 7), "Nth": GLib.Variant("s", "many"), "Total": GLib.Variant("x", -1),
-                      "IsMore": GLib.Variant("b", True), "Outcome": GLib.Variant("s", "melted")})
+    post("Progress", {"LocalPath": GLib.Variant("x", 7), "Nth": GLib.Variant("s", "many"),
+                      "Total": GLib.Variant("x", -1), "IsMore": GLib.Variant("b", True),
+                      "Outcome": GLib.Variant("s", "melted")})
     item(2, 2)
 
 

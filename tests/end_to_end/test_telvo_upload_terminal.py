@@ -138,7 +138,7 @@ def test_ctrl_c_stops_at_once_without_a_session_bus(open_terminal, environment, 
 def asking(open_terminal, tool_path, scripted, small_tree):
     """A terminal on which the password is asked for."""
     terminal = open_terminal(80)
-    terminal.run(tool_path, small_tree.path, f"telvo@{scripted.address}")
+    terminal.run(tool_path, "--no-cache", small_tree.path, f"telvo@{scripted.address}")
     terminal.wait_for("Password for telvo@")
     processes.wait_until(lambda: not terminal.echoes(), what="the end of the echo")
     return terminal
@@ -147,7 +147,7 @@ def asking(open_terminal, tool_path, scripted, small_tree):
 def test_the_password_is_not_shown(asking, scripted):
     asking.type(scripted.password)
     asking.press("Enter")
-    asking.wait_for("3 over")
+    asking.wait_for("3 sent")
     assert scripted.password not in asking.text()
     assert len(scripted.files) == 2
 
@@ -163,7 +163,7 @@ def test_ctrl_z_at_the_question_gives_the_shell_its_echo_and_the_question_its_si
     processes.wait_until(lambda: not asking.echoes(), what="the end of the echo")
     asking.type(scripted.password)
     asking.press("Enter")
-    asking.wait_for("3 over")
+    asking.wait_for("3 sent")
     assert scripted.password not in asking.text()
     processes.wait_until(asking.echoes, what="the shell's echo")
 

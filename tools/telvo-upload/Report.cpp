@@ -76,7 +76,6 @@ void Report::tellSummary() const {
   add(progress_.count(Outcome::planned), " to send");
   add(progress_.count(Outcome::planned, true), " to remove");
   add(progress_.count(Outcome::sent), " sent");
-  add(progress_.count(Outcome::unknown), " over (what has arrived is not told)");
   add(progress_.count(Outcome::removed, true), " removed");
   if (!text.empty()) std::puts((text + ".").c_str());
   std::fflush(stdout);
@@ -99,6 +98,7 @@ void Report::tellEnding(telvo::Ending ending, Verdict verdict) const {
   }
   if (verdict == Verdict::loginRefused) return complain("the server refused the login; nothing more was tried");
   if (verdict == Verdict::notReached) return complain("the server was not reached; nothing more was tried");
+  if (verdict == Verdict::unknown) return complain("this helper does not tell what has arrived");
   if (ending == telvo::Ending::helperEnded) complain("the helper ended before the upload did");
   if (ending == telvo::Ending::busLost) complain("the bus is gone, and with it any word of the upload");
   const bool tells = output_ == Output::usual || output_ == Output::verbose;
@@ -107,6 +107,6 @@ void Report::tellEnding(telvo::Ending ending, Verdict verdict) const {
 
 int statusFor(Verdict verdict) {
   // In the order of the verdicts.
-  constexpr std::array statuses = {0, 1, 3, 4, 130, 0};
+  constexpr std::array statuses = {0, 1, 3, 4, 130, 1};
   return statuses.at(static_cast<std::size_t>(verdict));
 }

@@ -1,4 +1,4 @@
-// telvo-upload: uploads a file or folder tree to an FTP server through the helper, and tells how far it is.
+// telvo-upload: uploads a file or folder tree to an FTP server through the helper, and tells what has arrived.
 
 #include <csignal>
 #include <cstdio>
