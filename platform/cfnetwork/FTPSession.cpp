@@ -52,6 +52,7 @@ void FTPSession::tellReady() {
 
 void FTPSession::connectionDidLogIn() {
   const auto keptAlive = shared_from_this();
+  hasLoggedIn_ = true;
   advance();
 }
 

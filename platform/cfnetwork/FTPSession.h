@@ -53,6 +53,8 @@ class FTPSession : public std::enable_shared_from_this<FTPSession>,
   Progress progress() const;
   Standing standing() const { return standing_; }
   bool isOver() const { return connection_->isClosed(); }
+  // Whether it ever got through the login.
+  bool hasLoggedIn() const { return hasLoggedIn_; }
   // Over, but not because of close() or quit().
   bool isLost() const { return isLost_; }
   // Whether the server has given different ports for different data connections; also true where that does not matter.
@@ -93,6 +95,7 @@ class FTPSession : public std::enable_shared_from_this<FTPSession>,
   User* user_ = nullptr;
   Need need_ = Need::Nothing;
   Standing standing_;
+  bool hasLoggedIn_ = false;
   bool isLost_ = false;
   bool extendedPassive_ = true;
   bool extendedActive_ = true;

@@ -132,13 +132,22 @@ void FTPWriteStream::sessionIsReady() {
 void FTPWriteStream::sessionDidFail(const Ref<NSError>& error, Loss loss) {
   const Ref<NSStream> keptAlive(this);
   // Before the command has left, it does not matter how the session was lost.
+  const bool isPreparing = phase_ == Phase::Preparing;
   const bool isNotBegun =
-      session_->isOver() && (phase_ == Phase::Preparing || loss == Loss::ClosedByServer) && phase_ != Phase::Renaming;
-  isNotBegun&& maySendAgain() ? sendAgain() : endWithError(error);
+      session_->isOver() && (isPreparing || loss == Loss::ClosedByServer) && phase_ != Phase::Renaming;
+  // A server that has let somebody in and then closes may be short of something, a free port for example, just now.
+  const bool isPassing = isPreparing && loss == Loss::ClosedByServer && session_->hasLoggedIn();
+  if (isNotBegun && maySendAgain(isPassing ? Chance::Good : Chance::OnlyIfKept)) {
+    sendAgain();
+  } else {
+    endWithError(error);
+  }
 }
 
 // A session that was there before this item may have been dead for a while, unnoticed; one that was made for it not.
-bool FTPWriteStream::maySendAgain() const { return !isNewSession_ && timesSentAgain_ < mostTimesSentAgain; }
+bool FTPWriteStream::maySendAgain(Chance chance) const {
+  return (chance == Chance::Good || !isNewSession_) && timesSentAgain_ < mostTimesSentAgain;
+}
 
 void FTPWriteStream::sendAgain() {
   ++timesSentAgain_;
@@ -263,7 +272,11 @@ void FTPWriteStream::noteTaken(std::size_t size) {
 void FTPWriteStream::transferDidEnd(FTPTransfer::Result result, const Ref<NSError>& error) {
   const Ref<NSStream> keptAlive(this);
   if (result == FTPTransfer::Result::Stored) return item_.temporaryPath.empty() ? letGo() : rename();
-  result == FTPTransfer::Result::NotBegun&& maySendAgain() ? sendAgain() : endWithError(error);
+  if (result == FTPTransfer::Result::NotBegun && maySendAgain(Chance::OnlyIfKept)) {
+    sendAgain();
+  } else {
+    endWithError(error);
+  }
 }
 
 // The server has all of the file, under its temporary name.

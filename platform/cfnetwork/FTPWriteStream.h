@@ -61,6 +61,8 @@ class FTPWriteStream : public NSOutputStream,
  private:
   using Loss = cfnetwork::FTPConnection::Loss;
   using Need = cfnetwork::FTPSession::Need;
+  // Whether another try with a new session is worth it: only when the last one was not new, or in any case.
+  enum class Chance { OnlyIfKept, Good };
   enum class Phase { Idle, Preparing, OnErrand, ErrandDone, Transferring, Renaming, Over };
 
   void sessionIsReady() override;
@@ -73,7 +75,7 @@ class FTPWriteStream : public NSOutputStream,
   void runErrand();
   void errandDone(const Ref<NSError>& error);
   void storeFile();
-  bool maySendAgain() const;
+  bool maySendAgain(Chance chance) const;
   void sendAgain();
   void proceed();
   bool sendKept();
