@@ -208,8 +208,6 @@ INSTANTIATE_TEST_SUITE_P(Beginning, FTPWriteStreamFault,
 // On the way to a data connection: STOR is not sent, and what is on the server stays what it was.
 std::vector<Fault> faultsOfPreparing() {
   return {
-      {"end at EPSV", "EPSV", dropControl(), 0, "", kCFURLErrorNetworkConnectionLost, smallSize, true},
-      {"421 at EPSV", "EPSV", then(reply("421 Bye."), dropControl()), 421, "Bye.", 0, smallSize, true},
       {"no reply to EPSV", "EPSV", stall(), 0, "", kCFURLErrorTimedOut, smallSize, true},
       {"garbage to EPSV", "EPSV", reply("what?"), 0, "", kCFURLErrorBadServerResponse, smallSize, true},
       {"reply of another command to EPSV", "EPSV", reply("226 Stored."), 0, "", kCFURLErrorBadServerResponse, smallSize,

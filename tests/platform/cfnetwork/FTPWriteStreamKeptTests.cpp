@@ -13,6 +13,29 @@ namespace {
 using namespace scripted;
 using scripted::send;  // not the system's
 
+// New connections.
+
+TEST(FTPWriteStreamKept, AConnectionThatIsClosedWhenAPortIsAskedForIsReplacedUnseenTwice) {
+  const std::vector<std::pair<std::string, Action>> faults{
+      {"end", dropControl()},
+      {"421", then(reply("421 No port is free."), dropControl())},
+  };
+  for (const auto& [name, fault] : faults) {
+    SCOPED_TRACE(name);
+    ScriptedFTPServer server;
+    server.on("EPSV", fault);
+    expectStored(server, "/item", "content");
+    EXPECT_EQ(server.sessions(), 2U);
+
+    ScriptedFTPServer other;
+    other.always("EPSV", fault);
+    Upload upload(other, "/item", "content");
+    upload.run();
+    EXPECT_TRUE(upload.error);
+    EXPECT_EQ(other.sessions(), 3U);
+  }
+}
+
 // Kept connections.
 
 TEST(FTPWriteStreamKept, ADeadConnectionIsReplacedUnseen) {
