@@ -34,6 +34,7 @@ bool foundation::startBackgroundThread(std::function<void()> body) {
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
   pthread_attr_destroy(&attributes);
   // The thread has it now.
-  if (started) [[maybe_unused]] auto* const handedOver = argument.release();
+  if (started) [[maybe_unused]]
+    auto* const handedOver = argument.release();
   return started;
 }

@@ -314,7 +314,8 @@ TEST_F(NSUserDefaultsTest, ProcessesThatWriteAtTheSameTimeLoseNothing) {
     for (int key = 0; key < keys; ++key) {
       defaults->setInteger_forKey(process, NSString::stringWithFormat("%d-%d"_ns, process, key));
     }
-    // On a slow disk another process may have kept the lock for longer than one waits; what is kept then is written now.
+    // On a slow disk another process may have kept the lock for longer than one waits; what is kept then is written
+    // now.
     while (!defaults->synchronize()) continue;
     _exit(0);
   }
