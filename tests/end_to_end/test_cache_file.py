@@ -55,8 +55,7 @@ def test_a_device_or_a_file_of_the_system_means_no_cache(owner, small_tree, scri
 
 
 def test_a_block_device_is_neither_read_nor_written(owner, small_tree, scripted, tmp_path):
-    if os.geteuid() != 0:
-        pytest.skip("makes a device")
+    processes.require_root("a device")
     disk = tmp_path / "disk"
     # What it begins with would be a cache.
     content = plistlib.dumps([]).ljust(MEGABYTE, b" ")

@@ -15,7 +15,10 @@ AS_USER = ["setpriv", f"--reuid={USER}", f"--regid={USER}", "--clear-groups", "-
            "--ambient-caps=+dac_override"]
 MEGABYTE = 1 << 20
 
-needs_root = pytest.mark.skipif(os.geteuid() != 0, reason="takes on another user")
+
+@pytest.fixture
+def root():
+    processes.require_root("another user")
 
 
 def test_descriptors_that_are_closed_are_opened_to_nothing(owner, scripted, small_tree):
@@ -92,7 +95,7 @@ def ended_or_uploaded(helper):
     return helper.process.returncode
 
 
-@needs_root
+@pytest.mark.usefixtures("root")
 def test_without_threads_it_ends_in_an_error(owner, scripted, small_tree):
     outcomes = []
     for limit in range(1, 8):
@@ -131,7 +134,7 @@ def test_a_plan_that_does_not_fit_into_memory_ends_in_an_error(owner, scripted, 
     assert helper.error_output().splitlines()[-1] == "TelvoFTPHelper: out of memory"
 
 
-@needs_root
+@pytest.mark.usefixtures("root")
 def test_others_of_the_same_user_cannot_look_into_it(owner, scripted, small_tree):
     scripted.on("STOR", scripts.silence)
     helper = owner.launch(small_tree.path, scripted, prefix=AS_USER)
@@ -198,8 +201,7 @@ def test_a_cache_under_a_write_lease_is_waited_for(owner, scripted, small_tree, 
 
 def test_a_folder_that_hangs_does_not_keep_it_from_ending(owner, scripted, tmp_path):
     """On a mount whose server does not answer any more."""
-    if os.geteuid() != 0 or not os.path.exists("/dev/fuse"):
-        pytest.skip("needs root and /dev/fuse")
+    processes.require_root("a file system of its own")
     source = tmp_path / "Mounted"
     source.mkdir()
     program = os.path.join(os.path.dirname(processes.__file__), "hanging_mount.py")
