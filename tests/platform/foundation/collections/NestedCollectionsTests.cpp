@@ -108,7 +108,7 @@ std::size_t differentHashes(const MakeRecord& makeRecord) {
   std::vector<NSUInteger> hashes;
   for (NSInteger number = 0; number < 1000; ++number) hashes.push_back(makeRecord(number)->hash());
   std::ranges::sort(hashes);
-  return static_cast<std::size_t>(std::ranges::unique(hashes).begin() - hashes.begin());
+  return static_cast<std::size_t>(std::unique(hashes.begin(), hashes.end()) - hashes.begin());
 }
 
 TEST(NestedCollection, HashTellsContentsApart) {
