@@ -58,7 +58,7 @@ TelvoFTPHelper::~TelvoFTPHelper() {
   setFtpData(nil);
 }
 
-void TelvoFTPHelper::setFtpData(const Ref<TelvoFTPData>& ftpData) { _ftpData = ftpData; }
+void TelvoFTPHelper::setFtpData(const Ref<TelvoFTPData>& ftpData) { ftpData_ = ftpData; }
 
 void TelvoFTPHelper::applicationDidFinishLaunching(const Ref<NSNotification>&) {
   const auto defaults = NSUserDefaults::standardUserDefaults();

@@ -46,24 +46,24 @@ class TelvoFTPHelper : public NSObject {
   void sessionEnded(const Ref<NSNotification>& notification);
   void terminateApp();
 
-  bool debugMode() const { return _debugMode; }
-  void setDebugMode(bool debugMode) { _debugMode = debugMode; }
+  bool debugMode() const { return debugMode_; }
+  void setDebugMode(bool debugMode) { debugMode_ = debugMode; }
   // The owner's bundle identifier; its quit ends the helper.
-  const Ref<NSString>& ownerBundleIdentifier() const { return _ownerBundleIdentifier; }
-  void setOwnerBundleIdentifier(const Ref<NSString>& identifier) { _ownerBundleIdentifier = identifier; }
+  const Ref<NSString>& ownerBundleIdentifier() const { return ownerBundleIdentifier_; }
+  void setOwnerBundleIdentifier(const Ref<NSString>& identifier) { ownerBundleIdentifier_ = identifier; }
   // Under which progress is posted and stop requests are accepted; nil: for anybody and from anybody.
-  const Ref<NSString>& notificationIdentifier() const { return _notificationIdentifier; }
-  void setNotificationIdentifier(const Ref<NSString>& identifier) { _notificationIdentifier = identifier; }
+  const Ref<NSString>& notificationIdentifier() const { return notificationIdentifier_; }
+  void setNotificationIdentifier(const Ref<NSString>& identifier) { notificationIdentifier_ = identifier; }
   // What the owner asks for beyond the usual; nothing at first.
-  const LaunchParameters& launchParameters() const { return _launchParameters; }
-  void setLaunchParameters(const LaunchParameters& parameters) { _launchParameters = parameters; }
-  const Ref<TelvoFTPData>& ftpData() const { return _ftpData; }
+  const LaunchParameters& launchParameters() const { return launchParameters_; }
+  void setLaunchParameters(const LaunchParameters& parameters) { launchParameters_ = parameters; }
+  const Ref<TelvoFTPData>& ftpData() const { return ftpData_; }
   void setFtpData(const Ref<TelvoFTPData>& ftpData);
 
   // Writes a line to the system log in debug mode; otherwise nothing, and the arguments are not even formatted.
   template <class... Arguments>
   void debugWithFormat(const Ref<NSString>& format, const Arguments&... arguments) const {
-    if (_debugMode) logLine(format, {NSFormatArgument(arguments)...});
+    if (debugMode_) logLine(format, {NSFormatArgument(arguments)...});
   }
 
  private:
@@ -72,9 +72,9 @@ class TelvoFTPHelper : public NSObject {
   void post(const Ref<NSString>& name, const Ref<NSDictionary>& userInfo) const;
   static void logLine(const Ref<NSString>& format, const std::vector<NSFormatArgument>& arguments);
 
-  bool _debugMode = false;
-  Ref<NSString> _ownerBundleIdentifier;
-  Ref<NSString> _notificationIdentifier;
-  LaunchParameters _launchParameters;
-  Ref<TelvoFTPData> _ftpData;
+  bool debugMode_ = false;
+  Ref<NSString> ownerBundleIdentifier_;
+  Ref<NSString> notificationIdentifier_;
+  LaunchParameters launchParameters_;
+  Ref<TelvoFTPData> ftpData_;
 };

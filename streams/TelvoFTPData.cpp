@@ -107,12 +107,12 @@ TelvoFTPData::~TelvoFTPData() = default;
 
 Ref<TelvoFTPData> TelvoFTPData::ftpData() { return make<TelvoFTPData>(); }
 
-void TelvoFTPData::setCachedInfo(const Ref<NSArray>& cachedInfo) { _cachedInfo = cachedInfo; }
-void TelvoFTPData::setHost(const Ref<NSString>& host) { _host = host; }
-void TelvoFTPData::setUsername(const Ref<NSString>& username) { _username = username; }
-void TelvoFTPData::setPassword(const Ref<NSString>& password) { _password = password; }
-void TelvoFTPData::setStreamData(const Ref<TelvoUploadFTPStreamData>& stream) { _streamData = stream; }
-void TelvoFTPData::setUploadInfo(const Ref<NSMutableArray>& uploadInfo) { _uploadInfo = uploadInfo; }
+void TelvoFTPData::setCachedInfo(const Ref<NSArray>& cachedInfo) { cachedInfo_ = cachedInfo; }
+void TelvoFTPData::setHost(const Ref<NSString>& host) { host_ = host; }
+void TelvoFTPData::setUsername(const Ref<NSString>& username) { username_ = username; }
+void TelvoFTPData::setPassword(const Ref<NSString>& password) { password_ = password; }
+void TelvoFTPData::setStreamData(const Ref<TelvoUploadFTPStreamData>& stream) { streamData_ = stream; }
+void TelvoFTPData::setUploadInfo(const Ref<NSMutableArray>& uploadInfo) { uploadInfo_ = uploadInfo; }
 
 void TelvoFTPData::uploadPath_toHost_directory_username_password_cachedInfoPath_debugMode(
     const Ref<NSString>& localPath, const Ref<NSString>& host, const Ref<NSString>& directory,
@@ -120,12 +120,12 @@ void TelvoFTPData::uploadPath_toHost_directory_username_password_cachedInfoPath_
   const id keptAlive = self();
   resetIndex();
   setWorking(true);
-  _stopped = false;
+  stopped_ = false;
   setUploadInfo(NSMutableArray::array());
   setHost(host);
   setUsername(username);
   setPassword(password);
-  _lastTurn = std::chrono::steady_clock::now();
+  lastTurn_ = std::chrono::steady_clock::now();
   makePlan(localPath, directory, cachedInfoPath);
   // What was stopped before its first item has nothing to send.
   if (isAbandoned()) setUploadInfo(NSMutableArray::array());
@@ -160,27 +160,26 @@ void TelvoFTPData::writeCachedInfo(const Ref<NSString>& path) {
   foundation::writePropertyList(cachedInfo(), path, false, [this] { return goesOn(); });
 }
 
-// An item without a host has no end that could be reported, so that
-// such a job is not moved by a stop.
-bool TelvoFTPData::isAbandoned() const { return _stopped && !isEmpty(_host); }
+// An item without a host has no end that could be reported, so that such a job is not moved by a stop.
+bool TelvoFTPData::isAbandoned() const { return stopped_ && !isEmpty(host_); }
 
 bool TelvoFTPData::goesOn() {
-  if (std::chrono::steady_clock::now() - _lastTurn >= longestWork) {
+  if (std::chrono::steady_clock::now() - lastTurn_ >= longestWork) {
     NSRunLoop::currentRunLoop()->runMode_beforeDate(NSDefaultRunLoopMode(), nil);
-    _lastTurn = std::chrono::steady_clock::now();
+    lastTurn_ = std::chrono::steady_clock::now();
   }
   return !isAbandoned();
 }
 
 void TelvoFTPData::stop() {
-  _stopped = true;
+  stopped_ = true;
   setWorking(false);
-  if (_streamData) _streamData->disconnect();
+  if (streamData_) streamData_->disconnect();
 }
 
 Ref<NSDictionary> TelvoFTPData::currentInfo() const {
   if (index() >= count()) return nil;
-  const auto record = as<NSDictionary>(_uploadInfo->objectAtIndex(index()));
+  const auto record = as<NSDictionary>(uploadInfo_->objectAtIndex(index()));
   return NSDictionary::dictionary(
       {{"LocalPath"_ns, textOrEmpty(as<NSString>(record->objectForKey("LocalPath"_ns)))},
        {"RemoteDirectory"_ns, textOrEmpty(as<NSString>(record->objectForKey("RemoteDirectory"_ns)))},
@@ -190,7 +189,7 @@ Ref<NSDictionary> TelvoFTPData::currentInfo() const {
        {"IsMore"_ns, NSNumber::numberWithBool(isMore())}});
 }
 
-NSUInteger TelvoFTPData::count() const { return _uploadInfo ? _uploadInfo->count() : 0; }
+NSUInteger TelvoFTPData::count() const { return uploadInfo_ ? uploadInfo_->count() : 0; }
 
 bool TelvoFTPData::isMore() const { return isWorking() && index() + 1 < count(); }
 
@@ -198,8 +197,8 @@ bool TelvoFTPData::isMore() const { return isWorking() && index() + 1 < count();
 // there are. Between them the run loop has its turn: items whose names no URL can hold end without one, and a stop must
 // be heard all the same. The item that is due then is reported without having been begun.
 void TelvoFTPData::sendItems() {
-  _itemDue = true;
-  while (std::exchange(_itemDue, false)) {
+  itemDue_ = true;
+  while (std::exchange(itemDue_, false)) {
     if (goesOn()) waitForFile();
     if (isAbandoned()) return streamDataEnded(nil);
     uploadNextPath();
@@ -208,7 +207,7 @@ void TelvoFTPData::sendItems() {
 
 // The stream does not wait for a program that has a lease on the file and would be told to give it up.
 void TelvoFTPData::waitForFile() {
-  const auto record = as<NSDictionary>(_uploadInfo->objectAtIndex(index()));
+  const auto record = as<NSDictionary>(uploadInfo_->objectAtIndex(index()));
   foundation::waitForLease(as<NSString>(record->objectForKey("LocalPath"_ns)), [this] { return goesOn(); });
 }
 
@@ -234,7 +233,7 @@ void TelvoFTPData::streamDataEnded(const id&) {
   const bool more = isMore();
   moveOn();
   if (more) {
-    _itemDue = true;
+    itemDue_ = true;
   } else {
     setWorking(false);
   }
@@ -248,7 +247,7 @@ bool TelvoFTPData::isLeftOut(const Ref<NSString>&) const { return false; }
 // the thread. A job without a plan has nothing to append to.
 void TelvoFTPData::recursivelyScanLocalPath_forRemoteDirectory(const Ref<NSString>& localPath,
                                                                const Ref<NSString>& remoteDirectory) {
-  if (!_uploadInfo) return;
+  if (!uploadInfo_) return;
   // The folders on the way down to the present one, each with the entries that are still to be visited.
   struct Folder {
     Ref<NSString> path;
@@ -287,16 +286,16 @@ bool TelvoFTPData::appendRecord(const Ref<NSString>& localPath, const Ref<NSStri
   record->setObject_forKey(NSNumber::numberWithBool(isDirectory), "IsDirectory"_ns);
   const Ref<NSDate> date = isDirectory ? Ref<NSDate>() : telvo_fileModificationDateAtPath(files, localPath);
   if (date) record->setObject_forKey(date, "ModificationDate"_ns);
-  _uploadInfo->addObject(record);
+  uploadInfo_->addObject(record);
   return isDirectory;
 }
 
 void TelvoFTPData::filterUploadInfoUsingCachedInfo() {
-  const Ref<NSMutableArray> plan = _uploadInfo;
+  const Ref<NSMutableArray> plan = uploadInfo_;
   Ref<NSMutableArray> kept;
-  if (_cachedInfo) {
+  if (cachedInfo_) {
     kept = NSMutableArray::array();
-    EquivalenceIndex cache(_cachedInfo, [this] { return goesOn(); });
+    EquivalenceIndex cache(cachedInfo_, [this] { return goesOn(); });
     for (NSUInteger index = 0; plan && index < plan->count(); ++index) {
       if (!goesOn()) return;
       const id record = plan->objectAtIndex(index);

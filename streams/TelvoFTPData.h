@@ -47,28 +47,28 @@ class TelvoFTPData : public NSObject {
   // Whether an item follows the current one; no when not working.
   virtual bool isMore() const;
 
-  NSUInteger index() const { return _index; }
-  void setIndex(NSUInteger index) { _index = index; }
-  void resetIndex() { _index = 0; }
-  void incrementIndex() { ++_index; }
-  bool isWorking() const { return _working; }
-  void setWorking(bool working) { _working = working; }
-  bool debugMode() const { return _debugMode; }
-  void setDebugMode(bool debugMode) { _debugMode = debugMode; }
+  NSUInteger index() const { return index_; }
+  void setIndex(NSUInteger index) { index_ = index; }
+  void resetIndex() { index_ = 0; }
+  void incrementIndex() { ++index_; }
+  bool isWorking() const { return working_; }
+  void setWorking(bool working) { working_ = working; }
+  bool debugMode() const { return debugMode_; }
+  void setDebugMode(bool debugMode) { debugMode_ = debugMode; }
 
   // The last run's records, then this run's complete plan; nil without a cache.
-  const Ref<NSArray>& cachedInfo() const { return _cachedInfo; }
+  const Ref<NSArray>& cachedInfo() const { return cachedInfo_; }
   void setCachedInfo(const Ref<NSArray>& cachedInfo);
-  const Ref<NSString>& host() const { return _host; }
+  const Ref<NSString>& host() const { return host_; }
   void setHost(const Ref<NSString>& host);
-  const Ref<NSString>& username() const { return _username; }
+  const Ref<NSString>& username() const { return username_; }
   void setUsername(const Ref<NSString>& username);
-  const Ref<NSString>& password() const { return _password; }
+  const Ref<NSString>& password() const { return password_; }
   void setPassword(const Ref<NSString>& password);
 
   // The plan, one upload-info record an item: a dictionary with "LocalPath", "RemoteDirectory", "IsDirectory" and, for
   // a file, "ModificationDate"; what is not known is left out.
-  const Ref<NSMutableArray>& uploadInfo() const { return _uploadInfo; }
+  const Ref<NSMutableArray>& uploadInfo() const { return uploadInfo_; }
   void setUploadInfo(const Ref<NSMutableArray>& uploadInfo);
   // Appends the records of the path and of everything below it to the plan, a folder before its contents, entries in
   // the order of the file system. Turns the run loop now and then. Nothing happens without a plan, as on a new job.
@@ -109,18 +109,18 @@ class TelvoFTPData : public NSObject {
   void waitForFile();
   void uploadNextPath();
 
-  Ref<TelvoUploadFTPStreamData> _streamData;
-  Ref<NSMutableArray> _uploadInfo;
-  Ref<NSArray> _cachedInfo;
-  Ref<NSString> _host;
-  Ref<NSString> _username;
-  Ref<NSString> _password;
-  NSUInteger _index = 0;
-  bool _working = false;
-  bool _debugMode = false;
+  Ref<TelvoUploadFTPStreamData> streamData_;
+  Ref<NSMutableArray> uploadInfo_;
+  Ref<NSArray> cachedInfo_;
+  Ref<NSString> host_;
+  Ref<NSString> username_;
+  Ref<NSString> password_;
+  NSUInteger index_ = 0;
+  bool working_ = false;
+  bool debugMode_ = false;
   // By stop(), since the start of the upload. Not the same as "not working", which a job also is before its start and
   // after its end, when it can be asked for a plan all the same, and which others may set.
-  bool _stopped = false;
-  std::chrono::steady_clock::time_point _lastTurn;  // while the plan is being made
-  bool _itemDue = false;                            // the report of an item's end asks for the next one
+  bool stopped_ = false;
+  std::chrono::steady_clock::time_point lastTurn_;  // while the plan is being made
+  bool itemDue_ = false;                            // the report of an item's end asks for the next one
 };

@@ -108,10 +108,10 @@ void TelvoAbstractFTPStreamData::setUsername_andPassword_forStream(const Ref<NSS
 
 void TelvoAbstractFTPStreamData::setProxyForStream(const Ref<FTPWriteStream>& stream) {
   if (!stream) return;
-  _proxyDict = SCDynamicStoreCopyProxies();
-  if (!_proxyDict) return;
-  stream->setProperty_forKey(_proxyDict, kCFStreamPropertyFTPProxy());
-  stream->setProperty_forKey(_proxyDict->objectForKey(kSCPropNetProxiesFTPPassive()),
+  proxyDict_ = SCDynamicStoreCopyProxies();
+  if (!proxyDict_) return;
+  stream->setProperty_forKey(proxyDict_, kCFStreamPropertyFTPProxy());
+  stream->setProperty_forKey(proxyDict_->objectForKey(kSCPropNetProxiesFTPPassive()),
                              kCFStreamPropertyFTPUsePassiveMode());
 }
 
@@ -148,7 +148,7 @@ void TelvoUploadFTPStreamData::setStreamsWithParameters(const Ref<NSDictionary>&
   // server got is not the whole file and must not end as one.
   writer->setInterruption([weak = WeakRef<TelvoUploadFTPStreamData>(Ref<TelvoUploadFTPStreamData>(this))] {
     const auto connection = weak.lock();
-    return !connection || connection->needToStop() || connection->_readFailed;
+    return !connection || connection->needToStop() || connection->readFailed_;
   });
   setInputStream(reader);
   setOutputStream(writer);
@@ -159,7 +159,7 @@ void TelvoUploadFTPStreamData::handleHasSpaceAvailableForStream(const Ref<NSStre
   while (!needToStop() && mayMove() && pump()) {
   }
   informDelegateUsingSignature_withObject("streamData:uploadedBytes:"_ns,
-                                          NSNumber::numberWithUnsignedInteger(_totalBytesWritten));
+                                          NSNumber::numberWithUnsignedInteger(totalBytesWritten_));
 }
 
 void TelvoUploadFTPStreamData::abandonTransfer() {
@@ -168,17 +168,17 @@ void TelvoUploadFTPStreamData::abandonTransfer() {
 
 // Whether the rate limit leaves anything to be moved now. When not, the burst goes on as soon as it does.
 bool TelvoUploadFTPStreamData::mayMove() {
-  _allowance = longestMove;
-  if (!_rateLimit) return true;
-  _allowance = _rateLimit->allowance();
-  if (_allowance > 0) return true;
-  if (_pause) return false;
-  _pause = NSTimer::scheduledTimerWithTimeInterval_repeats_block(
-      _rateLimit->timeToNextAllowance(), false,
+  allowance_ = longestMove;
+  if (!rateLimit_) return true;
+  allowance_ = rateLimit_->allowance();
+  if (allowance_ > 0) return true;
+  if (pause_) return false;
+  pause_ = NSTimer::scheduledTimerWithTimeInterval_repeats_block(
+      rateLimit_->timeToNextAllowance(), false,
       [weak = WeakRef<TelvoUploadFTPStreamData>(Ref<TelvoUploadFTPStreamData>(this))](const Ref<NSTimer>&) {
         const auto connection = weak.lock();
         if (!connection) return;
-        connection->_pause = nil;
+        connection->pause_ = nil;
         if (const Ref<NSOutputStream> writer = connection->outputStream(); writer && writer->hasSpaceAvailable()) {
           connection->handleHasSpaceAvailableForStream(writer);
         }
@@ -187,8 +187,8 @@ bool TelvoUploadFTPStreamData::mayMove() {
 }
 
 void TelvoUploadFTPStreamData::noteMoved(NSInteger size) {
-  _totalBytesWritten += static_cast<std::uint64_t>(size);
-  if (_rateLimit) _rateLimit->spend(static_cast<NSUInteger>(size));
+  totalBytesWritten_ += static_cast<std::uint64_t>(size);
+  if (rateLimit_) rateLimit_->spend(static_cast<NSUInteger>(size));
 }
 
 // One step of a burst; false when the burst is over.
@@ -197,15 +197,15 @@ bool TelvoUploadFTPStreamData::pump() {
     noteMoved(moved);
     return moved > 0 && outputStream()->hasSpaceAvailable();
   }
-  if (_leftOverByteCount == 0) _leftOverByteCount = readFile();
-  const NSInteger size = _leftOverByteCount;
+  if (leftOverByteCount_ == 0) leftOverByteCount_ = readFile();
+  const NSInteger size = leftOverByteCount_;
   const NSInteger written = writeBuffer(size);
   // What was read and not taken stays in the buffer for the next burst.
   if (written <= 0) return false;
   noteMoved(written);
-  _leftOverByteCount = size - written;
-  if (_leftOverByteCount > 0) {
-    std::memmove(_buffer.data(), _buffer.data() + written, static_cast<std::size_t>(_leftOverByteCount));
+  leftOverByteCount_ = size - written;
+  if (leftOverByteCount_ > 0) {
+    std::memmove(buffer_.data(), buffer_.data() + written, static_cast<std::size_t>(leftOverByteCount_));
   }
   return outputStream() && outputStream()->hasSpaceAvailable();
 }
@@ -215,17 +215,17 @@ bool TelvoUploadFTPStreamData::pump() {
 NSInteger TelvoUploadFTPStreamData::moveDirectly() {
   const Ref<NSInputStream> reader = inputStream();
   const Ref<NSOutputStream> writer = outputStream();
-  if (_leftOverByteCount != 0 || !reader || !writer) return -1;
-  return writer->writeFromStream_maxLength(*reader, _allowance);
+  if (leftOverByteCount_ != 0 || !reader || !writer) return -1;
+  return writer->writeFromStream_maxLength(*reader, allowance_);
 }
 
 // A read error closes the connection; a write error, on purpose, leaves it open until the server has said its word.
 NSInteger TelvoUploadFTPStreamData::readFile() {
   const Ref<NSInputStream> reader = inputStream();
-  const NSInteger size = reader ? reader->read_maxLength(_buffer.data(), _buffer.size()) : 0;
+  const NSInteger size = reader ? reader->read_maxLength(buffer_.data(), buffer_.size()) : 0;
   if (size < 0) {
-    _readFailed = true;
-    _readError = reader->streamError();
+    readFailed_ = true;
+    readError_ = reader->streamError();
     informDelegateOfError_terminate(NSString::stringWithFormat("Error while reading: %ld"_ns, size), true);
     return 0;
   }
@@ -235,8 +235,8 @@ NSInteger TelvoUploadFTPStreamData::readFile() {
 NSInteger TelvoUploadFTPStreamData::writeBuffer(NSInteger size) {
   const Ref<NSOutputStream> writer = outputStream();
   if (!writer) return 0;
-  const NSUInteger length = std::min(static_cast<NSUInteger>(size), _allowance);
-  const NSInteger written = writer->write_maxLength(_buffer.data(), length);
+  const NSUInteger length = std::min(static_cast<NSUInteger>(size), allowance_);
+  const NSInteger written = writer->write_maxLength(buffer_.data(), length);
   if (written < 0) {
     informDelegateOfError_terminate(NSString::stringWithFormat("Error while uploading: %ld"_ns, written), false);
   }

@@ -25,21 +25,21 @@ class TelvoAbstractFTPStreamData : public TelvoStreamData {
   // Reads the system's proxy settings anew and sets them and the mode on the stream.
   void setProxyForStream(const Ref<FTPWriteStream>& stream);
 
-  const Ref<NSDictionary>& proxyDict() const { return _proxyDict; }
-  std::int64_t fileSize() const { return _fileSize; }
+  const Ref<NSDictionary>& proxyDict() const { return proxyDict_; }
+  std::int64_t fileSize() const { return fileSize_; }
   // Bytes written to the server by this connection so far.
-  std::uint64_t totalBytesWritten() const { return _totalBytesWritten; }
+  std::uint64_t totalBytesWritten() const { return totalBytesWritten_; }
   // Bytes read from the file and not written yet; they stand at the start of the buffer.
-  std::int64_t leftOverByteCount() const { return _leftOverByteCount; }
+  std::int64_t leftOverByteCount() const { return leftOverByteCount_; }
 
   static constexpr std::size_t bufferSize = 512000;
 
  protected:
-  Ref<NSDictionary> _proxyDict;
-  std::int64_t _fileSize = 0;
-  std::uint64_t _totalBytesWritten = 0;
-  std::int64_t _leftOverByteCount = 0;
-  std::array<std::uint8_t, bufferSize> _buffer;  // not initialised: only what was read into it is ever used
+  Ref<NSDictionary> proxyDict_;
+  std::int64_t fileSize_ = 0;
+  std::uint64_t totalBytesWritten_ = 0;
+  std::int64_t leftOverByteCount_ = 0;
+  std::array<std::uint8_t, bufferSize> buffer_;  // not initialised: only what was read into it is ever used
 };
 
 // Stores one local file on an FTP server, or makes one folder there; one object for each item. Besides what every
@@ -64,9 +64,9 @@ class TelvoUploadFTPStreamData : public TelvoAbstractFTPStreamData {
   // be nothing at the path.
   void setStreamsWithParameters(const Ref<NSDictionary>& parameters) override;
   // How fast bytes may be moved, shared with other connections; null for as fast as they can. Before connecting.
-  void setRateLimit(const std::shared_ptr<streams::RateLimit>& rateLimit) { _rateLimit = rateLimit; }
+  void setRateLimit(const std::shared_ptr<streams::RateLimit>& rateLimit) { rateLimit_ = rateLimit; }
   // What the system has said when "Error while reading" was reported; nil before.
-  const Ref<NSError>& readError() const { return _readError; }
+  const Ref<NSError>& readError() const { return readError_; }
   // Moves bytes from the file to the server while there is room.
   void handleHasSpaceAvailableForStream(const Ref<NSStream>& stream) override;
 
@@ -81,11 +81,11 @@ class TelvoUploadFTPStreamData : public TelvoAbstractFTPStreamData {
   NSInteger readFile();
   NSInteger writeBuffer(NSInteger size);
 
-  bool _readFailed = false;
-  Ref<NSError> _readError;
-  std::shared_ptr<streams::RateLimit> _rateLimit;
-  NSUInteger _allowance = 0;  // how many bytes may be moved in this step
-  Ref<NSTimer> _pause;        // until the rate limit leaves something to be moved
+  bool readFailed_ = false;
+  Ref<NSError> readError_;
+  std::shared_ptr<streams::RateLimit> rateLimit_;
+  NSUInteger allowance_ = 0;  // how many bytes may be moved in this step
+  Ref<NSTimer> pause_;        // until the rate limit leaves something to be moved
 };
 
 // Two further kinds of FTP connection, of which nothing is made yet.

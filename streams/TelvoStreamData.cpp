@@ -36,8 +36,8 @@ TelvoStreamData::TelvoStreamData() = default;
 
 TelvoStreamData::~TelvoStreamData() {
   // From here on there is nobody left to tell.
-  if (_inputStream) _inputStream->setDelegate(nullptr);
-  if (_outputStream) _outputStream->setDelegate(nullptr);
+  if (inputStream_) inputStream_->setDelegate(nullptr);
+  if (outputStream_) outputStream_->setDelegate(nullptr);
   if (isConnected()) terminate();
   setInputStream(nil);
   setOutputStream(nil);
@@ -47,17 +47,17 @@ TelvoStreamData::~TelvoStreamData() {
 
 Ref<TelvoStreamData> TelvoStreamData::streamData() { return make<TelvoStreamData>(); }
 
-void TelvoStreamData::setRunLoop(const Ref<NSRunLoop>& runLoop) { _runLoop = runLoop; }
+void TelvoStreamData::setRunLoop(const Ref<NSRunLoop>& runLoop) { runLoop_ = runLoop; }
 
 // A stream that others still hold must not report to a connection that has let go of it.
 void TelvoStreamData::setInputStream(const Ref<NSInputStream>& stream) {
-  if (_inputStream && _inputStream != stream) _inputStream->setDelegate(nullptr);
-  _inputStream = stream;
+  if (inputStream_ && inputStream_ != stream) inputStream_->setDelegate(nullptr);
+  inputStream_ = stream;
 }
 
 void TelvoStreamData::setOutputStream(const Ref<NSOutputStream>& stream) {
-  if (_outputStream && _outputStream != stream) _outputStream->setDelegate(nullptr);
-  _outputStream = stream;
+  if (outputStream_ && outputStream_ != stream) outputStream_->setDelegate(nullptr);
+  outputStream_ = stream;
 }
 
 void TelvoStreamData::connectWithParameters(const Ref<NSDictionary>& parameters) {
@@ -75,12 +75,12 @@ void TelvoStreamData::threadedConnectWithParameters(const Ref<NSDictionary>& par
   try {
     setRunLoop(NSRunLoop::currentRunLoop());
     setStreamsWithParameters(parameters);
-    if (_inputStream) _inputStream->setDelegate(this);
-    if (_outputStream) _outputStream->setDelegate(this);
-    if (_inputStream) _inputStream->scheduleInRunLoop_forMode(_runLoop, NSDefaultRunLoopMode());
-    if (_outputStream) _outputStream->scheduleInRunLoop_forMode(_runLoop, NSDefaultRunLoopMode());
-    if (_inputStream) _inputStream->open();
-    if (_outputStream) _outputStream->open();
+    if (inputStream_) inputStream_->setDelegate(this);
+    if (outputStream_) outputStream_->setDelegate(this);
+    if (inputStream_) inputStream_->scheduleInRunLoop_forMode(runLoop_, NSDefaultRunLoopMode());
+    if (outputStream_) outputStream_->scheduleInRunLoop_forMode(runLoop_, NSDefaultRunLoopMode());
+    if (inputStream_) inputStream_->open();
+    if (outputStream_) outputStream_->open();
     informDelegateUsingSignature("streamDataConnecting:"_ns);
     run();
   } catch (const Ref<NSException>&) {
@@ -92,8 +92,8 @@ void TelvoStreamData::threadedConnectWithParameters(const Ref<NSDictionary>& par
 // The streams may stay open, but what happens to them from here on is nobody's business any more: this report is the
 // last.
 void TelvoStreamData::end() {
-  if (_inputStream) _inputStream->setDelegate(nullptr);
-  if (_outputStream) _outputStream->setDelegate(nullptr);
+  if (inputStream_) inputStream_->setDelegate(nullptr);
+  if (outputStream_) outputStream_->setDelegate(nullptr);
   informDelegateUsingSignature("streamDataEnded:"_ns);
 }
 
@@ -115,7 +115,7 @@ void TelvoStreamData::setStreamsWithParameters(const Ref<NSDictionary>&) {
 
 void TelvoStreamData::run() {
   // A stop that came before this is forgotten, on purpose.
-  _needToStop = false;
+  needToStop_ = false;
   struct Running {
     std::atomic<bool>& flag;
     explicit Running(std::atomic<bool>& running) : flag(running) { flag = true; }
@@ -123,23 +123,23 @@ void TelvoStreamData::run() {
     Running& operator=(const Running&) = delete;
     ~Running() { flag = false; }
   };
-  const Running running(_running);
-  while (_runLoop && _inputStream && _outputStream) {
+  const Running running(running_);
+  while (runLoop_ && inputStream_ && outputStream_) {
     try {
-      const Ref<NSRunLoop> runLoop = _runLoop;
+      const Ref<NSRunLoop> runLoop = runLoop_;
       runLoop->runMode_beforeDate(NSDefaultRunLoopMode(), NSDate::dateWithTimeIntervalSinceNow(longestTurn));
     } catch (const Ref<NSException>& exception) {
       // The text is spelled as those who search logs for it know it.
       NSLog("Exception while communiating with a remote server: %@ (%@)"_ns, exception->name(), exception->reason());
     }
-    if (_needToStop) return;
+    if (needToStop_) return;
   }
 }
 
 void TelvoStreamData::disconnect() {
-  _needToStop = true;
-  if (_running) {
-    const Ref<NSRunLoop> runLoop = _runLoop;
+  needToStop_ = true;
+  if (running_) {
+    const Ref<NSRunLoop> runLoop = runLoop_;
     if (runLoop == NSRunLoop::currentRunLoop()) {
       abandonTransfer();
     } else {
@@ -157,8 +157,8 @@ void TelvoStreamData::terminate() {
   // are let go of whatever happens, because run() goes on for as long as they are there.
   struct LetGo {
     TelvoStreamData& connection;
-    const Ref<NSInputStream> input = connection._inputStream;
-    const Ref<NSOutputStream> output = connection._outputStream;
+    const Ref<NSInputStream> input = connection.inputStream_;
+    const Ref<NSOutputStream> output = connection.outputStream_;
     ~LetGo() {
       connection.setInputStream(nil);
       connection.setOutputStream(nil);
@@ -171,7 +171,7 @@ void TelvoStreamData::terminate() {
 
 void TelvoStreamData::informDelegateOfError_terminate(const id& error, bool terminates) {
   if (terminates) {
-    _endedByError = true;
+    endedByError_ = true;
     terminate();
   }
   informDelegateUsingSignature_withObject("streamData:errorOccurred:"_ns, error);
@@ -212,9 +212,9 @@ void TelvoStreamData::stream_handleEvent(const Ref<NSStream>& stream, NSStreamEv
 // The output stream may learn only while it is closed that the other side refuses what it got. The error has been
 // reported then, and the connection did not simply come to its end.
 void TelvoStreamData::endEncountered() {
-  _endedByError = false;
+  endedByError_ = false;
   terminate();
-  if (!_endedByError) informDelegateUsingSignature("streamDataConnectionTerminated:"_ns);
+  if (!endedByError_) informDelegateUsingSignature("streamDataConnectionTerminated:"_ns);
 }
 
 void TelvoStreamData::handleNoEventForStream(const Ref<NSStream>&) {}
@@ -227,7 +227,7 @@ void TelvoStreamData::handleOtherEvent_forStream(NSUInteger, const Ref<NSStream>
 
 void TelvoStreamData::sendString(const Ref<NSString>& string) {
   if (!isConnected()) return informDelegateOfError_terminate("Can't send as not connected"_ns, false);
-  if (!_outputStream || !_outputStream->hasSpaceAvailable()) {
+  if (!outputStream_ || !outputStream_->hasSpaceAvailable()) {
     NSTimer::scheduledTimerWithTimeInterval_target_selector_userInfo_repeats(sendRetryInterval, self(),
                                                                              "sendStringTimer:"_sel, string, false);
     return;
@@ -235,7 +235,7 @@ void TelvoStreamData::sendString(const Ref<NSString>& string) {
   const auto line = (string ? string : ""_ns)->stringByAppendingString("\r\n"_ns);
   const auto bytes = line->dataUsingEncoding(NSUTF8StringEncoding, true);
   const auto length = static_cast<NSInteger>(bytes->length());
-  const NSInteger written = _outputStream->write_maxLength(bytes->bytes(), bytes->length());
+  const NSInteger written = outputStream_->write_maxLength(bytes->bytes(), bytes->length());
   if (written == length) {
     informDelegateUsingSignature_withObject("streamData:sentString:"_ns, line);
   } else if (written < 0) {

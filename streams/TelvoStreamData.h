@@ -58,16 +58,16 @@ class TelvoStreamData : public TelvoDelegateData, public NSStreamDelegate {
   void informDelegateOfError_terminate(const id& error, bool terminate);
 
   // The number of streams that have opened; connected is 2.
-  bool isConnected() const { return _connectionCount == 2; }
-  std::int32_t connectionCount() const { return _connectionCount; }
-  void resetConnectionCount() { _connectionCount = 0; }
-  std::int32_t incrementConnectionCount() { return ++_connectionCount; }
+  bool isConnected() const { return connectionCount_ == 2; }
+  std::int32_t connectionCount() const { return connectionCount_; }
+  void resetConnectionCount() { connectionCount_ = 0; }
+  std::int32_t incrementConnectionCount() { return ++connectionCount_; }
 
-  const Ref<NSRunLoop>& runLoop() const { return _runLoop; }
+  const Ref<NSRunLoop>& runLoop() const { return runLoop_; }
   void setRunLoop(const Ref<NSRunLoop>& runLoop);
-  const Ref<NSInputStream>& inputStream() const { return _inputStream; }
+  const Ref<NSInputStream>& inputStream() const { return inputStream_; }
   void setInputStream(const Ref<NSInputStream>& stream);
-  const Ref<NSOutputStream>& outputStream() const { return _outputStream; }
+  const Ref<NSOutputStream>& outputStream() const { return outputStream_; }
   void setOutputStream(const Ref<NSOutputStream>& stream);
 
   // A stream's event, on the connection's thread.
@@ -90,7 +90,7 @@ class TelvoStreamData : public TelvoDelegateData, public NSStreamDelegate {
   void receiveStringForStream(const Ref<NSInputStream>& stream);
 
  protected:
-  bool needToStop() const { return _needToStop; }
+  bool needToStop() const { return needToStop_; }
 
   // For subclasses: disconnect() was called while the connection runs. Nothing of what is under way may leave any more.
   // On the connection's thread.
@@ -101,11 +101,11 @@ class TelvoStreamData : public TelvoDelegateData, public NSStreamDelegate {
   void end();
   void endEncountered();
 
-  Ref<NSRunLoop> _runLoop;
-  Ref<NSInputStream> _inputStream;
-  Ref<NSOutputStream> _outputStream;
-  std::int32_t _connectionCount = 0;
-  std::atomic<bool> _needToStop = false;
-  std::atomic<bool> _running = false;  // inside run()
-  bool _endedByError = false;
+  Ref<NSRunLoop> runLoop_;
+  Ref<NSInputStream> inputStream_;
+  Ref<NSOutputStream> outputStream_;
+  std::int32_t connectionCount_ = 0;
+  std::atomic<bool> needToStop_ = false;
+  std::atomic<bool> running_ = false;  // inside run()
+  bool endedByError_ = false;
 };

@@ -58,12 +58,12 @@ Class TelvoTrackedFTPData::classObject() {
 }
 
 TelvoTrackedFTPData::TelvoTrackedFTPData(streams::UploadOptions options)
-    : _options(std::move(options)), _retries(_options.attempts) {
-  if (_options.bytesPerSecond > 0) _rateLimit = std::make_shared<streams::RateLimit>(_options.bytesPerSecond);
+    : options_(std::move(options)), retries_(options_.attempts) {
+  if (options_.bytesPerSecond > 0) rateLimit_ = std::make_shared<streams::RateLimit>(options_.bytesPerSecond);
 }
 
 TelvoTrackedFTPData::~TelvoTrackedFTPData() {
-  if (_saving) _saving->invalidate();
+  if (saving_) saving_->invalidate();
 }
 
 Ref<TelvoTrackedFTPData> TelvoTrackedFTPData::ftpDataWithOptions(const streams::UploadOptions& options) {
@@ -77,9 +77,9 @@ Ref<NSDictionary> TelvoTrackedFTPData::record() const {
 // ---- The plan ----
 
 void TelvoTrackedFTPData::scan(const Ref<NSString>& localPath, const Ref<NSString>& remoteDirectory) {
-  _sourcePath = withoutTrailingSlashes(textOrEmpty(localPath));
+  sourcePath_ = withoutTrailingSlashes(textOrEmpty(localPath));
   const auto& files = NSFileManager::defaultManager();
-  if (!_options.contentsOnly || !telvo_isDirectoryAtPath(files, localPath)) {
+  if (!options_.contentsOnly || !telvo_isDirectoryAtPath(files, localPath)) {
     return TelvoFTPData::scan(localPath, remoteDirectory);
   }
   const auto names = files->contentsOfDirectoryAtPath_error(localPath, nullptr);
@@ -91,31 +91,31 @@ void TelvoTrackedFTPData::scan(const Ref<NSString>& localPath, const Ref<NSStrin
 }
 
 bool TelvoTrackedFTPData::isLeftOut(const Ref<NSString>& localPath) const {
-  if (_options.excluded.isEmpty() || !localPath) return false;
+  if (options_.excluded.isEmpty() || !localPath) return false;
   // The source itself is what was asked for.
-  if (localPath->length() <= _sourcePath->length()) return false;
-  return _options.excluded.excludeItem(localPath->substringFromIndex(_sourcePath->length()),
+  if (localPath->length() <= sourcePath_->length()) return false;
+  return options_.excluded.excludeItem(localPath->substringFromIndex(sourcePath_->length()),
                                        telvo_isDirectoryAtPath(NSFileManager::defaultManager(), localPath));
 }
 
 void TelvoTrackedFTPData::filterUploadInfoUsingCachedInfo() {
-  _sentItems = streams::SentItems(cachedInfo(), [this] { return goesOn(); });
-  if (_options.remembersSentOnly) {
+  sentItems_ = streams::SentItems(cachedInfo(), [this] { return goesOn(); });
+  if (options_.remembersSentOnly) {
     planWithRemovals();
   } else {
     TelvoFTPData::filterUploadInfoUsingCachedInfo();
   }
-  if (_options.reportsBytes) expectBytes();
+  if (options_.reportsBytes) expectBytes();
 }
 
 // What is removed comes first, since something else may take its place.
 void TelvoTrackedFTPData::planWithRemovals() {
   const Ref<NSArray> complete = uploadInfo();
-  const auto missing = _sentItems.missingOf(*complete, [this] { return goesOn(); });
+  const auto missing = sentItems_.missingOf(*complete, [this] { return goesOn(); });
   if (isAbandoned()) return;
   const auto plan = NSMutableArray::array();
-  if (_options.deletesMissing && (_options.allowsEmptySource || streams::hasContents(_sourcePath))) {
-    for (const auto& removal : streams::removals(_sentItems.leftOvers(), _sourcePath, _options.excluded)) {
+  if (options_.deletesMissing && (options_.allowsEmptySource || streams::hasContents(sourcePath_))) {
+    for (const auto& removal : streams::removals(sentItems_.leftOvers(), sourcePath_, options_.excluded)) {
       plan->addObject(removal);
     }
   }
@@ -126,9 +126,9 @@ void TelvoTrackedFTPData::planWithRemovals() {
 
 // What has arrived is not known yet; until then the file stays.
 void TelvoTrackedFTPData::writeCachedInfo(const Ref<NSString>& path) {
-  if (_options.isDryRun) return;
-  if (!_options.remembersSentOnly) return TelvoFTPData::writeCachedInfo(path);
-  _sentItems.setPath(path);
+  if (options_.isDryRun) return;
+  if (!options_.remembersSentOnly) return TelvoFTPData::writeCachedInfo(path);
+  sentItems_.setPath(path);
 }
 
 void TelvoTrackedFTPData::expectBytes() {
@@ -137,15 +137,15 @@ void TelvoTrackedFTPData::expectBytes() {
     if (!goesOn()) return;
     total += sizeOfFile(*as<NSDictionary>(record));
   }
-  _bytes.expect(total);
+  bytes_.expect(total);
 }
 
 // ---- The run ----
 
 void TelvoTrackedFTPData::sendItems() {
-  if (_options.isDryRun) return tellPlan();
+  if (options_.isDryRun) return tellPlan();
   keepSaving();
-  _isHostUsable = isHostUsable();
+  isHostUsable_ = isHostUsable();
   makeRemoteDirectory();
   TelvoFTPData::sendItems();
 }
@@ -157,27 +157,27 @@ void TelvoTrackedFTPData::tellPlan() {
 
 // Also while one large item is on its way, since those before it may not have been saved.
 void TelvoTrackedFTPData::keepSaving() {
-  _saving = NSTimer::scheduledTimerWithTimeInterval_repeats_block(
+  saving_ = NSTimer::scheduledTimerWithTimeInterval_repeats_block(
       saveInterval, true, [weak = WeakRef<TelvoTrackedFTPData>(Ref<TelvoTrackedFTPData>(this))](const Ref<NSTimer>&) {
-        if (const auto job = weak.lock()) job->_sentItems.saveIfDue();
+        if (const auto job = weak.lock()) job->sentItems_.saveIfDue();
       });
 }
 
 // Level by level, without a word: what goes wrong is told by the items that are to go there. Where a level exists
 // already, nothing is wrong.
 void TelvoTrackedFTPData::makeRemoteDirectory() {
-  _remoteDirectoryOutcome = {};
+  remoteDirectoryOutcome_ = {};
   Ref<NSString> parent = "/"_ns;
-  const auto components = _options.remoteDirectory->pathComponents();
+  const auto components = options_.remoteDirectory->pathComponents();
   for (const id& component : *components) {
     const auto name = as<NSString>(component);
     if (name->isEqualToString("/"_ns)) continue;
-    if (!isWorking() || !_isHostUsable || _remoteDirectoryOutcome.error) return;
-    _makesRemoteDirectory = true;
+    if (!isWorking() || !isHostUsable_ || remoteDirectoryOutcome_.error) return;
+    makesRemoteDirectory_ = true;
     const auto stream = TelvoUploadFTPStreamData::streamData();
     setStreamData(stream);
     run(*stream, {{"Name"_ns, name}, {"Directory"_ns, parent}, {"Action"_ns, "MakeFolder"_ns}});
-    _makesRemoteDirectory = false;
+    makesRemoteDirectory_ = false;
     parent = parent->stringByAppendingPathComponent(name);
   }
 }
@@ -187,9 +187,9 @@ void TelvoTrackedFTPData::run(TelvoUploadFTPStreamData& stream, const std::vecto
                                                            {"Username"_ns, textOrEmpty(username())},
                                                            {"Password"_ns, textOrEmpty(password())},
                                                            {"UseSameThread"_ns, yes()}});
-  if (_options.escapesNames) parameters->setObject_forKey(yes(), "EscapeNames"_ns);
+  if (options_.escapesNames) parameters->setObject_forKey(yes(), "EscapeNames"_ns);
   for (const auto& [key, value] : item) parameters->setObject_forKey(value, key);
-  stream.setRateLimit(_rateLimit);
+  stream.setRateLimit(rateLimit_);
   stream.setDelegate(self());
   stream.connectWithParameters(parameters);
   // The circle of the job, its stream and the stream's delegate is broken here.
@@ -198,19 +198,19 @@ void TelvoTrackedFTPData::run(TelvoUploadFTPStreamData& stream, const std::vecto
 
 void TelvoTrackedFTPData::sendItem(const Ref<TelvoUploadFTPStreamData>& stream) {
   waitForRetry();
-  if (!isWorking() && _isThrough) {
-    _outcome = failureWithText("The upload was stopped."_ns);
-  } else if (!_isHostUsable) {
-    _outcome = failureWithText("There is no host of that name."_ns);
-    _outcome.endsRun = true;
-  } else if (_remoteDirectoryOutcome.endsRun) {
-    _outcome = _remoteDirectoryOutcome;
+  if (!isWorking() && isThrough_) {
+    outcome_ = failureWithText("The upload was stopped."_ns);
+  } else if (!isHostUsable_) {
+    outcome_ = failureWithText("There is no host of that name."_ns);
+    outcome_.endsRun = true;
+  } else if (remoteDirectoryOutcome_.endsRun) {
+    outcome_ = remoteDirectoryOutcome_;
   }
-  if (!isWorking() || _outcome.error) return streamDataEnded(nil);
-  _outcome = failureWithText(nil);
-  if (_options.reportsBytes) _bytes.beginItem(sizeOfFile(*record()));
+  if (!isWorking() || outcome_.error) return streamDataEnded(nil);
+  outcome_ = failureWithText(nil);
+  if (options_.reportsBytes) bytes_.beginItem(sizeOfFile(*record()));
   const auto temporary = temporaryName();
-  if (!temporary) _sentItems.willReplace(*record());
+  if (!temporary) sentItems_.willReplace(*record());
   run(*stream, parametersOfItem(temporary));
 }
 
@@ -232,8 +232,8 @@ std::vector<NSDictionary::Entry> TelvoTrackedFTPData::parametersOfItem(const Ref
 Ref<NSString> TelvoTrackedFTPData::temporaryName() const {
   const auto item = record();
   if (streams::isDirectory(*item) || streams::isRemoval(*item)) return nil;
-  const bool isWanted = _options.temporaryNames == TemporaryNames::Always ||
-                        (_options.temporaryNames == TemporaryNames::Large && sizeOfFile(*item) > largeFile);
+  const bool isWanted = options_.temporaryNames == TemporaryNames::Always ||
+                        (options_.temporaryNames == TemporaryNames::Large && sizeOfFile(*item) > largeFile);
   return isWanted ? streams::temporaryName(streams::localPathOf(*item)->lastPathComponent()) : Ref<NSString>();
 }
 
@@ -246,18 +246,18 @@ bool TelvoTrackedFTPData::isHostUsable() const {
 
 // The pause before a round of further tries. A stop ends it.
 void TelvoTrackedFTPData::waitForRetry() {
-  if (_retries.pause() <= 0) return;
-  const auto end = NSDate::dateWithTimeIntervalSinceNow(_retries.pause());
+  if (retries_.pause() <= 0) return;
+  const auto end = NSDate::dateWithTimeIntervalSinceNow(retries_.pause());
   while (isWorking() && end->timeIntervalSinceNow() > 0) {
     NSRunLoop::currentRunLoop()->runMode_beforeDate(NSDefaultRunLoopMode(), end);
   }
-  if (isWorking() && _remoteDirectoryOutcome.error) makeRemoteDirectory();
+  if (isWorking() && remoteDirectoryOutcome_.error) makeRemoteDirectory();
 }
 
 // ---- What the connection tells ----
 
 void TelvoTrackedFTPData::streamData_errorOccurred(const id& stream, const id& error) {
-  ItemOutcome& outcome = _makesRemoteDirectory ? _remoteDirectoryOutcome : _outcome;
+  ItemOutcome& outcome = makesRemoteDirectory_ ? remoteDirectoryOutcome_ : outcome_;
   // The text that a write has failed comes first, and says less than the error that follows it.
   const auto connection = as<TelvoUploadFTPStreamData>(stream);
   const bool isOfReading = connection && connection->readError();
@@ -265,28 +265,28 @@ void TelvoTrackedFTPData::streamData_errorOccurred(const id& stream, const id& e
 }
 
 void TelvoTrackedFTPData::streamDataConnectionTerminated(const id&) {
-  if (_makesRemoteDirectory || _outcome.error) return;
-  _outcome.result = streams::isRemoval(*record()) ? Result::Removed : Result::Sent;
+  if (makesRemoteDirectory_ || outcome_.error) return;
+  outcome_.result = streams::isRemoval(*record()) ? Result::Removed : Result::Sent;
 }
 
 void TelvoTrackedFTPData::streamData_uploadedBytes(const id&, const Ref<NSNumber>& bytes) {
-  const bool isFile = !_makesRemoteDirectory && !streams::isDirectory(*record()) && !streams::isRemoval(*record());
-  if (!_options.reportsBytes || !isFile) return;
-  _bytes.sent(bytes->integerValue());
-  if (!_bytes.isDue()) return;
+  const bool isFile = !makesRemoteDirectory_ && !streams::isDirectory(*record()) && !streams::isRemoval(*record());
+  if (!options_.reportsBytes || !isFile) return;
+  bytes_.sent(bytes->integerValue());
+  if (!bytes_.isDue()) return;
   const auto number = [](NSInteger value) { return NSNumber::numberWithInteger(value); };
   NSNotificationCenter::defaultCenter()->postNotificationName_object_userInfo(
       "TelvoFTPDataBytesNotification"_ns, self(),
       NSDictionary::dictionary({{"LocalPath"_ns, streams::localPathOf(*record())},
                                 {"Nth"_ns, number(static_cast<NSInteger>(index() + 1))},
-                                {"BytesSent"_ns, number(_bytes.itemSent())},
-                                {"BytesTotal"_ns, number(_bytes.itemTotal())},
-                                {"RunBytesSent"_ns, number(_bytes.runSent())},
-                                {"RunBytesTotal"_ns, number(_bytes.runTotal())}}));
+                                {"BytesSent"_ns, number(bytes_.itemSent())},
+                                {"BytesTotal"_ns, number(bytes_.itemTotal())},
+                                {"RunBytesSent"_ns, number(bytes_.runSent())},
+                                {"RunBytesTotal"_ns, number(bytes_.runTotal())}}));
 }
 
 void TelvoTrackedFTPData::streamDataEnded(const id& stream) {
-  if (_makesRemoteDirectory) return;
+  if (makesRemoteDirectory_) return;
   if (record()) settle();
   // Before the owner hears that all is over.
   if (!isMore()) endSaving();
@@ -296,26 +296,26 @@ void TelvoTrackedFTPData::streamDataEnded(const id& stream) {
 // Notes what has become of the item that is over.
 void TelvoTrackedFTPData::settle() {
   const auto item = record();
-  if (_outcome.result == Result::Failed && !_outcome.error) {
-    _outcome.error = isWorking() ? "The name cannot be sent."_ns : "The upload was stopped."_ns;
+  if (outcome_.result == Result::Failed && !outcome_.error) {
+    outcome_.error = isWorking() ? "The name cannot be sent."_ns : "The upload was stopped."_ns;
   }
-  if (_outcome.result == Result::Sent) _sentItems.didSend(item);
-  if (_outcome.result == Result::Removed) _sentItems.didRemove(*item);
-  _aborted = _outcome.endsRun && _options.reportsOutcomes;
-  _willRetry = isWorking() && !_aborted && _retries.mayRetry() && isWorthRetrying();
-  if (_willRetry) _retries.add(index());
-  _bytes.endItem(_willRetry);
+  if (outcome_.result == Result::Sent) sentItems_.didSend(item);
+  if (outcome_.result == Result::Removed) sentItems_.didRemove(*item);
+  aborted_ = outcome_.endsRun && options_.reportsOutcomes;
+  willRetry_ = isWorking() && !aborted_ && retries_.mayRetry() && isWorthRetrying();
+  if (willRetry_) retries_.add(index());
+  bytes_.endItem(willRetry_);
 }
 
 bool TelvoTrackedFTPData::isWorthRetrying() const {
-  if (_outcome.result != Result::Failed) return false;
-  return _outcome.isPassing || _remoteDirectoryOutcome.isPassing || isInFailedFolder();
+  if (outcome_.result != Result::Failed) return false;
+  return outcome_.isPassing || remoteDirectoryOutcome_.isPassing || isInFailedFolder();
 }
 
 // What goes into a folder that could not be made yet cannot be sent before it.
 bool TelvoTrackedFTPData::isInFailedFolder() const {
   const auto directory = streams::remoteDirectoryOf(*record())->stringByAppendingString("/"_ns);
-  const auto& failed = _retries.failed();
+  const auto& failed = retries_.failed();
   return std::any_of(failed.begin(), failed.end(), [&](NSUInteger each) {
     const auto item = as<NSDictionary>(uploadInfo()->objectAtIndex(each));
     return streams::isDirectory(*item) && !streams::isRemoval(*item) &&
@@ -324,28 +324,28 @@ bool TelvoTrackedFTPData::isInFailedFolder() const {
 }
 
 bool TelvoTrackedFTPData::isMore() const {
-  if (!isWorking() || _aborted || index() >= count()) return false;
-  return (!_isThrough && index() + 1 < count()) || !_retries.isEmpty();
+  if (!isWorking() || aborted_ || index() >= count()) return false;
+  return (!isThrough_ && index() + 1 < count()) || !retries_.isEmpty();
 }
 
 void TelvoTrackedFTPData::moveOn() {
   const bool isLast = !isMore();
-  _outcome = {};
-  _willRetry = false;
-  _isThrough = _isThrough || index() + 1 >= count();
-  if (isLast || !_isThrough) return incrementIndex();
-  setIndex(_retries.takeNext());
+  outcome_ = {};
+  willRetry_ = false;
+  isThrough_ = isThrough_ || index() + 1 >= count();
+  if (isLast || !isThrough_) return incrementIndex();
+  setIndex(retries_.takeNext());
 }
 
 void TelvoTrackedFTPData::stop() {
   TelvoFTPData::stop();
-  _sentItems.save();
+  sentItems_.save();
 }
 
 void TelvoTrackedFTPData::endSaving() {
-  if (_saving) _saving->invalidate();
-  _saving = nil;
-  _sentItems.save();
+  if (saving_) saving_->invalidate();
+  saving_ = nil;
+  sentItems_.save();
 }
 
 // ---- The records ----
@@ -355,26 +355,26 @@ Ref<NSDictionary> TelvoTrackedFTPData::currentInfo() const {
   if (!usual) return nil;
   const auto info = NSMutableDictionary::dictionaryWithDictionary(usual);
   if (streams::isRemoval(*record())) info->setObject_forKey(yes(), "IsRemoval"_ns);
-  if (_options.isDryRun) {
+  if (options_.isDryRun) {
     info->setObject_forKey("planned"_ns, "Outcome"_ns);
     info->setObject_forKey(reason(), "Reason"_ns);
-  } else if (_options.reportsOutcomes) {
+  } else if (options_.reportsOutcomes) {
     addOutcome(*info);
   }
   return info;
 }
 
 void TelvoTrackedFTPData::addOutcome(NSMutableDictionary& info) const {
-  info.setObject_forKey(_outcome.name(), "Outcome"_ns);
-  if (!_outcome.hasArrived()) {
-    info.setObject_forKey(textOrEmpty(_outcome.error), "Error"_ns);
-    info.setObject_forKey(NSNumber::numberWithInteger(_outcome.replyCode), "ErrorCode"_ns);
+  info.setObject_forKey(outcome_.name(), "Outcome"_ns);
+  if (!outcome_.hasArrived()) {
+    info.setObject_forKey(textOrEmpty(outcome_.error), "Error"_ns);
+    info.setObject_forKey(NSNumber::numberWithInteger(outcome_.replyCode), "ErrorCode"_ns);
   }
-  if (_willRetry) info.setObject_forKey(yes(), "WillRetry"_ns);
-  if (_aborted) info.setObject_forKey(yes(), "Aborted"_ns);
+  if (willRetry_) info.setObject_forKey(yes(), "WillRetry"_ns);
+  if (aborted_) info.setObject_forKey(yes(), "Aborted"_ns);
 }
 
 Ref<NSString> TelvoTrackedFTPData::reason() const {
   if (streams::isRemoval(*record())) return "gone"_ns;
-  return _sentItems.knowsPlaceOf(*record()) ? "changed"_ns : "new"_ns;
+  return sentItems_.knowsPlaceOf(*record()) ? "changed"_ns : "new"_ns;
 }

@@ -74,19 +74,19 @@ class TelvoTrackedFTPData : public TelvoFTPData {
   void addOutcome(NSMutableDictionary& info) const;
   Ref<NSString> reason() const;
 
-  const streams::UploadOptions _options;
-  Ref<NSString> _sourcePath;
-  streams::SentItems _sentItems;
-  streams::RetryQueue _retries;
-  streams::ByteProgress _bytes;
-  std::shared_ptr<streams::RateLimit> _rateLimit;
-  Ref<NSTimer> _saving;
+  const streams::UploadOptions options_;
+  Ref<NSString> sourcePath_;
+  streams::SentItems sentItems_;
+  streams::RetryQueue retries_;
+  streams::ByteProgress bytes_;
+  std::shared_ptr<streams::RateLimit> rateLimit_;
+  Ref<NSTimer> saving_;
 
-  streams::ItemOutcome _outcome;  // of the item at index(), as far as it is known
-  bool _willRetry = false;        // the item at index()
-  bool _isHostUsable = false;
-  bool _aborted = false;
-  bool _isThrough = false;                       // every item has been tried once
-  bool _makesRemoteDirectory = false;            // right now
-  streams::ItemOutcome _remoteDirectoryOutcome;  // of its making
+  streams::ItemOutcome outcome_;  // of the item at index(), as far as it is known
+  bool willRetry_ = false;        // the item at index()
+  bool isHostUsable_ = false;
+  bool aborted_ = false;
+  bool isThrough_ = false;                       // every item has been tried once
+  bool makesRemoteDirectory_ = false;            // right now
+  streams::ItemOutcome remoteDirectoryOutcome_;  // of its making
 };

@@ -24,7 +24,7 @@ namespace {
 // of the usual writer. The same part of a larger file goes through the writer's buffer at least.
 constexpr std::size_t keptLimit = 512000;
 
-// A writer that is never out of room gives the run loop its turn after so many bytes.
+// A writer that is never out of room gives the run loop its turn after this number of bytes.
 constexpr std::size_t turnLimit = 8 << 20;
 
 constexpr NSTimeInterval longestTurn = 0.1;
