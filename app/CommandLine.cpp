@@ -2,6 +2,8 @@
 
 #include <string_view>
 
+inline namespace telvo {
+
 namespace {
 
 constexpr std::string_view help =
@@ -49,3 +51,5 @@ std::optional<std::string> answerToArguments(int argc, const char* const* argv) 
   if (argument == "--version") return "TelvoFTPHelper " + helperVersion() + "\n";
   return std::nullopt;
 }
+
+}  // namespace telvo

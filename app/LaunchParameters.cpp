@@ -8,6 +8,8 @@
 #include "foundation/Foundation.h"
 #include "foundation/preferences/NSUserDefaults.h"
 
+inline namespace telvo {
+
 using streams::TemporaryNames;
 using streams::UploadOptions;
 
@@ -126,3 +128,5 @@ LaunchParameters LaunchParameters::from(const NSUserDefaults& defaults) {
   reader.lookForUnknownKeys();
   return parameters;
 }
+
+}  // namespace telvo

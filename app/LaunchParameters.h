@@ -5,6 +5,8 @@
 #include "foundation/runtime/Ref.h"
 #include "streams/UploadOptions.h"
 
+inline namespace telvo {
+
 class NSString;
 class NSUserDefaults;
 
@@ -18,3 +20,5 @@ struct LaunchParameters {
 
   static LaunchParameters from(const NSUserDefaults& defaults);
 };
+
+}  // namespace telvo

@@ -11,6 +11,8 @@
 #include "streams/TelvoFTPData.h"
 #include "streams/TelvoTrackedFTPData.h"
 
+inline namespace telvo {
+
 namespace {
 
 // For so long after its last record the helper can still be reached.
@@ -173,3 +175,5 @@ void TelvoFTPHelper::terminateApp() {
 void TelvoFTPHelper::logLine(const Ref<NSString>& format, const std::vector<NSFormatArgument>& arguments) {
   NSLogv(format, arguments);
 }
+
+}  // namespace telvo

@@ -8,6 +8,8 @@
 #include "foundation/text/NSFormat.h"
 #include "foundation/text/NSString.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSDictionary;
 class NSNotification;
 class TelvoFTPData;
@@ -78,3 +80,5 @@ class TelvoFTPHelper : public NSObject {
   LaunchParameters launchParameters_;
   Ref<TelvoFTPData> ftpData_;
 };
+
+TELVO_NAMESPACE_END

@@ -4,6 +4,8 @@
 #include "categories/NSDictionary+Telvo.h"
 #include "foundation/collections/NestingLevel.h"
 
+inline namespace telvo {
+
 namespace {
 
 const NSCategory arrayCategory(NSArray::classObject(),
@@ -20,16 +22,18 @@ const NSCategory dictionaryCategory(NSDictionary::classObject(),
 
 }  // namespace
 
-id telvo::deepCopyOfElement(const id& element) {
+id categories::deepCopyOfElement(const id& element) {
   const foundation::NestingLevel level;
   if (element->respondsToSelector("telvo_deepCopy"_sel)) return element->performSelector("telvo_deepCopy"_sel);
   return element->copy();
 }
 
-id telvo::deepMutableCopyOfElement(const id& element) {
+id categories::deepMutableCopyOfElement(const id& element) {
   const foundation::NestingLevel level;
   if (element->respondsToSelector("telvo_deepMutableCopy"_sel)) {
     return element->performSelector("telvo_deepMutableCopy"_sel);
   }
   return element->conformsToMutableCopying() ? element->mutableCopy() : element->copy();
 }
+
+}  // namespace telvo

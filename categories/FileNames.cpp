@@ -4,10 +4,14 @@
 #include "foundation/files/NSFileManager.h"
 #include "foundation/text/NSString.h"
 
-Ref<NSString> telvo::withExtension(const Ref<NSString>& base, const Ref<NSString>& extension) {
+inline namespace telvo {
+
+Ref<NSString> categories::withExtension(const Ref<NSString>& base, const Ref<NSString>& extension) {
   return extension->length() == 0 ? base : base->stringByAppendingFormat(".%@"_ns, extension);
 }
 
-bool telvo::itemExists(const NSFileManager& manager, const Ref<NSString>& path) {
+bool categories::itemExists(const NSFileManager& manager, const Ref<NSString>& path) {
   return manager.attributesOfItemAtPath_error(path, nullptr) != nil;
 }
+
+}  // namespace telvo

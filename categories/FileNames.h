@@ -2,11 +2,13 @@
 
 #include "foundation/runtime/Ref.h"
 
+inline namespace telvo {
+
 class NSFileManager;
 class NSString;
 
 // What the extensions for files and those for paths share.
-namespace telvo {
+namespace categories {
 
 // The base alone when the extension is empty.
 Ref<NSString> withExtension(const Ref<NSString>& base, const Ref<NSString>& extension);
@@ -14,5 +16,7 @@ Ref<NSString> withExtension(const Ref<NSString>& base, const Ref<NSString>& exte
 // Whether the name is taken. Other than fileExistsAtPath(), which looks through links, so that a link to nothing
 // counts.
 bool itemExists(const NSFileManager& manager, const Ref<NSString>& path);
+
+}  // namespace categories
 
 }  // namespace telvo

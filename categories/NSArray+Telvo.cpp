@@ -5,6 +5,8 @@
 #include "foundation/collections/NSSortDescriptor.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 using ElementPredicate = std::function<bool(const id&)>;
@@ -215,14 +217,14 @@ Ref<NSArray> telvo_sortedArrayUsingKey_ascending(const Ref<NSArray>& array, cons
 Ref<NSMutableArray> telvo_deepCopy(const Ref<NSArray>& array) {
   if (!array) return nil;
   const auto copy = NSMutableArray::array();
-  forEach(array, [&](const id& element) { copy->addObject(telvo::deepCopyOfElement(element)); });
+  forEach(array, [&](const id& element) { copy->addObject(categories::deepCopyOfElement(element)); });
   return copy;
 }
 
 Ref<NSMutableArray> telvo_deepMutableCopy(const Ref<NSArray>& array) {
   if (!array) return nil;
   const auto copy = NSMutableArray::array();
-  forEach(array, [&](const id& element) { copy->addObject(telvo::deepMutableCopyOfElement(element)); });
+  forEach(array, [&](const id& element) { copy->addObject(categories::deepMutableCopyOfElement(element)); });
   return copy;
 }
 
@@ -307,3 +309,5 @@ id telvo_pop(const Ref<NSMutableArray>& array) {
   if (last) array->removeLastObject();
   return last;
 }
+
+}  // namespace telvo

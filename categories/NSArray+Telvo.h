@@ -4,6 +4,8 @@
 
 #include "foundation/collections/NSArray.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSEnumerator;
 
 // Extensions of arrays. In a nil array nothing is found, so an index in it is NSNotFound; its copies are nil. Where an
@@ -97,3 +99,5 @@ void telvo_enqueue(const Ref<NSMutableArray>& array, const id& object);
 id telvo_dequeue(const Ref<NSMutableArray>& array);
 void telvo_push(const Ref<NSMutableArray>& array, const id& object);
 id telvo_pop(const Ref<NSMutableArray>& array);
+
+TELVO_NAMESPACE_END

@@ -4,6 +4,8 @@
 #include "categories/NSAttributedString+Telvo.h"
 #include "foundation/collections/NSDictionary.h"
 
+inline namespace telvo {
+
 namespace {
 
 using SizeChange = std::function<double(double size)>;
@@ -71,3 +73,5 @@ void telvo_insertString_withAttributes_atIndex(const Ref<NSMutableAttributedStri
                                                const Ref<NSDictionary>& attributes, NSUInteger index) {
   if (text) text->insertAttributedString_atIndex(make<NSMutableAttributedString>(string, attributes), index);
 }
+
+}  // namespace telvo

@@ -4,6 +4,8 @@
 #include "foundation/collections/NSData.h"
 #include "foundation/text/NSString.h"
 
+TELVO_NAMESPACE_BEGIN
+
 // Extensions of styled text: making it, RTF, font sizes, and plain text put into mutable styled text. A function with
 // T is a class method of the styled-text class T. For a nil receiver the answer is nil or an empty range, and nothing
 // happens. Threads: those of the texts themselves.
@@ -68,3 +70,5 @@ void telvo_appendString_withAttributes(const Ref<NSMutableAttributedString>& tex
                                        const Ref<NSDictionary>& attributes);
 void telvo_insertString_withAttributes_atIndex(const Ref<NSMutableAttributedString>& text, const Ref<NSString>& string,
                                                const Ref<NSDictionary>& attributes, NSUInteger index);
+
+TELVO_NAMESPACE_END

@@ -4,6 +4,8 @@
 #include "categories/NSData+Telvo.h"
 #include "foundation/coding/NSKeyedUnarchiver.h"
 
+inline namespace telvo {
+
 namespace {
 
 // Archives of styled text hold objects of these classes, whether the program uses them itself or not.
@@ -34,3 +36,5 @@ id telvo_objectOfClass(const Ref<NSData>& data, Class type) {
   const id object = NSKeyedUnarchiver::unarchivedObjectOfClass_fromData_error(type, data, nullptr);
   return object ? object : objectOfAnyClass(data);
 }
+
+}  // namespace telvo

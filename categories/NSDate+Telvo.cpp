@@ -14,6 +14,8 @@
 #include "foundation/time/NSDateFormatter.h"
 #include "foundation/time/NSTimeZone.h"
 
+inline namespace telvo {
+
 namespace {
 
 // Lives as long as the process, beyond the reach of exit-time destructors: other threads may still be writing dates.
@@ -459,3 +461,5 @@ Ref<NSDate> telvo_dateOfMonthEndWithOffset(const Ref<NSDate>& date, NSInteger mo
   const auto nextMonth = telvo_dateOfMonthStartWithOffset(date, months + 1);
   return nextMonth ? nextMonth->dateByAddingTimeInterval(-1.0) : nil;
 }
+
+}  // namespace telvo

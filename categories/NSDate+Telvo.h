@@ -2,6 +2,8 @@
 
 #include "foundation/time/NSDate.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSCalendar;
 class NSDateComponents;
 class NSDateFormatter;
@@ -166,3 +168,5 @@ NSInteger telvo_differenceInYearsTo(const Ref<NSDate>& date, const Ref<NSDate>& 
 // The first moment and the last whole second of the month that lies so many months after the date's.
 Ref<NSDate> telvo_dateOfMonthStartWithOffset(const Ref<NSDate>& date, NSInteger months);
 Ref<NSDate> telvo_dateOfMonthEndWithOffset(const Ref<NSDate>& date, NSInteger months);
+
+TELVO_NAMESPACE_END

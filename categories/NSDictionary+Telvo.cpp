@@ -9,6 +9,8 @@
 #include "foundation/text/NSString.h"
 #include "foundation/time/NSDate.h"
 
+inline namespace telvo {
+
 namespace {
 
 id objectFor(const Ref<NSDictionary>& dictionary, const id& key) {
@@ -77,11 +79,11 @@ Ref<NSMutableDictionary> telvo_dictionaryWithArrayOfDictionaries_usingKey(const 
 }
 
 Ref<NSMutableDictionary> telvo_deepCopy(const Ref<NSDictionary>& dictionary) {
-  return copyWithValues(dictionary, &telvo::deepCopyOfElement);
+  return copyWithValues(dictionary, &categories::deepCopyOfElement);
 }
 
 Ref<NSMutableDictionary> telvo_deepMutableCopy(const Ref<NSDictionary>& dictionary) {
-  return copyWithValues(dictionary, &telvo::deepMutableCopyOfElement);
+  return copyWithValues(dictionary, &categories::deepMutableCopyOfElement);
 }
 
 id telvo_nilOrObjectForKey(const Ref<NSDictionary>& dictionary, const id& key) {
@@ -214,3 +216,5 @@ void telvo_replaceObject_withObject(const Ref<NSMutableDictionary>& dictionary, 
   const id key = telvo_keyForObject(dictionary, oldObject);
   if (key && newObject) dictionary->setObject_forKey(newObject, key);
 }
+
+}  // namespace telvo

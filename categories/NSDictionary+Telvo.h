@@ -2,6 +2,8 @@
 
 #include "foundation/collections/NSDictionary.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSDate;
 
 // Extensions of dictionaries. A nil dictionary answers nil, 0 and false, and nothing is stored in it. Threads: those of
@@ -76,3 +78,5 @@ void telvo_setObject_forKey_removeIfNil(const Ref<NSMutableDictionary>& dictiona
 // key or the new object is nil.
 void telvo_replaceObject_withObject(const Ref<NSMutableDictionary>& dictionary, const id& oldObject,
                                     const id& newObject);
+
+TELVO_NAMESPACE_END

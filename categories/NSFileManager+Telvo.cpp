@@ -15,6 +15,8 @@
 #include "foundation/text/UTF16.h"
 #include "foundation/time/NSDate.h"
 
+inline namespace telvo {
+
 namespace {
 
 id attribute(const Ref<NSFileManager>& manager, const Ref<NSString>& path, const Ref<NSString>& key) {
@@ -65,7 +67,7 @@ bool rename(const Ref<NSFileManager>& manager, const Ref<NSString>& path, const 
     // An item that cannot be put aside may itself be what is found under the new name, and must not be removed.
     if (!manager->moveItemAtPath_toPath_error(original, item, error)) return false;
   }
-  if (removeExisting && telvo::itemExists(*manager, item)) removeExisting(destination);
+  if (removeExisting && categories::itemExists(*manager, item)) removeExisting(destination);
   if (manager->moveItemAtPath_toPath_error(item, destination, error)) return true;
   if (onlyCaseDiffers) manager->moveItemAtPath_toPath_error(item, original, nullptr);
   return false;
@@ -142,8 +144,8 @@ bool telvo_renameWorkingFile_forSuccess_error(const Ref<NSFileManager>& manager,
   const auto workName = path->lastPathComponent();
   const auto extension = workName->pathExtension();
   const auto base = workName->stringByDeletingPathExtension();
-  const auto finalName = telvo::withExtension(withoutLastCharacter(base), extension);
-  const auto temporaryName = telvo::withExtension(base->stringByAppendingString("~"_ns), extension);
+  const auto finalName = categories::withExtension(withoutLastCharacter(base), extension);
+  const auto temporaryName = categories::withExtension(base->stringByAppendingString("~"_ns), extension);
   // "~" without an extension has no final name: the item would take the place of its own folder.
   if (!isName(finalName)) return refuse(error, NSFileWriteInvalidFileNameError, path);
 
@@ -156,7 +158,7 @@ bool telvo_renameWorkingFile_forSuccess_error(const Ref<NSFileManager>& manager,
 
 bool telvo_removeFileIfExistsAtPath(const Ref<NSFileManager>& manager, const Ref<NSString>& path) {
   if (!manager) return false;
-  return !telvo::itemExists(*manager, path) || manager->removeItemAtPath_error(path, nullptr);
+  return !categories::itemExists(*manager, path) || manager->removeItemAtPath_error(path, nullptr);
 }
 
 bool telvo_copyPath_withSuffix_replaceExisting_error(const Ref<NSFileManager>& manager, const Ref<NSString>& path,
@@ -167,7 +169,7 @@ bool telvo_copyPath_withSuffix_replaceExisting_error(const Ref<NSFileManager>& m
   // A suffix that leads to another folder could name the source itself as the copy to be replaced.
   if (!isPartOfName(suffix)) return refuse(error, NSFileWriteInvalidFileNameError, path);
   const auto base = path->stringByDeletingPathExtension()->stringByAppendingString(suffix);
-  const auto destination = telvo::withExtension(base, path->pathExtension());
+  const auto destination = categories::withExtension(base, path->pathExtension());
   // First, and lost should the copy fail: its room may be what the new one needs.
   if (replaceExisting) telvo_removeFileIfExistsAtPath(manager, destination);
   return manager->copyItemAtPath_toPath_error(path, destination, error);
@@ -226,3 +228,5 @@ Ref<NSMutableArray> telvo_pathsWithFilename_atPath_deepScan(const Ref<NSFileMana
                                                             bool deepScan) {
   return telvo_pathsWithFilenames_atPath_deepScan(manager, arrayUnlessEmpty(filename), path, deepScan);
 }
+
+}  // namespace telvo

@@ -2,6 +2,8 @@
 
 #include "foundation/files/NSFileManager.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSMutableArray;
 
 // Extensions of the file manager. Any thread. A nil path names nothing; a nil manager answers nil, 0 and false and does
@@ -71,3 +73,5 @@ Ref<NSMutableArray> telvo_pathsWithExtension_atPath_deepScan(const Ref<NSFileMan
 Ref<NSMutableArray> telvo_pathsWithFilename_atPath_deepScan(const Ref<NSFileManager>& manager,
                                                             const Ref<NSString>& filename, const Ref<NSString>& path,
                                                             bool deepScan);
+
+TELVO_NAMESPACE_END

@@ -5,6 +5,8 @@
 #include "categories/NSString+Telvo.h"
 #include "foundation/text/NSCharacterSet.h"
 
+inline namespace telvo {
+
 namespace {
 
 void append(const Ref<NSMutableString>& text, const Ref<NSString>& piece) {
@@ -104,3 +106,5 @@ Ref<NSString> telvo_stringWithPrefix_keyword_suffix_or(const Ref<NSString>& pref
   telvo_appendPrefix_keyword_suffix_or(text, prefix, keyword, suffix, alternative);
   return as<NSString>(text->copy());
 }
+
+}  // namespace telvo

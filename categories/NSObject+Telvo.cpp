@@ -9,6 +9,8 @@
 #include "foundation/runtime/NSNull.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 // The receiver and the selector come first in every signature.
@@ -164,3 +166,5 @@ void telvo_performSelector_withEachObjectInDictionary(const id& object, SEL sele
 void telvo_performSelector_withEachObjectInSet(const id& object, SEL selector, const Ref<NSSet>& set) {
   performWithEach(object, selector, NSFastEnumeration(set));
 }
+
+}  // namespace telvo

@@ -2,6 +2,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSMutableDictionary;
 class NSSet;
 
@@ -63,3 +65,5 @@ void telvo_performSelector_withEachObjectInArray(const id& object, SEL selector,
 void telvo_performSelector_withEachObjectInDictionary(const id& object, SEL selector,
                                                       const Ref<NSDictionary>& dictionary);
 void telvo_performSelector_withEachObjectInSet(const id& object, SEL selector, const Ref<NSSet>& set);
+
+TELVO_NAMESPACE_END

@@ -11,6 +11,8 @@
 #include "foundation/errors/NSException.h"
 #include "foundation/text/NSCharacterSet.h"
 
+inline namespace telvo {
+
 namespace {
 
 constexpr NSRange notFound{NSNotFound, 0};
@@ -368,3 +370,5 @@ NSUInteger telvo_wordCount(const Ref<NSString>& text) {
     at = whiteSpace->endOfRun(units, at, false);
   }
 }
+
+}  // namespace telvo

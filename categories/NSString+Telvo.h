@@ -3,6 +3,8 @@
 #include "foundation/runtime/NSRange.h"
 #include "foundation/text/NSString.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSMutableDictionary;
 
 // Extensions of text: NSString(Telvo), NSString(TelvoInternet), NSString(TelvoFilePath), NSString(TelvoPropertyList)
@@ -229,3 +231,5 @@ void telvo_appendPrefix_keyword(const Ref<NSMutableString>& text, const Ref<NSSt
 // A new text made the same way; nil when keyword and alternative both are.
 Ref<NSString> telvo_stringWithPrefix_keyword_suffix_or(const Ref<NSString>& prefix, const Ref<NSString>& keyword,
                                                        const Ref<NSString>& suffix, const Ref<NSString>& alternative);
+
+TELVO_NAMESPACE_END

@@ -8,11 +8,13 @@
 #include "foundation/files/NSBundle.h"
 #include "foundation/files/NSFileManager.h"
 
+inline namespace telvo {
+
 namespace {
 
 const Ref<NSString>& bundleToken() { return "<APP>"_ns; }
 
-bool isTaken(const Ref<NSString>& path) { return telvo::itemExists(*NSFileManager::defaultManager(), path); }
+bool isTaken(const Ref<NSString>& path) { return categories::itemExists(*NSFileManager::defaultManager(), path); }
 
 // True also for a file of that name.
 bool isOrBecomesFolder(const Ref<NSString>& path) {
@@ -65,7 +67,7 @@ Ref<NSString> telvo_lastPathComponentWithoutExtension(const Ref<NSString>& path)
 Ref<NSString> telvo_backupFilePath(const Ref<NSString>& path) {
   if (!path) return nil;
   const Ref<NSString> base = path->stringByDeletingPathExtension()->stringByAppendingString("~"_ns);
-  return telvo::withExtension(base, path->pathExtension());
+  return categories::withExtension(base, path->pathExtension());
 }
 
 Ref<NSString> telvo_uniquePath(const Ref<NSString>& path) { return telvo_uniquePathWithPrefix(path, nil); }
@@ -76,7 +78,7 @@ Ref<NSString> telvo_uniquePathWithPrefix(const Ref<NSString>& path, const Ref<NS
   if (telvo_containsSomething(prefix)) base = base->stringByAppendingFormat(" %@"_ns, prefix);
   for (NSInteger count = telvo_containsSomething(prefix) ? 1 : 2;; ++count) {
     const Ref<NSString> numbered = count < 2 ? base : base->stringByAppendingFormat(" %ld"_ns, count);
-    const Ref<NSString> candidate = telvo::withExtension(numbered, path->pathExtension());
+    const Ref<NSString> candidate = categories::withExtension(numbered, path->pathExtension());
     if (!isTaken(candidate)) return candidate;
   }
 }
@@ -113,3 +115,5 @@ Ref<NSString> telvo_abbreviatedPath(const Ref<NSString>& path) {
 }
 
 Ref<NSString> telvo_stringWithBoolValue(bool value) { return NSString::stringWithFormat("%d"_ns, value ? 1 : 0); }
+
+}  // namespace telvo

@@ -12,6 +12,8 @@
 #include "foundation/text/NSCharacterSet.h"
 #include "foundation/text/UTF16.h"
 
+inline namespace telvo {
+
 namespace {
 
 // A number of years, days or minutes, with the words for one and for many.
@@ -219,3 +221,5 @@ Ref<NSString> telvo_mappedFromValue_withDefault(const Ref<NSString>& map, const 
   if (mapped || !defaultValue) return mapped;
   return as<NSString>(defaultValue->description()->copy());
 }
+
+}  // namespace telvo

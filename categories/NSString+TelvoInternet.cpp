@@ -6,6 +6,8 @@
 #include "foundation/files/NSURL.h"
 #include "foundation/files/PercentEncoding.h"
 
+inline namespace telvo {
+
 namespace {
 
 struct TypedAddress {
@@ -97,3 +99,5 @@ Ref<NSString> telvo_stringByCleaningURLWithDefaultScheme(const Ref<NSString>& te
 Ref<NSURL> telvo_urlValue(const Ref<NSString>& text) {
   return telvo_containsSomething(text) ? NSURL::URLWithString(telvo_stringByCleaningURL(text)) : nil;
 }
+
+}  // namespace telvo

@@ -11,6 +11,8 @@
 #include "foundation/text/NSString.h"
 #include "foundation/time/NSDate.h"
 
+inline namespace telvo {
+
 namespace {
 
 Ref<NSDictionary> registeredValues(const Ref<NSUserDefaults>& defaults) {
@@ -182,3 +184,5 @@ void telvo_copyPreferencesWithKeys_fromBundleIdentifier_removeIfMissing(const Re
   }
   standard->synchronize();
 }
+
+}  // namespace telvo

@@ -2,6 +2,8 @@
 
 #include "foundation/preferences/NSUserDefaults.h"
 
+TELVO_NAMESPACE_BEGIN
+
 // Extensions of the user defaults. Nil defaults answer nil, 0 and false, and nothing is stored in them; nothing happens
 // for a nil key. A value that is no property list raises NSInvalidArgumentException where it is stored, as it does in
 // the defaults themselves. Any thread. The factory settings are the registered defaults.
@@ -66,3 +68,5 @@ void telvo_copyPreferencesWithKeys_fromBundleIdentifier_removeIfMissing(const Re
                                                                         const Ref<NSArray>& keys,
                                                                         const Ref<NSString>& bundleIdentifier,
                                                                         bool removeIfMissing);
+
+TELVO_NAMESPACE_END

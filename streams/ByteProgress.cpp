@@ -1,5 +1,7 @@
 #include "streams/ByteProgress.h"
 
+inline namespace telvo {
+
 namespace streams {
 
 namespace {
@@ -27,3 +29,5 @@ bool ByteProgress::isDue() {
 }
 
 }  // namespace streams
+
+}  // namespace telvo

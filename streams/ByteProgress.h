@@ -4,6 +4,8 @@
 
 #include "foundation/runtime/NSObjCRuntime.h"
 
+inline namespace telvo {
+
 namespace streams {
 
 // How far a run has come, in bytes, and when it is time to tell. An item that is tried again counts anew.
@@ -33,3 +35,5 @@ class ByteProgress {
 };
 
 }  // namespace streams
+
+}  // namespace telvo

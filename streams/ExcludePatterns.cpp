@@ -9,6 +9,8 @@
 
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace streams {
 
 namespace {
@@ -244,3 +246,5 @@ bool ExcludePatterns::exclude(const Ref<NSString>& relativePath, bool isDirector
 }
 
 }  // namespace streams
+
+}  // namespace telvo

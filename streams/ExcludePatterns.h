@@ -6,6 +6,8 @@
 
 #include "foundation/runtime/Ref.h"
 
+inline namespace telvo {
+
 class NSString;
 
 namespace streams {
@@ -47,3 +49,5 @@ class ExcludePatterns {
 };
 
 }  // namespace streams
+
+}  // namespace telvo

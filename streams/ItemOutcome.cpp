@@ -5,6 +5,8 @@
 #include "cfnetwork/CFNetworkErrors.h"
 #include "foundation/Foundation.h"
 
+inline namespace telvo {
+
 namespace streams {
 
 namespace {
@@ -91,3 +93,5 @@ Ref<NSString> ItemOutcome::name() const {
 }
 
 }  // namespace streams
+
+}  // namespace telvo

@@ -3,6 +3,8 @@
 #include "foundation/runtime/NSObject.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace streams {
 
 // What has become of an item.
@@ -24,3 +26,5 @@ struct ItemOutcome {
 };
 
 }  // namespace streams
+
+}  // namespace telvo

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+inline namespace telvo {
+
 namespace streams {
 
 namespace {
@@ -37,3 +39,5 @@ NSTimeInterval RateLimit::timeToNextAllowance(Clock::time_point now) {
 }
 
 }  // namespace streams
+
+}  // namespace telvo

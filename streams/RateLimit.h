@@ -4,6 +4,8 @@
 
 #include "foundation/runtime/NSObjCRuntime.h"
 
+inline namespace telvo {
+
 namespace streams {
 
 // A number of bytes a second that everything together keeps to. What a pause has left unused may be caught up on for a
@@ -30,3 +32,5 @@ class RateLimit {
 };
 
 }  // namespace streams
+
+}  // namespace telvo

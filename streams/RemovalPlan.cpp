@@ -11,6 +11,8 @@
 #include "streams/ExcludePatterns.h"
 #include "streams/UploadRecord.h"
 
+inline namespace telvo {
+
 namespace streams {
 
 namespace {
@@ -55,3 +57,5 @@ bool hasContents(const Ref<NSString>& sourcePath) {
 }
 
 }  // namespace streams
+
+}  // namespace telvo

@@ -4,6 +4,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+inline namespace telvo {
+
 class NSDictionary;
 class NSString;
 
@@ -22,3 +24,5 @@ std::vector<Ref<NSDictionary>> removals(const std::vector<Ref<NSDictionary>>& le
 bool hasContents(const Ref<NSString>& sourcePath);
 
 }  // namespace streams
+
+}  // namespace telvo

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <utility>
 
+inline namespace telvo {
+
 namespace streams {
 
 namespace {
@@ -25,3 +27,5 @@ NSUInteger RetryQueue::takeNext() {
 }
 
 }  // namespace streams
+
+}  // namespace telvo

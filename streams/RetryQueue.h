@@ -4,6 +4,8 @@
 
 #include "foundation/runtime/NSObjCRuntime.h"
 
+inline namespace telvo {
+
 namespace streams {
 
 // Which items of a plan, by their index, are tried again: all that have failed so far, in the plan's order, once the
@@ -35,3 +37,5 @@ class RetryQueue {
 };
 
 }  // namespace streams
+
+}  // namespace telvo

@@ -7,6 +7,8 @@
 #include "foundation/coding/NSPropertyList.h"
 #include "streams/UploadRecord.h"
 
+inline namespace telvo {
+
 namespace streams {
 
 SentItems::SentItems(const Ref<NSArray>& content, const foundation::Checkpoint& checkpoint) {
@@ -109,3 +111,5 @@ void SentItems::save() {
 }
 
 }  // namespace streams
+
+}  // namespace telvo

@@ -7,6 +7,8 @@
 #include "foundation/runtime/NSObject.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 class NSArray;
 class NSDictionary;
 class NSMutableArray;
@@ -66,3 +68,5 @@ class SentItems {
 };
 
 }  // namespace streams
+
+}  // namespace telvo

@@ -3,6 +3,8 @@
 #include "categories/NSObject+Telvo.h"
 #include "foundation/Foundation.h"
 
+inline namespace telvo {
+
 namespace {
 
 // A missing signature names no method; only who watches everything is told.
@@ -90,3 +92,5 @@ void TelvoDelegateData::callDelegate(const Ref<NSDictionary>& parameters) {
     receiver->performSelector_withObject_withObject(watching, self(), parameters);
   }
 }
+
+}  // namespace telvo

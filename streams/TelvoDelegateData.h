@@ -4,6 +4,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSArray;
 class NSDictionary;
 class NSString;
@@ -37,3 +39,5 @@ class TelvoDelegateData : public NSObject {
   mutable std::mutex mutex_;
   id delegate_;
 };
+
+TELVO_NAMESPACE_END

@@ -11,6 +11,8 @@
 #include "foundation/notifications/NSNotificationCenter.h"
 #include "streams/TelvoFTPStreamData.h"
 
+inline namespace telvo {
+
 namespace {
 
 // Making the plan of a large tree takes seconds, in which the run loop gets its turn each time after so long.
@@ -305,3 +307,5 @@ void TelvoFTPData::filterUploadInfoUsingCachedInfo() {
   setCachedInfo(plan);
   if (kept) setUploadInfo(kept);
 }
+
+}  // namespace telvo

@@ -4,6 +4,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSArray;
 class NSDictionary;
 class NSMutableArray;
@@ -124,3 +126,5 @@ class TelvoFTPData : public NSObject {
   std::chrono::steady_clock::time_point lastTurn_;  // while the plan is being made
   bool itemDue_ = false;                            // the report of an item's end asks for the next one
 };
+
+TELVO_NAMESPACE_END

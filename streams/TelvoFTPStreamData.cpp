@@ -11,6 +11,8 @@
 #include "foundation/runtime/WeakRef.h"
 #include "systemconfiguration/SCDynamicStore.h"
 
+inline namespace telvo {
+
 namespace {
 
 Ref<NSString> textForKey(const Ref<NSDictionary>& parameters, const Ref<NSString>& key) {
@@ -242,3 +244,5 @@ NSInteger TelvoUploadFTPStreamData::writeBuffer(NSInteger size) {
   }
   return written;
 }
+
+}  // namespace telvo

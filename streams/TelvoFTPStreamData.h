@@ -9,6 +9,8 @@
 #include "streams/TelvoFTPData.h"
 #include "streams/TelvoStreamData.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class FTPWriteStream;
 class NSDictionary;
 class NSError;
@@ -96,3 +98,5 @@ class TelvoListingFTPStreamData : public TelvoAbstractFTPStreamData {
 class TelvoDownloadFTPStreamData : public TelvoAbstractFTPStreamData {
   NS_OBJECT(TelvoDownloadFTPStreamData, TelvoAbstractFTPStreamData)
 };
+
+TELVO_NAMESPACE_END

@@ -8,6 +8,8 @@
 #include "foundation/events/NSTimer.h"
 #include "foundation/runtime/WeakRef.h"
 
+inline namespace telvo {
+
 namespace {
 
 constexpr NSTimeInterval longestTurn = 0.1;
@@ -260,3 +262,5 @@ void TelvoStreamData::receiveStringForStream(const Ref<NSInputStream>& stream) {
   if (!text || text->length() == 0) text = bytes->description();
   informDelegateUsingSignature_withObject("streamData:receivedString:"_ns, text);
 }
+
+}  // namespace telvo

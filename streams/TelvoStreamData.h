@@ -6,6 +6,8 @@
 #include "foundation/events/NSStream.h"
 #include "streams/TelvoDelegateData.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSRunLoop;
 class NSTimer;
 
@@ -109,3 +111,5 @@ class TelvoStreamData : public TelvoDelegateData, public NSStreamDelegate {
   std::atomic<bool> running_ = false;  // inside run()
   bool endedByError_ = false;
 };
+
+TELVO_NAMESPACE_END

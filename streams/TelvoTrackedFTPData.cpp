@@ -14,6 +14,8 @@
 #include "streams/TemporaryName.h"
 #include "streams/UploadRecord.h"
 
+inline namespace telvo {
+
 using streams::ItemOutcome;
 using streams::TemporaryNames;
 using Result = streams::ItemOutcome::Result;
@@ -378,3 +380,5 @@ Ref<NSString> TelvoTrackedFTPData::reason() const {
   if (streams::isRemoval(*record())) return "gone"_ns;
   return sentItems_.knowsPlaceOf(*record()) ? "changed"_ns : "new"_ns;
 }
+
+}  // namespace telvo

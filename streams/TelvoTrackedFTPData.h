@@ -13,6 +13,8 @@
 #include "streams/TelvoFTPData.h"
 #include "streams/UploadOptions.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSNumber;
 
 // An upload job for owners that ask for more than the usual (streams::UploadOptions): it keeps track of what becomes of
@@ -90,3 +92,5 @@ class TelvoTrackedFTPData : public TelvoFTPData {
   bool makesRemoteDirectory_ = false;            // right now
   streams::ItemOutcome remoteDirectoryOutcome_;  // of its making
 };
+
+TELVO_NAMESPACE_END

@@ -8,6 +8,8 @@
 
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace streams {
 
 namespace {
@@ -44,3 +46,5 @@ Ref<NSString> temporaryName(const Ref<NSString>& name) {
 }
 
 }  // namespace streams
+
+}  // namespace telvo

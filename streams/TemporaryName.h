@@ -2,6 +2,8 @@
 
 #include "foundation/runtime/Ref.h"
 
+inline namespace telvo {
+
 class NSString;
 
 namespace streams {
@@ -11,3 +13,5 @@ namespace streams {
 Ref<NSString> temporaryName(const Ref<NSString>& name);
 
 }  // namespace streams
+
+}  // namespace telvo

@@ -6,6 +6,8 @@
 #include "foundation/text/NSString.h"
 #include "streams/ExcludePatterns.h"
 
+inline namespace telvo {
+
 namespace streams {
 
 // Which files are stored under a name beside their own until they are complete.
@@ -36,3 +38,5 @@ struct UploadOptions {
 };
 
 }  // namespace streams
+
+}  // namespace telvo

@@ -6,6 +6,8 @@
 
 #include "foundation/Foundation.h"
 
+inline namespace telvo {
+
 namespace streams {
 
 namespace {
@@ -107,3 +109,5 @@ Ref<NSDictionary> recordFromFile(const Ref<NSDictionary>& record) {
 }
 
 }  // namespace streams
+
+}  // namespace telvo

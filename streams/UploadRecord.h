@@ -2,6 +2,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+inline namespace telvo {
+
 class NSDate;
 class NSDictionary;
 class NSString;
@@ -33,3 +35,5 @@ Ref<NSDictionary> recordForFile(const Ref<NSDictionary>& record);
 Ref<NSDictionary> recordFromFile(const Ref<NSDictionary>& record);
 
 }  // namespace streams
+
+}  // namespace telvo

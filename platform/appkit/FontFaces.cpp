@@ -4,6 +4,8 @@
 #include <array>
 #include <cstddef>
 
+inline namespace telvo {
+
 namespace {
 
 constexpr std::size_t boldBit = 1;
@@ -92,3 +94,5 @@ std::u16string appkit::nameOfFace(const FontFace& face) {
   static constexpr std::array<std::u16string_view, 4> suffixes{u"", u"-Bold", u"-Italic", u"-BoldItalic"};
   return face.family + std::u16string(suffixes[bits]);
 }
+
+}  // namespace telvo

@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+inline namespace telvo {
+
 // How font names tell family and style. There is no catalogue of installed fonts behind it: a name is taken at its
 // word. Any thread.
 namespace appkit {
@@ -22,3 +24,5 @@ FontFace faceOfFont(std::u16string_view name);
 std::u16string nameOfFace(const FontFace& face);
 
 }  // namespace appkit
+
+}  // namespace telvo

@@ -12,6 +12,8 @@
 #include "foundation/preferences/NSUserDefaults.h"
 #include "foundation/time/NSDate.h"
 
+inline namespace telvo {
+
 namespace {
 
 std::function<id()>& mainInterface() {
@@ -82,3 +84,5 @@ int NSApplicationMain(int argc, char** argv) {
   if (delegate && delegate->respondsToSelector("awakeFromNib"_sel)) delegate->performSelector("awakeFromNib"_sel);
   application->run();
 }
+
+}  // namespace telvo

@@ -4,6 +4,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 // What "applicationShouldTerminate:" answers.
 enum NSApplicationTerminateReply : NSUInteger { NSTerminateCancel = 0, NSTerminateNow = 1 };
 
@@ -42,3 +44,5 @@ class NSMainInterface {
 // Takes the launch arguments (NSUserDefaults::takeArguments), sets up the process, makes the delegate, sends it
 // "awakeFromNib" and runs the application.
 int NSApplicationMain(int argc, char** argv);
+
+TELVO_NAMESPACE_END

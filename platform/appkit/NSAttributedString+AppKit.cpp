@@ -4,6 +4,8 @@
 #include "foundation/collections/NSData.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 const Ref<NSString>& NSFontAttributeName() { return "NSFont"_ns; }
 const Ref<NSString>& NSForegroundColorAttributeName() { return "NSColor"_ns; }
 const Ref<NSString>& NSBackgroundColorAttributeName() { return "NSBackgroundColor"_ns; }
@@ -21,3 +23,5 @@ Ref<NSData> NSRTFFromAttributedString(const Ref<NSAttributedString>& string, NSR
   if (!string) return nil;
   return NSData::dataWithBytes(appkit::RTFWriter(*string->attributedSubstringFromRange(range)).document());
 }
+
+}  // namespace telvo

@@ -2,6 +2,8 @@
 
 #include "foundation/text/NSAttributedString.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSData;
 
 // The names under which styled text keeps its attributes, and what their values are.
@@ -40,3 +42,5 @@ Ref<NSAttributedString> NSAttributedStringFromRTF(const Ref<NSData>& data);
 // attributes other than the ones above, or with values of other classes, are left out. A range out of bounds raises
 // NSRangeException. Any thread that may use the string.
 Ref<NSData> NSRTFFromAttributedString(const Ref<NSAttributedString>& string, NSRange range);
+
+TELVO_NAMESPACE_END

@@ -14,6 +14,8 @@
 #include "foundation/collections/NSNumber.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 const NSRegisteredClass registration(NSColor::classObject());
@@ -141,3 +143,5 @@ id NSColor::initWithCoder(NSCoder& coder) {
       return nil;
   }
 }
+
+}  // namespace telvo

@@ -2,6 +2,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSCoder;
 
 // A colour: red, green, blue and opacity, each 0 to 1; values beyond are brought to the nearer limit, and what is not a
@@ -41,3 +43,5 @@ class NSColor : public NSObject {
   double blue_;
   double alpha_;
 };
+
+TELVO_NAMESPACE_END

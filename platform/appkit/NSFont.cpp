@@ -6,6 +6,8 @@
 #include "foundation/coding/NSCoder.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 const NSRegisteredClass registration(NSFont::classObject());
@@ -90,3 +92,5 @@ id NSFont::initWithCoder(NSCoder& coder) {
   const auto name = coder.decodeObjectOfClass_forKey<NSString>("NSName"_ns);
   return fontWithName_size(name, coder.decodeDoubleForKey("NSSize"_ns));
 }
+
+}  // namespace telvo

@@ -2,6 +2,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSCoder;
 class NSString;
 
@@ -49,3 +51,5 @@ class NSFont : public NSObject {
   NSUInteger traits_;
   double pointSize_;
 };
+
+TELVO_NAMESPACE_END

@@ -3,6 +3,8 @@
 #include "foundation/coding/NSCoder.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 const NSRegisteredClass registration(NSParagraphStyle::classObject());
@@ -60,3 +62,5 @@ id NSMutableParagraphStyle::copy() const { return make<NSParagraphStyle>(alignme
 id NSMutableParagraphStyle::initWithCoder(NSCoder& coder) {
   return make<NSMutableParagraphStyle>(decodeAlignment(coder));
 }
+
+}  // namespace telvo

@@ -2,6 +2,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSCoder;
 
 enum NSTextAlignment : NSInteger {
@@ -51,3 +53,5 @@ class NSMutableParagraphStyle : public NSParagraphStyle {
 
   static id initWithCoder(NSCoder& coder);
 };
+
+TELVO_NAMESPACE_END

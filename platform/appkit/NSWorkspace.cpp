@@ -9,6 +9,8 @@
 #include "foundation/notifications/SessionBus.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 const Ref<NSString>& NSWorkspaceDidTerminateApplicationNotification() {
   return "NSWorkspaceDidTerminateApplicationNotification"_ns;
 }
@@ -56,3 +58,5 @@ void NSWorkspace::watchSessionBus() {
   foundation::watchSessionBusEnd(
       [this] { notificationCenter_->postNotificationName_object(NSWorkspaceWillPowerOffNotification(), self()); });
 }
+
+}  // namespace telvo

@@ -2,6 +2,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSNotificationCenter;
 class NSString;
 
@@ -33,3 +35,5 @@ class NSWorkspace : public NSObject {
 
   Ref<NSNotificationCenter> notificationCenter_;
 };
+
+TELVO_NAMESPACE_END

@@ -17,6 +17,8 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
+inline namespace telvo {
+
 namespace appkit {
 namespace {
 
@@ -97,3 +99,5 @@ void setUpProcess() {
 }
 
 }  // namespace appkit
+
+}  // namespace telvo

@@ -1,5 +1,7 @@
 #pragma once
 
+inline namespace telvo {
+
 namespace appkit {
 
 // Puts right what whoever started the process may have left in disorder: standard descriptors that are closed are
@@ -11,3 +13,5 @@ namespace appkit {
 void setUpProcess();
 
 }  // namespace appkit
+
+}  // namespace telvo

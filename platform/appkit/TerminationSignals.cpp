@@ -20,6 +20,8 @@
 #include "foundation/events/UrgentRequest.h"
 #include "foundation/runtime/BackgroundThread.h"
 
+inline namespace telvo {
+
 namespace {
 
 int descriptor = -1;
@@ -134,3 +136,5 @@ TerminationSignals::TerminationSignals(std::function<void()> serve)
 }
 
 TerminationSignals::~TerminationSignals() { foundation::setUrgentRequest({}); }
+
+}  // namespace telvo

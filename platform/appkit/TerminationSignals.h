@@ -4,6 +4,8 @@
 
 #include "foundation/events/EventSource.h"
 
+inline namespace telvo {
+
 // Turns the signals that ask for the end (SIGTERM, SIGINT and, unless the process was started to outlive it, SIGHUP)
 // into a request that the main run loop serves. One for the process, on the main thread.
 class TerminationSignals {
@@ -22,3 +24,5 @@ class TerminationSignals {
  private:
   foundation::DescriptorSource source_;
 };
+
+}  // namespace telvo

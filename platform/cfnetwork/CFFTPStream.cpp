@@ -3,6 +3,8 @@
 #include "foundation/files/NSURL.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 const Ref<NSString>& kCFStreamPropertyFTPUserName() { return "kCFStreamPropertyFTPUserName"_ns; }
 const Ref<NSString>& kCFStreamPropertyFTPPassword() { return "kCFStreamPropertyFTPPassword"_ns; }
 const Ref<NSString>& kCFStreamPropertyFTPProxy() { return "kCFStreamPropertyFTPProxy"_ns; }
@@ -20,3 +22,5 @@ Ref<FTPWriteStream> CFWriteStreamCreateWithFTPURL(const Ref<NSURL>& url) {
   if (!hasName && (url->path()->length() == 0 || url->path()->isEqualToString("/"_ns))) return nil;
   return make<FTPWriteStream>(url);
 }
+
+}  // namespace telvo

@@ -3,6 +3,8 @@
 #include "cfnetwork/FTPWriteStream.h"
 #include "foundation/runtime/Ref.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSString;
 class NSURL;
 
@@ -33,3 +35,5 @@ const Ref<NSString>& kCFStreamPropertyFTPAnnouncesUTF8();
 // A stream that stores what is written to it as a file at an "ftp" URL; a URL that ends in a slash makes that folder
 // instead. Nil when the URL is nil, of another scheme or without a host or name. Nothing is connected before open().
 Ref<FTPWriteStream> CFWriteStreamCreateWithFTPURL(const Ref<NSURL>& url);
+
+TELVO_NAMESPACE_END

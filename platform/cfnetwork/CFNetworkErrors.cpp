@@ -5,6 +5,8 @@
 #include "foundation/collections/NSNumber.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 const Ref<NSString>& kCFErrorDomainCFNetwork() { return "kCFErrorDomainCFNetwork"_ns; }
 const Ref<NSString>& kCFFTPStatusCodeKey() { return "kCFFTPStatusCodeKey"_ns; }
 const Ref<NSString>& kCFFTPBeforeLoginKey() { return "kCFFTPBeforeLoginKey"_ns; }
@@ -27,3 +29,5 @@ Ref<NSError> cfnetwork::errorBeforeLogin(const Ref<NSError>& error) {
   if (error->userInfo()) info->addEntriesFromDictionary(error->userInfo());
   return NSError::errorWithDomain_code_userInfo(error->domain(), error->code(), info);
 }
+
+}  // namespace telvo

@@ -5,6 +5,8 @@
 #include "foundation/errors/NSError.h"
 #include "foundation/runtime/Ref.h"
 
+TELVO_NAMESPACE_BEGIN
+
 const Ref<NSString>& kCFErrorDomainCFNetwork();
 // In the user information of an error that a server's reply caused: the reply's code, a number. The reply's text is
 // the error's localized description.
@@ -34,3 +36,5 @@ Ref<NSError> errorBeforeLogin(const Ref<NSError>& error);
 Ref<NSError> errorWithCode(CFNetworkErrorCode code, std::string_view text);
 
 }  // namespace cfnetwork
+
+TELVO_NAMESPACE_END

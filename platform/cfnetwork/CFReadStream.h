@@ -3,8 +3,12 @@
 #include "cfnetwork/FileReadStream.h"
 #include "foundation/runtime/Ref.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSURL;
 
 // A stream that reads the file at a "file" URL. Nil when the URL is nil or of another scheme; whether the file can be
 // read shows when the stream is opened.
 Ref<FileReadStream> CFReadStreamCreateWithFile(const Ref<NSURL>& url);
+
+TELVO_NAMESPACE_END

@@ -14,6 +14,8 @@
 #include "foundation/errors/NSError.h"
 #include "foundation/events/NSRunLoop.h"
 
+inline namespace telvo {
+
 namespace cfnetwork {
 
 namespace {
@@ -237,3 +239,5 @@ void FTPConnection::fail(const Ref<NSError>& error, Loss loss) {
 void FTPConnection::failWithReply(const FTPReply& reply) { fail(errorWithReply(reply)); }
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

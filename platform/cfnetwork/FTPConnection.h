@@ -13,6 +13,8 @@
 #include "cfnetwork/SocketConnector.h"
 #include "foundation/events/EventSource.h"
 
+inline namespace telvo {
+
 class NSError;
 class NSRunLoop;
 
@@ -127,3 +129,5 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
 };
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

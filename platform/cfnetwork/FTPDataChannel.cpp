@@ -10,6 +10,8 @@
 #include "foundation/errors/NSError.h"
 #include "foundation/events/NSRunLoop.h"
 
+inline namespace telvo {
+
 namespace cfnetwork {
 
 namespace {
@@ -175,3 +177,5 @@ void FTPDataChannel::lose(const Ref<NSError>& error) {
 }
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

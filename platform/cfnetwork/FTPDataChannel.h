@@ -9,6 +9,8 @@
 #include "cfnetwork/SocketConnector.h"
 #include "foundation/events/EventSource.h"
 
+inline namespace telvo {
+
 namespace cfnetwork {
 
 // One data connection: made by us (passive) or by the server (active), written to, ended. On one run loop's thread;
@@ -89,3 +91,5 @@ class FTPDataChannel {
 };
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

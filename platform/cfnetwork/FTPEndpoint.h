@@ -6,6 +6,8 @@
 #include "cfnetwork/SocketConnector.h"
 #include "foundation/runtime/NSObject.h"
 
+inline namespace telvo {
+
 namespace cfnetwork {
 
 // A server and the way in. Texts are raw bytes without carriage returns, line feeds and NULs.
@@ -36,3 +38,5 @@ struct FTPLimits {
 };
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

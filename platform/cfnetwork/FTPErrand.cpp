@@ -5,6 +5,8 @@
 #include "cfnetwork/CFNetworkErrors.h"
 #include "foundation/errors/NSError.h"
 
+inline namespace telvo {
+
 namespace cfnetwork {
 
 FTPErrand::FTPErrand(std::vector<std::string> commands, Question question, std::string questionCommand)
@@ -62,3 +64,5 @@ void FTPErrand::ask(const FTPReply& refusal) {
 }
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

@@ -6,6 +6,8 @@
 
 #include "cfnetwork/FTPConnection.h"
 
+inline namespace telvo {
+
 class NSError;
 
 namespace cfnetwork {
@@ -45,3 +47,5 @@ class FTPErrand {
 };
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

@@ -6,6 +6,8 @@
 
 #include "cfnetwork/FTPReply.h"
 
+inline namespace telvo {
+
 namespace cfnetwork {
 
 namespace {
@@ -42,3 +44,5 @@ bool FTPGreetingNamesPatientServer(const FTPReply& greeting) {
 }
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

@@ -1,5 +1,7 @@
 #pragma once
 
+inline namespace telvo {
+
 namespace cfnetwork {
 
 struct FTPReply;
@@ -9,3 +11,5 @@ struct FTPReply;
 bool FTPGreetingNamesPatientServer(const FTPReply& greeting);
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

@@ -11,6 +11,8 @@
 #include "foundation/files/PercentEncoding.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace cfnetwork {
 
 namespace {
@@ -110,3 +112,5 @@ std::variant<FTPItem, Ref<NSError>> FTPItemFromURL(const Ref<NSURL>& url, const 
 }
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

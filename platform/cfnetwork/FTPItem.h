@@ -6,6 +6,8 @@
 #include "cfnetwork/FTPEndpoint.h"
 #include "foundation/runtime/NSObject.h"
 
+inline namespace telvo {
+
 class NSError;
 class NSString;
 class NSURL;
@@ -40,3 +42,5 @@ struct FTPProperties {
 std::variant<FTPItem, Ref<NSError>> FTPItemFromURL(const Ref<NSURL>& url, const FTPProperties& properties);
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

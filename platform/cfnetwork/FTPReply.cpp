@@ -4,6 +4,8 @@
 #include <array>
 #include <charconv>
 
+inline namespace telvo {
+
 namespace cfnetwork {
 
 namespace {
@@ -124,3 +126,5 @@ std::optional<std::uint16_t> FTPPortFromPassiveReply(const FTPReply& reply) {
 }
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+inline namespace telvo {
+
 namespace cfnetwork {
 
 // A server's reply (RFC 959, section 4.2).
@@ -53,3 +55,5 @@ std::optional<std::uint16_t> FTPPortFromExtendedPassiveReply(const FTPReply& rep
 std::optional<std::uint16_t> FTPPortFromPassiveReply(const FTPReply& reply);
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

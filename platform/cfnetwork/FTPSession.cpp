@@ -9,6 +9,8 @@
 #include "foundation/errors/NSError.h"
 #include "foundation/events/NSRunLoop.h"
 
+inline namespace telvo {
+
 namespace cfnetwork {
 
 FTPSession::FTPSession(const Ref<NSRunLoop>& runLoop, const FTPEndpoint& endpoint, const FTPLimits& limits,
@@ -194,3 +196,5 @@ void FTPSession::close() {
 }
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

@@ -7,6 +7,8 @@
 #include "cfnetwork/FTPConnection.h"
 #include "cfnetwork/FTPDataChannel.h"
 
+inline namespace telvo {
+
 namespace cfnetwork {
 
 // A control connection together with the data connection that is made over it ahead of a file: it logs in, asks for a
@@ -106,3 +108,5 @@ class FTPSession : public std::enable_shared_from_this<FTPSession>,
 };
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

@@ -5,6 +5,8 @@
 
 #include "foundation/events/NSRunLoop.h"
 
+inline namespace telvo {
+
 namespace cfnetwork {
 
 namespace {
@@ -133,3 +135,5 @@ FTPSessionSet& FTPSessionPool::sessionsTo(const FTPEndpoint& endpoint) {
 }
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

@@ -6,6 +6,8 @@
 
 #include "cfnetwork/FTPSession.h"
 
+inline namespace telvo {
+
 namespace cfnetwork {
 
 // A thread's sessions to one server and login: the one that sends an item, and up to two others that prepare
@@ -68,3 +70,5 @@ class FTPSessionPool {
 };
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

@@ -12,6 +12,8 @@
 
 #include "cfnetwork/SocketOptions.h"
 
+inline namespace telvo {
+
 namespace cfnetwork {
 
 namespace {
@@ -106,3 +108,5 @@ int FTPSocket::takeError() {
 }
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

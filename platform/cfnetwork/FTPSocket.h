@@ -5,6 +5,8 @@
 
 #include "foundation/files/FileIO.h"
 
+inline namespace telvo {
+
 namespace cfnetwork {
 
 // A connected, non-blocking socket: the one place where the client's bytes leave and arrive, for control and data
@@ -47,3 +49,5 @@ class FTPSocket {
 };
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

@@ -8,6 +8,8 @@
 #include "foundation/errors/NSError.h"
 #include "foundation/events/NSRunLoop.h"
 
+inline namespace telvo {
+
 namespace cfnetwork {
 
 namespace {
@@ -230,3 +232,5 @@ void FTPTransfer::finish(Result result, Ref<NSError> error) {
 }
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

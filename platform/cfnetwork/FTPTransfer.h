@@ -8,6 +8,8 @@
 #include "cfnetwork/FTPSession.h"
 #include "foundation/events/EventSource.h"
 
+inline namespace telvo {
+
 namespace cfnetwork {
 
 // One file on its way over a session that was prepared for it: STOR, the data, its end, and what the server's replies
@@ -97,3 +99,5 @@ class FTPTransfer : private FTPSession::User, private FTPDataChannel::Delegate {
 };
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

@@ -16,6 +16,8 @@
 #include "foundation/text/NSString.h"
 #include "foundation/time/NSDate.h"
 
+inline namespace telvo {
+
 using namespace cfnetwork;
 
 namespace {
@@ -372,3 +374,5 @@ void FTPWriteStream::letGo() {
   // A thread's sessions end with it; the stream may be let go of on another one then.
   if (!isOnOtherThread) FTPSessionPool::ofThread().sessionsTo(item_.endpoint).release(session);
 }
+
+}  // namespace telvo

@@ -11,6 +11,8 @@
 #include "cfnetwork/FTPTransfer.h"
 #include "foundation/events/NSStream.h"
 
+inline namespace telvo {
+
 class NSURL;
 
 // Stores one file on an FTP server, or makes one folder. It uses one of the thread's sessions to the same server and
@@ -122,3 +124,5 @@ class FTPWriteStream : public NSOutputStream,
   bool waiting_ = false;        // inside close()
   bool closedAgain_ = false;
 };
+
+}  // namespace telvo

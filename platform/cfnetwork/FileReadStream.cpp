@@ -8,6 +8,8 @@
 
 #include "foundation/errors/NSError.h"
 
+inline namespace telvo {
+
 Class FileReadStream::classObject() {
   static const NSClass object("FileReadStream", NSInputStream::classObject(), {});
   return &object;
@@ -70,3 +72,5 @@ NSInteger FileReadStream::read_maxLength(std::uint8_t* buffer, NSUInteger length
   }
   return size;
 }
+
+}  // namespace telvo

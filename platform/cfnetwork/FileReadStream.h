@@ -5,6 +5,8 @@
 #include "foundation/events/NSStream.h"
 #include "foundation/files/FileIO.h"
 
+inline namespace telvo {
+
 // Reads a regular file. A folder can be opened too and is at its end at once; anything else (a pipe, a socket, a
 // device) is an error, and opening it does not wait for anybody. "Open completed" or the error follows open() in a
 // run-loop turn; the end is reported only after a read has returned 0, so no byte that was read is left over.
@@ -27,3 +29,5 @@ class FileReadStream : public NSInputStream {
   foundation::FileDescriptor file_;
   bool isFolder_ = false;
 };
+
+}  // namespace telvo

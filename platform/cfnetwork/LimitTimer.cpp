@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cmath>
 
+inline namespace telvo {
+
 namespace cfnetwork {
 
 namespace {
@@ -31,3 +33,5 @@ void LimitTimer::step() {
 }
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

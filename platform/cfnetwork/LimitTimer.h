@@ -4,6 +4,8 @@
 
 #include "foundation/events/EventSource.h"
 
+inline namespace telvo {
+
 namespace cfnetwork {
 
 // A limit to how long something may take. Only time in which the process runs and serves its loop counts, and whatever
@@ -27,3 +29,5 @@ class LimitTimer {
 };
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

@@ -5,6 +5,8 @@
 #include <arpa/inet.h>
 #include <netinet/in.h>
 
+inline namespace telvo {
+
 namespace cfnetwork {
 
 SocketAddress SocketAddress::peerOf(int descriptor) {
@@ -68,3 +70,5 @@ bool SocketAddress::isSameHost(const SocketAddress& other) const {
 }
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

@@ -5,6 +5,8 @@
 
 #include <sys/socket.h>
 
+inline namespace telvo {
+
 namespace cfnetwork {
 
 // The address of one end of a connection, IPv4 or IPv6.
@@ -25,3 +27,5 @@ struct SocketAddress {
 };
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

@@ -15,6 +15,8 @@
 #include "foundation/events/EventSource.h"
 #include "foundation/events/NSRunLoop.h"
 
+inline namespace telvo {
+
 namespace cfnetwork {
 
 namespace {
@@ -216,3 +218,5 @@ std::unique_ptr<SocketConnector> SocketConnector::connectToAddress(const Ref<NSR
 }
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

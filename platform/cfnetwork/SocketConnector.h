@@ -10,6 +10,8 @@
 #include "foundation/files/FileIO.h"
 #include "foundation/runtime/NSObject.h"
 
+inline namespace telvo {
+
 class NSError;
 class NSRunLoop;
 
@@ -51,3 +53,5 @@ class SocketConnector {
 };
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

@@ -5,6 +5,8 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 
+inline namespace telvo {
+
 namespace cfnetwork {
 
 void setBreaksOff(int descriptor, bool breaksOff) {
@@ -25,3 +27,5 @@ void prepareForData(int descriptor, const SocketAddress& address) {
 }
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

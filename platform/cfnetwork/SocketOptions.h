@@ -2,6 +2,8 @@
 
 #include "cfnetwork/SocketAddress.h"
 
+inline namespace telvo {
+
 namespace cfnetwork {
 
 // Whether the system resets a connection when its last descriptor goes, instead of ending it in good order.
@@ -12,3 +14,5 @@ void setBreaksOff(int descriptor, bool breaksOff);
 void prepareForData(int descriptor, const SocketAddress& address);
 
 }  // namespace cfnetwork
+
+}  // namespace telvo

@@ -9,6 +9,8 @@
 #include "foundation/collections/NSArray.h"
 #include "foundation/collections/NSNumber.h"
 
+inline namespace telvo {
+
 namespace {
 
 // The first of the variables that is set to something.
@@ -63,3 +65,5 @@ Ref<NSDictionary> SCDynamicStoreCopyProxies() {
   if (direct->count() > 0) settings->setObject_forKey(direct, kSCPropNetProxiesExceptionsList());
   return as<NSDictionary>(settings->copy());
 }
+
+}  // namespace telvo

@@ -3,6 +3,8 @@
 #include "foundation/collections/NSDictionary.h"
 #include "foundation/text/NSString.h"
 
+TELVO_NAMESPACE_BEGIN
+
 // Keys of the proxy settings.
 const Ref<NSString>& kSCPropNetProxiesFTPPassive();  // boolean number: FTP uses passive mode
 const Ref<NSString>& kSCPropNetProxiesFTPProxy();    // text: its URL for FTP, "direct://": none; missing: the desktop's
@@ -15,3 +17,5 @@ const Ref<NSString>& kSCPropNetProxiesFTPConnections();  // number: the most con
 // connections ("FTP_CONNECTIONS"). What the desktop is set to is not in here; it is looked up for each host when no
 // proxy is named. Any thread that may read the environment.
 Ref<NSDictionary> SCDynamicStoreCopyProxies();
+
+TELVO_NAMESPACE_END

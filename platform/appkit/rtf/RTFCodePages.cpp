@@ -10,6 +10,8 @@
 #include <unicode/ucnv.h>
 #include <unicode/ucnv_cb.h>
 
+inline namespace telvo {
+
 namespace {
 
 constexpr int westernCodePage = 1252;
@@ -111,3 +113,5 @@ std::u16string appkit::RTFDecoder::decode(std::string_view bytes, int codePage) 
   units.resize(static_cast<std::size_t>(target - units.data()));
   return units;
 }
+
+}  // namespace telvo

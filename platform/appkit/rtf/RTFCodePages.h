@@ -7,6 +7,8 @@
 
 struct UConverter;
 
+inline namespace telvo {
+
 namespace appkit {
 
 // The code page of text in the font's character set (\fcharset); 0 when the document's own applies.
@@ -31,3 +33,5 @@ class RTFDecoder {
 };
 
 }  // namespace appkit
+
+}  // namespace telvo

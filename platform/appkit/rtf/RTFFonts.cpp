@@ -6,6 +6,8 @@
 
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 constexpr std::array<std::pair<std::u16string_view, std::string_view>, 8> familyWords{{
@@ -43,3 +45,5 @@ std::string_view appkit::familyWordOfFont(const NSFont& font) {
                                               &std::pair<std::u16string_view, std::string_view>::first);
   return found == familyWords.end() ? "fnil" : found->second;
 }
+
+}  // namespace telvo

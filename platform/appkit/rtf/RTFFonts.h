@@ -5,6 +5,8 @@
 
 #include "appkit/NSFont.h"
 
+inline namespace telvo {
+
 namespace appkit {
 
 // The font that a document means by a name in its font table together with \b and \i: these add to what the name says.
@@ -18,3 +20,5 @@ std::u16string tableNameOfFont(const NSFont& font);
 std::string_view familyWordOfFont(const NSFont& font);
 
 }  // namespace appkit
+
+}  // namespace telvo

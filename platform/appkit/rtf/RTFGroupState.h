@@ -5,6 +5,8 @@
 
 #include "appkit/rtf/RTFStyle.h"
 
+inline namespace telvo {
+
 // What a group of an RTF document inherits from the one around it.
 namespace appkit {
 
@@ -45,3 +47,5 @@ struct RTFGroupState {
 };
 
 }  // namespace appkit
+
+}  // namespace telvo

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstddef>
 
+inline namespace telvo {
+
 namespace {
 
 constexpr std::u16string_view keyword = u"HYPERLINK";
@@ -74,3 +76,5 @@ std::u16string appkit::instructionForAddress(std::u16string_view address) {
   instruction.push_back(u'"');
   return instruction;
 }
+
+}  // namespace telvo

@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+inline namespace telvo {
+
 // The field instruction that makes its result a link. Any thread.
 namespace appkit {
 
@@ -14,3 +16,5 @@ std::optional<std::u16string> addressFromInstruction(std::u16string_view instruc
 std::u16string instructionForAddress(std::u16string_view address);
 
 }  // namespace appkit
+
+}  // namespace telvo

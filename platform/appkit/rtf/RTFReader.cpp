@@ -11,6 +11,8 @@
 #include "foundation/files/NSURL.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 using appkit::RTFRunKind;
@@ -367,3 +369,5 @@ std::int32_t RTFReader::fontOfBytes() const {
 }
 
 }  // namespace appkit
+
+}  // namespace telvo

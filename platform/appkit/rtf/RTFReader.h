@@ -12,6 +12,8 @@
 #include "appkit/rtf/RTFTextBuilder.h"
 #include "appkit/rtf/RTFTokenizer.h"
 
+inline namespace telvo {
+
 namespace appkit {
 
 // Reads one RTF document. The bytes must outlive it.
@@ -133,3 +135,5 @@ class RTFReader {
 };
 
 }  // namespace appkit
+
+}  // namespace telvo

@@ -6,6 +6,8 @@
 
 #include "appkit/rtf/RTFReader.h"
 
+inline namespace telvo {
+
 namespace {
 
 using appkit::RTFDestination;
@@ -360,3 +362,5 @@ void RTFReader::fieldResult(const RTFToken&, NSInteger) {
 }
 
 }  // namespace appkit
+
+}  // namespace telvo

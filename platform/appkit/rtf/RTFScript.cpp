@@ -5,6 +5,8 @@
 
 #include <unicode/uscript.h>
 
+inline namespace telvo {
+
 namespace {
 
 using appkit::RTFScript;
@@ -64,3 +66,5 @@ std::u16string_view appkit::takeScriptRun(std::u16string_view& units, RTFScript&
   units.remove_prefix(run.size());
   return run;
 }
+
+}  // namespace telvo

@@ -4,6 +4,8 @@
 #include <optional>
 #include <string_view>
 
+inline namespace telvo {
+
 // Kinds of script, each of which an RTF document may give a font, a size, bold and italic of its own ("associated
 // character properties"). Any thread.
 namespace appkit {
@@ -21,3 +23,5 @@ bool containsScript(std::u16string_view units, RTFScript script);
 std::u16string_view takeScriptRun(std::u16string_view& units, RTFScript& script);
 
 }  // namespace appkit
+
+}  // namespace telvo

@@ -10,6 +10,8 @@
 #include "appkit/NSAttributedString+AppKit.h"
 #include "appkit/NSParagraphStyle.h"
 
+inline namespace telvo {
+
 // What a run of text in an RTF document looks like, and the control words that reader and writer share.
 namespace appkit {
 
@@ -83,3 +85,5 @@ inline constexpr std::u16string_view exactLink = u"link";
 inline constexpr std::u16string_view exactLinkIsText = u"text";
 
 }  // namespace appkit
+
+}  // namespace telvo

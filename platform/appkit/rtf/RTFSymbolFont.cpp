@@ -3,6 +3,8 @@
 #include <array>
 #include <cstddef>
 
+inline namespace telvo {
+
 namespace {
 
 // The characters of the font "Symbol" by byte, 0x20...0x7F and 0xA0...0xFF.
@@ -45,3 +47,5 @@ std::u16string appkit::textOfSymbols(std::string_view bytes, std::u16string_view
   }
   return text;
 }
+
+}  // namespace telvo

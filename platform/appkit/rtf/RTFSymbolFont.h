@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+inline namespace telvo {
+
 namespace appkit {
 
 // Text for the bytes of a font of pictures: the Greek letters, operators and marks of the font that is named "Symbol",
@@ -10,3 +12,5 @@ namespace appkit {
 std::u16string textOfSymbols(std::string_view bytes, std::u16string_view fontName);
 
 }  // namespace appkit
+
+}  // namespace telvo

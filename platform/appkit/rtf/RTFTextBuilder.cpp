@@ -14,6 +14,8 @@
 #include "foundation/files/NSURL.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 using appkit::noAttribute;
@@ -179,3 +181,5 @@ Ref<NSAttributedString> RTFTextBuilder::styledText(const RTFResources& resources
 }
 
 }  // namespace appkit
+
+}  // namespace telvo

@@ -9,6 +9,8 @@
 #include "appkit/NSColor.h"
 #include "appkit/rtf/RTFStyle.h"
 
+inline namespace telvo {
+
 namespace appkit {
 
 // What the character styles of a document refer to.
@@ -50,3 +52,5 @@ class RTFTextBuilder {
 };
 
 }  // namespace appkit
+
+}  // namespace telvo

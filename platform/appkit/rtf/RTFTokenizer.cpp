@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <limits>
 
+inline namespace telvo {
+
 namespace {
 
 using appkit::RTFToken;
@@ -106,3 +108,5 @@ RTFToken RTFTokenizer::lineEnd(char first) {
 }
 
 }  // namespace appkit
+
+}  // namespace telvo

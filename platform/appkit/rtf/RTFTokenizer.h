@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string_view>
 
+inline namespace telvo {
+
 namespace appkit {
 
 // One piece of an RTF document.
@@ -43,3 +45,5 @@ class RTFTokenizer {
 };
 
 }  // namespace appkit
+
+}  // namespace telvo

@@ -18,6 +18,8 @@
 #include "foundation/files/NSURL.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 // Characters between 0x80 and 0x9F in code page 1252, and one hyphen.
@@ -291,3 +293,5 @@ std::size_t RTFWriter::colorNumber(const NSColor& color) {
 }
 
 }  // namespace appkit
+
+}  // namespace telvo

@@ -8,6 +8,8 @@
 
 #include "appkit/rtf/RTFStyle.h"
 
+inline namespace telvo {
+
 class NSColor;
 class NSDictionary;
 class NSFont;
@@ -51,3 +53,5 @@ class RTFWriter {
 };
 
 }  // namespace appkit
+
+}  // namespace telvo

@@ -4,6 +4,8 @@
 
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 // What writer and reader of keyed archives share: the property list that an archive is.
 namespace foundation {
 
@@ -34,3 +36,5 @@ inline Ref<NSString> archiveKey(const Ref<NSString>& key) {
 inline constexpr std::size_t archiveMaximumDepth = 512;
 
 }  // namespace foundation
+
+}  // namespace telvo

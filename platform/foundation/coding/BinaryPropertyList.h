@@ -2,6 +2,8 @@
 
 #include <string_view>
 
+inline namespace telvo {
+
 // What the reader and the writer of binary property lists share: the bytes that tell what an object is. The lower four
 // bits of all but the first three are a size or a count.
 namespace foundation {
@@ -24,3 +26,5 @@ enum class BinaryMarker : unsigned {
 };
 
 }  // namespace foundation
+
+}  // namespace telvo

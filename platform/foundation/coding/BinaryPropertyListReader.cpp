@@ -14,6 +14,8 @@
 #include "foundation/text/NSString.h"
 #include "foundation/time/NSDate.h"
 
+inline namespace telvo {
+
 namespace {
 
 using foundation::BinaryMarker;
@@ -236,3 +238,5 @@ class BinaryReader {
 id foundation::propertyListFromBinary(std::string_view bytes, const PropertyListFactory& factory) {
   return BinaryReader(bytes, factory).read();
 }
+
+}  // namespace telvo

@@ -15,6 +15,8 @@
 #include "foundation/text/NSString.h"
 #include "foundation/time/NSDate.h"
 
+inline namespace telvo {
+
 namespace {
 
 using foundation::BinaryMarker;
@@ -191,3 +193,5 @@ class BinaryWriter {
 }  // namespace
 
 std::string foundation::binaryFromPropertyList(const id& propertyList) { return BinaryWriter().write(propertyList); }
+
+}  // namespace telvo

@@ -20,6 +20,8 @@
 #include "foundation/text/NSString.h"
 #include "foundation/time/NSDate.h"
 
+inline namespace telvo {
+
 namespace {
 
 // Texts, numbers and data without mutable variants stand in an archive as they are and never come here; what does are
@@ -276,3 +278,5 @@ void foundation::registerFoundationCoding() {
     set(NSMutableAttributedString::classObject(), encodeAttributedString, decodeMutableAttributedString);
   });
 }
+
+}  // namespace telvo

@@ -1,5 +1,7 @@
 #pragma once
 
+inline namespace telvo {
+
 namespace foundation {
 
 // Gives texts, numbers, dates, data, collections, null, URLs, UUIDs and styled texts their coding, under the keys that
@@ -7,3 +9,5 @@ namespace foundation {
 void registerFoundationCoding();
 
 }  // namespace foundation
+
+}  // namespace telvo

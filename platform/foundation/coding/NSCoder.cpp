@@ -5,6 +5,8 @@
 #include "foundation/errors/NSError.h"
 #include "foundation/errors/NSException.h"
 
+inline namespace telvo {
+
 namespace {
 
 [[noreturn]] void raiseWrongDirection(const NSCoder& coder, const char* operation) {
@@ -75,3 +77,5 @@ void NSCoder::failWithCode(NSCoderErrorCode code, const Ref<NSString>& text) {
   failWithError(NSError::errorWithDomain_code_userInfo(
       NSCocoaErrorDomain(), code, NSDictionary::dictionary({{NSLocalizedDescriptionKey(), text}})));
 }
+
+}  // namespace telvo

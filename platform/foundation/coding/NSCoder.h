@@ -4,6 +4,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSArray;
 class NSData;
 class NSError;
@@ -66,3 +68,5 @@ class NSCoder : public NSObject {
  private:
   Ref<NSError> error_;
 };
+
+TELVO_NAMESPACE_END

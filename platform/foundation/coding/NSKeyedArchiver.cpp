@@ -13,6 +13,8 @@
 #include "foundation/errors/NSException.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 // Immutable texts, numbers and data stand in an archive as they are, without a class.
@@ -162,3 +164,5 @@ NSUInteger NSKeyedArchiver::numberOfClass(Class type) {
   classes_.emplace(type, number);
   return number;
 }
+
+}  // namespace telvo

@@ -7,6 +7,8 @@
 #include "foundation/coding/NSCoder.h"
 #include "foundation/coding/NSPropertyList.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSMutableDictionary;
 class NSPropertyListUID;
 
@@ -65,3 +67,5 @@ class NSKeyedArchiver : public NSCoder {
   Ref<NSMutableDictionary> top_;
   Ref<NSMutableDictionary> values_;  // of the object being written
 };
+
+TELVO_NAMESPACE_END

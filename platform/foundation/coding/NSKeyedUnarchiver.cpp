@@ -20,6 +20,8 @@
 #include "foundation/text/NSString.h"
 #include "foundation/time/NSDate.h"
 
+inline namespace telvo {
+
 namespace {
 
 // What comparing the keys and members of collections may cost, in steps of some nanoseconds: enough for every archive
@@ -366,3 +368,5 @@ NSKeyedUnarchiver::Classes NSKeyedUnarchiver::classesForContent() const {
   }
   return classes;
 }
+
+}  // namespace telvo

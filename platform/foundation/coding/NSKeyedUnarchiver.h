@@ -7,6 +7,8 @@
 #include "foundation/coding/NSCoder.h"
 #include "foundation/coding/NSKeyedArchiver.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSDictionary;
 class NSNumber;
 
@@ -88,3 +90,5 @@ class NSKeyedUnarchiver : public NSCoder {
   std::uint64_t affordableComparisons_;
   bool requiresSecureCoding_ = true;
 };
+
+TELVO_NAMESPACE_END

@@ -16,6 +16,8 @@
 #include "foundation/files/FileIO.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 using foundation::PropertyListFactory;
 using foundation::PropertyListFailure;
 
@@ -141,3 +143,5 @@ Ref<NSDictionary> NSDictionary::dictionaryWithContentsOfFile(const Ref<NSString>
 bool NSDictionary::writeToFile_atomically(const Ref<NSString>& path, bool atomically) const {
   return foundation::writePropertyList(self(), path, atomically);
 }
+
+}  // namespace telvo

@@ -3,6 +3,8 @@
 #include "foundation/events/Checkpoint.h"
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSData;
 class NSError;
 class NSString;
@@ -59,3 +61,5 @@ bool writePropertyList(const id& propertyList, const Ref<NSString>& path, bool a
                        const Checkpoint& checkpoint = nullptr);
 
 }  // namespace foundation
+
+TELVO_NAMESPACE_END

@@ -2,6 +2,8 @@
 
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 Class NSPropertyListUID::classObject() {
   static const NSClass object("NSPropertyListUID", NSObject::classObject(),
                               {method("value"_sel, &NSPropertyListUID::value)});
@@ -16,3 +18,5 @@ bool NSPropertyListUID::isEqual(const id& other) const {
   const auto uid = as<NSPropertyListUID>(other);
   return uid && uid->value_ == value_;
 }
+
+}  // namespace telvo

@@ -2,6 +2,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSString;
 
 // A reference from one part of a property list to another by number, as archives of objects use them. Binary property
@@ -25,3 +27,5 @@ class NSPropertyListUID : public NSObject {
  private:
   NSUInteger value_;
 };
+
+TELVO_NAMESPACE_END

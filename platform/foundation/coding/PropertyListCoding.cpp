@@ -7,6 +7,8 @@
 #include "foundation/collections/NSData.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace foundation {
 
 void requirePropertyListDepth(std::size_t depth) {
@@ -62,3 +64,5 @@ std::vector<const NSDictionary::Entry*> entriesInKeyOrder(const NSDictionary& di
 }
 
 }  // namespace foundation
+
+}  // namespace telvo

@@ -12,6 +12,8 @@
 #include "foundation/events/Checkpoint.h"
 #include "foundation/runtime/NSObject.h"
 
+inline namespace telvo {
+
 // What the readers and writers of the property-list formats share.
 namespace foundation {
 
@@ -72,3 +74,5 @@ std::string binaryFromPropertyList(const id& propertyList);
 id propertyListFromBinary(std::string_view bytes, const PropertyListFactory& factory);
 
 }  // namespace foundation
+
+}  // namespace telvo

@@ -9,6 +9,8 @@
 #include "foundation/coding/PropertyListCoding.h"
 #include "foundation/text/UTF8.h"
 
+inline namespace telvo {
+
 namespace {
 
 using foundation::PropertyListFailure;
@@ -125,3 +127,5 @@ bool foundation::canBeginXML(std::string_view bytes) {
   const std::size_t first = bytes.find_first_not_of(whiteSpace);
   return first == std::string_view::npos || bytes[first] == '<';
 }
+
+}  // namespace telvo

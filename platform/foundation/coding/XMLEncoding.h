@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+inline namespace telvo {
+
 // The encoding of an XML text. Any thread.
 namespace foundation {
 
@@ -16,3 +18,5 @@ std::optional<std::string> UTF8FromXML(std::string_view bytes);
 bool canBeginXML(std::string_view bytes);
 
 }  // namespace foundation
+
+}  // namespace telvo

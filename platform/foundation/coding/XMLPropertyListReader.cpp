@@ -18,6 +18,8 @@
 #include "foundation/time/CivilTime.h"
 #include "foundation/time/NSDate.h"
 
+inline namespace telvo {
+
 namespace {
 
 using foundation::PropertyListFailure;
@@ -412,3 +414,5 @@ id foundation::propertyListFromXML(std::string_view xml, const PropertyListFacto
   const auto converted = UTF8FromXML(xml);
   return XMLReader(converted ? *converted : xml, factory).read();
 }
+
+}  // namespace telvo

@@ -16,6 +16,8 @@
 #include "foundation/time/CivilTime.h"
 #include "foundation/time/NSDate.h"
 
+inline namespace telvo {
+
 namespace {
 
 using foundation::PropertyListFailure;
@@ -270,3 +272,5 @@ class XMLWriter {
 std::string foundation::XMLFromPropertyList(const id& propertyList, const Checkpoint& checkpoint) {
   return XMLWriter(checkpoint).write(propertyList);
 }
+
+}  // namespace telvo

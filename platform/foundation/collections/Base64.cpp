@@ -4,6 +4,8 @@
 #include <array>
 #include <cstdint>
 
+inline namespace telvo {
+
 namespace {
 
 constexpr std::string_view alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -71,3 +73,5 @@ std::optional<std::string> foundation::bytesFromBase64(std::u16string_view text,
   if (digits != 0) return std::nullopt;
   return bytes;
 }
+
+}  // namespace telvo

@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+inline namespace telvo {
+
 // Base64 with the standard alphabet and padding (RFC 4648, section 4). Any thread.
 namespace foundation {
 
@@ -14,3 +16,5 @@ std::string base64FromBytes(std::string_view bytes);
 std::optional<std::string> bytesFromBase64(std::u16string_view text, bool ignoreUnknownCharacters);
 
 }  // namespace foundation
+
+}  // namespace telvo

@@ -12,6 +12,8 @@
 #include "foundation/collections/NSSet.h"
 #include "foundation/collections/NestingLevel.h"
 
+inline namespace telvo {
+
 namespace {
 
 enum class Kind { Other, Array, Dictionary, Set };
@@ -184,3 +186,5 @@ NSUInteger foundation::hashOfCollection(const NSObject& collection) {
   constexpr NSUInteger affordable = 1024;  // elements, roughly
   return hashOf(collection, affordable);
 }
+
+}  // namespace telvo

@@ -2,6 +2,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+inline namespace telvo {
+
 // Equality and hash of arrays, dictionaries and sets by what they hold, through all that is nested in them: as deep as
 // it may be, held many times over, or holding itself.
 namespace foundation {
@@ -16,3 +18,5 @@ bool equalCollections(const NSObject& left, const NSObject& right);
 NSUInteger hashOfCollection(const NSObject& collection);
 
 }  // namespace foundation
+
+}  // namespace telvo

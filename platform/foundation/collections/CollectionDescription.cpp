@@ -10,6 +10,8 @@
 #include "foundation/collections/NSSet.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 constexpr std::size_t maximumDepth = 512;
@@ -129,3 +131,5 @@ std::u16string foundation::collectionDescription(const NSObject& collection) {
   append(output, collection.self(), 0);
   return output;
 }
+
+}  // namespace telvo

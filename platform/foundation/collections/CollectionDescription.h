@@ -4,6 +4,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+inline namespace telvo {
+
 namespace foundation {
 
 // The text of a collection the way property lists are shown, nested collections indented by four spaces a level.
@@ -13,3 +15,5 @@ namespace foundation {
 std::u16string collectionDescription(const NSObject& collection);
 
 }  // namespace foundation
+
+}  // namespace telvo

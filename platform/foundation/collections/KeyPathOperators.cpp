@@ -12,6 +12,8 @@
 #include "foundation/runtime/NSNull.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 std::vector<id> valuesFor(const id& collection, const Ref<NSString>& path) {
@@ -119,3 +121,5 @@ bool foundation::isKeyPathOperator(const id& object, const Ref<NSString>& key) {
 id foundation::valueOfKeyPathOperator(const id& collection, const Ref<NSString>& key, const Ref<NSString>& path) {
   return operatorOf(key)->value(collection, path);
 }
+
+}  // namespace telvo

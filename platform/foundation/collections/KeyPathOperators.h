@@ -2,6 +2,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+inline namespace telvo {
+
 // What key paths compute over the elements of arrays and sets: "@sum.size" is the sum of the elements' sizes.
 namespace foundation {
 
@@ -13,3 +15,5 @@ bool isKeyPathOperator(const id& object, const Ref<NSString>& key);
 id valueOfKeyPathOperator(const id& collection, const Ref<NSString>& key, const Ref<NSString>& path);
 
 }  // namespace foundation
+
+}  // namespace telvo

@@ -12,6 +12,8 @@
 #include "foundation/errors/NSException.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 void requireObject(const id& object) {
@@ -340,3 +342,5 @@ void NSMutableArray::sortUsingDescriptors(const Ref<NSArray>& descriptors) {
 }
 
 id NSMutableArray::copy() const { return make<NSArray>(objects()); }
+
+}  // namespace telvo

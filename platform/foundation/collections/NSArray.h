@@ -7,6 +7,8 @@
 #include "foundation/runtime/NSObject.h"
 #include "foundation/runtime/NSRange.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSEnumerator;
 class NSSortDescriptor;
 class NSString;
@@ -116,3 +118,5 @@ class NSMutableArray : public NSArray {
   std::vector<id>::iterator at(NSUInteger index);
   void setObjects(std::vector<id> objects);
 };
+
+TELVO_NAMESPACE_END

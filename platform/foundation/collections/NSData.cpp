@@ -5,6 +5,8 @@
 #include "foundation/files/FileIO.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 Class NSData::classObject() {
   static const NSClass object("NSData", NSObject::classObject(), {method("length"_sel, &NSData::length)});
   return &object;
@@ -89,3 +91,5 @@ void NSMutableData::appendData(const Ref<NSData>& data) {
 void NSMutableData::setLength(NSUInteger length) { bytes_.resize(length); }
 
 id NSMutableData::copy() const { return make<NSData>(bytes_); }
+
+}  // namespace telvo

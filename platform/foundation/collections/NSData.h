@@ -8,6 +8,8 @@
 #include "foundation/runtime/NSObject.h"
 #include "foundation/runtime/NSRange.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSError;
 class NSString;
 class NSURL;
@@ -70,3 +72,5 @@ class NSMutableData : public NSData {
 
   id copy() const override;
 };
+
+TELVO_NAMESPACE_END

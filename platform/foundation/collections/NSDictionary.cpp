@@ -10,6 +10,8 @@
 #include "foundation/errors/NSException.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 Class NSDictionary::classObject() {
   static const NSClass object("NSDictionary", NSObject::classObject(),
                               {
@@ -145,3 +147,5 @@ void NSMutableDictionary::addEntriesFromDictionary(const Ref<NSDictionary>& othe
 }
 
 id NSMutableDictionary::copy() const { return make<NSDictionary>(entries()); }
+
+}  // namespace telvo

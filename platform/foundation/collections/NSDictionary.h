@@ -8,6 +8,8 @@
 #include "foundation/collections/OrderedTable.h"
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSArray;
 class NSEnumerator;
 class NSString;
@@ -95,3 +97,5 @@ class NSMutableDictionary : public NSDictionary {
   // setObject_forKey(); nil removes the key.
   void setValue_forKey(const id& value, const Ref<NSString>& key) override;
 };
+
+TELVO_NAMESPACE_END

@@ -2,6 +2,8 @@
 
 #include "foundation/collections/NSArray.h"
 
+inline namespace telvo {
+
 Class NSEnumerator::classObject() {
   static const NSClass object("NSEnumerator", NSObject::classObject(),
                               {
@@ -16,3 +18,5 @@ Ref<NSArray> NSEnumerator::allObjects() {
   while (id object = nextObject()) objects.push_back(std::move(object));
   return NSArray::arrayWithVector(std::move(objects));
 }
+
+}  // namespace telvo

@@ -2,6 +2,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSArray;
 
 // Hands out objects one after another, once. Keeps what it enumerates alive. One thread at a time.
@@ -14,3 +16,5 @@ class NSEnumerator : public NSObject {
   // The objects that were not yet handed out; none are left afterwards.
   Ref<NSArray> allObjects();
 };
+
+TELVO_NAMESPACE_END

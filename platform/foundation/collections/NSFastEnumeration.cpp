@@ -5,6 +5,8 @@
 #include "foundation/collections/NSEnumerator.h"
 #include "foundation/collections/NSSet.h"
 
+inline namespace telvo {
+
 std::vector<id> NSFastEnumeration(const id& collection) {
   if (const auto array = as<NSArray>(collection)) return array->objects();
   if (const auto set = as<NSSet>(collection)) return {set->begin(), set->end()};
@@ -12,3 +14,5 @@ std::vector<id> NSFastEnumeration(const id& collection) {
   if (const auto enumerator = as<NSEnumerator>(collection)) return enumerator->allObjects()->objects();
   return {};
 }
+
+}  // namespace telvo

@@ -12,6 +12,8 @@
 #include "foundation/runtime/NSNull.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 [[noreturn]] void raiseUndefinedKey(const NSObject& receiver, const Ref<NSString>& key) {
@@ -112,3 +114,5 @@ void NSMutableDictionary::setValue_forKey(const id& value, const Ref<NSString>& 
     removeObjectForKey(key);
   }
 }
+
+}  // namespace telvo

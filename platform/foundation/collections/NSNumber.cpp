@@ -9,6 +9,8 @@
 
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 template <class Integer>
@@ -136,3 +138,5 @@ NSUInteger NSNumber::hash() const {
   const double value = doubleValue();
   return std::isnan(value) ? 0 : std::hash<double>()(value);
 }
+
+}  // namespace telvo

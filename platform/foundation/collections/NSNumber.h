@@ -4,6 +4,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSString;
 
 // A boolean, an integer or a real number. Immutable, any thread. Equality and order go by value whatever the kind, so
@@ -52,3 +54,5 @@ class NSNumber : public NSObject {
  private:
   Value value_;
 };
+
+TELVO_NAMESPACE_END

@@ -9,6 +9,8 @@
 #include "foundation/errors/NSException.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 std::vector<id> objectsOf(const Ref<NSArray>& array) { return array ? array->objects() : std::vector<id>(); }
@@ -150,3 +152,5 @@ void NSMutableSet::intersectSet(const Ref<NSSet>& other) {
 }
 
 id NSMutableSet::copy() const { return make<NSSet>(members()); }
+
+}  // namespace telvo

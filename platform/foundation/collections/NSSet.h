@@ -6,6 +6,8 @@
 #include "foundation/collections/OrderedTable.h"
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSArray;
 class NSEnumerator;
 class NSString;
@@ -91,3 +93,5 @@ class NSMutableSet : public NSSet {
 
   id copy() const override;
 };
+
+TELVO_NAMESPACE_END

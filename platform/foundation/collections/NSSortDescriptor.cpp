@@ -2,6 +2,8 @@
 
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 NSComparisonResult reversed(NSComparisonResult order) {
@@ -59,3 +61,5 @@ NSComparisonResult NSSortDescriptor::compareSortValue_toSortValue(const id& left
   const NSComparisonResult order = left && right ? comparator_(left, right) : comparisonOfNil(left, right);
   return ascending_ ? order : reversed(order);
 }
+
+}  // namespace telvo

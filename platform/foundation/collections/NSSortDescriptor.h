@@ -4,6 +4,8 @@
 #include "foundation/runtime/NSObjCRuntime.h"
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSString;
 
 // One criterion of an order: a key path, a direction, and how two values of the key path are compared. A nil value
@@ -36,3 +38,5 @@ class NSSortDescriptor : public NSObject {
   bool ascending_;
   NSComparator comparator_;
 };
+
+TELVO_NAMESPACE_END

@@ -8,6 +8,8 @@
 #include "foundation/errors/NSException.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 constexpr std::string_view digits = "0123456789ABCDEF0123456789abcdef";
@@ -80,3 +82,5 @@ NSUInteger NSUUID::hash() const {
   std::memcpy(&value, bytes_.data(), sizeof value);
   return value;
 }
+
+}  // namespace telvo

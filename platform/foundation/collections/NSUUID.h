@@ -5,6 +5,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSString;
 
 // A universally unique identifier (RFC 4122). Immutable, any thread.
@@ -33,3 +35,5 @@ class NSUUID : public NSObject {
  private:
   Bytes bytes_;
 };
+
+TELVO_NAMESPACE_END

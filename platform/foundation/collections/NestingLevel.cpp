@@ -2,6 +2,8 @@
 
 #include "foundation/errors/NSException.h"
 
+inline namespace telvo {
+
 namespace {
 
 // Far beyond any data of use. A walk takes less than a kilobyte of stack a level, so half a megabyte in all: every
@@ -21,3 +23,5 @@ foundation::NestingLevel::NestingLevel() {
 }
 
 foundation::NestingLevel::~NestingLevel() { --level; }
+
+}  // namespace telvo

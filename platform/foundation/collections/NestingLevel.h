@@ -1,5 +1,7 @@
 #pragma once
 
+inline namespace telvo {
+
 namespace foundation {
 
 // One level of a walk through nested collections, for as long as it lives. A collection that holds itself has no last
@@ -14,3 +16,5 @@ class NestingLevel {
 };
 
 }  // namespace foundation
+
+}  // namespace telvo

@@ -8,6 +8,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+inline namespace telvo {
+
 namespace foundation {
 
 // Entries in the order in which they were added, each found by its key; what dictionaries and sets are made of. Adding,
@@ -129,3 +131,5 @@ class OrderedTable {
 };
 
 }  // namespace foundation
+
+}  // namespace telvo

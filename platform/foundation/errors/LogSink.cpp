@@ -12,6 +12,8 @@
 
 #include "foundation/runtime/BackgroundThread.h"
 
+inline namespace telvo {
+
 namespace foundation {
 namespace {
 
@@ -128,3 +130,5 @@ void LogSink::beginChild() {
 }
 
 }  // namespace foundation
+
+}  // namespace telvo

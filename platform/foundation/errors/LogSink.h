@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <string>
 
+inline namespace telvo {
+
 namespace foundation {
 
 // A place that log lines go to, and that may not take them: a pipe that nobody reads, a log service that hangs. A
@@ -38,3 +40,5 @@ class LogSink {
 };
 
 }  // namespace foundation
+
+}  // namespace telvo

@@ -2,6 +2,8 @@
 
 #include "foundation/errors/NSLog.h"
 
+inline namespace telvo {
+
 Class NSAssertionHandler::classObject() {
   static const NSClass object("NSAssertionHandler", NSObject::classObject(), {});
   return &object;
@@ -19,3 +21,5 @@ void NSAssertionHandler::handleFailure(SEL selector, const id& object, const Ref
   // The description is text by now and must not be read as a format again.
   NSException::raise_format(NSInternalInconsistencyException(), "%@"_ns, description);
 }
+
+}  // namespace telvo

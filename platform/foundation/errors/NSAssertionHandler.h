@@ -4,6 +4,8 @@
 #include "foundation/runtime/NSObject.h"
 #include "foundation/text/NSFormat.h"
 
+TELVO_NAMESPACE_BEGIN
+
 // Where failed assertions go. Any thread.
 class NSAssertionHandler : public NSObject {
   NS_OBJECT(NSAssertionHandler, NSObject)
@@ -26,3 +28,5 @@ class NSAssertionHandler : public NSObject {
   [[noreturn]] void handleFailure(SEL selector, const id& object, const Ref<NSString>& fileName, NSInteger line,
                                   const Ref<NSString>& description);
 };
+
+TELVO_NAMESPACE_END

@@ -5,6 +5,8 @@
 #include "foundation/collections/NSDictionary.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 const Ref<NSString>& NSCocoaErrorDomain() { return "NSCocoaErrorDomain"_ns; }
 const Ref<NSString>& NSPOSIXErrorDomain() { return "NSPOSIXErrorDomain"_ns; }
 const Ref<NSString>& NSLocalizedDescriptionKey() { return "NSLocalizedDescription"_ns; }
@@ -55,3 +57,5 @@ bool NSError::isEqual(const id& other) const {
 }
 
 NSUInteger NSError::hash() const { return static_cast<NSUInteger>(code_); }
+
+}  // namespace telvo

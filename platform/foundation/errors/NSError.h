@@ -2,6 +2,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSDictionary;
 class NSString;
 
@@ -65,3 +67,5 @@ class NSError : public NSObject {
 inline void NSSetError(Ref<NSError>* error, Ref<NSError> value) {
   if (error) *error = std::move(value);
 }
+
+TELVO_NAMESPACE_END

@@ -2,6 +2,8 @@
 
 #include "foundation/collections/NSDictionary.h"
 
+inline namespace telvo {
+
 const Ref<NSString>& NSInvalidArgumentException() { return "NSInvalidArgumentException"_ns; }
 const Ref<NSString>& NSRangeException() { return "NSRangeException"_ns; }
 const Ref<NSString>& NSInternalInconsistencyException() { return "NSInternalInconsistencyException"_ns; }
@@ -31,3 +33,5 @@ Ref<NSException> NSException::exceptionWithName_reason_userInfo(const Ref<NSStri
 void NSException::raise() const { throw Ref<NSException>(const_cast<NSException*>(this)); }
 
 Ref<NSString> NSException::description() const { return reason_ ? reason_ : name_; }
+
+}  // namespace telvo

@@ -4,6 +4,8 @@
 #include "foundation/text/NSFormat.h"
 #include "foundation/text/NSString.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSDictionary;
 
 // Names that the platform's own exceptions carry.
@@ -42,3 +44,5 @@ class NSException : public NSObject {
   Ref<NSString> reason_;
   Ref<NSDictionary> userInfo_;
 };
+
+TELVO_NAMESPACE_END

@@ -15,6 +15,8 @@
 
 #include "foundation/errors/LogSink.h"
 
+inline namespace telvo {
+
 namespace {
 
 using foundation::LogSink;
@@ -98,3 +100,5 @@ void NSLogv(const Ref<NSString>& format, const std::vector<NSFormatArgument>& ar
   systemLog().add(lineForSystemLog(line));
   standardError().add(lineForStandardError(line));
 }
+
+}  // namespace telvo

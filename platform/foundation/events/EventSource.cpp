@@ -8,6 +8,8 @@
 #include "foundation/events/NSRunLoop.h"
 #include "foundation/events/RunLoopContext.h"
 
+inline namespace telvo {
+
 namespace foundation {
 
 // The part that outlives the EventSource while its callback runs.
@@ -133,3 +135,5 @@ void SignalSource::signal() { g_source_set_ready_time(implementation_->source, 0
 void SignalSource::clear() { g_source_set_ready_time(implementation_->source, -1); }
 
 }  // namespace foundation
+
+}  // namespace telvo

@@ -6,6 +6,8 @@
 #include "foundation/runtime/NSObjCRuntime.h"
 #include "foundation/runtime/Ref.h"
 
+inline namespace telvo {
+
 class NSRunLoop;
 
 namespace foundation {
@@ -56,3 +58,5 @@ class SignalSource : public EventSource {
 };
 
 }  // namespace foundation
+
+}  // namespace telvo

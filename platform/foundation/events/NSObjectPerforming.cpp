@@ -11,6 +11,8 @@
 #include "foundation/events/NSTimer.h"
 #include "foundation/runtime/NSObject.h"
 
+inline namespace telvo {
+
 namespace {
 
 // Where a thread waits for what another one does for it.
@@ -74,3 +76,5 @@ void NSObject::performSelector_withObject_afterDelay(SEL selector, const id& obj
                                                           receiver->performSelector_withObject(selector, object);
                                                         });
 }
+
+}  // namespace telvo

@@ -13,6 +13,8 @@
 #include "foundation/text/NSString.h"
 #include "foundation/time/NSDate.h"
 
+inline namespace telvo {
+
 namespace {
 
 struct BlockSource {
@@ -155,3 +157,5 @@ void NSRunLoop::performBlock(std::function<void()> block) {
 void NSRunLoop::addTimer_forMode(const Ref<NSTimer>& timer, const Ref<NSString>&) {
   if (timer) timer->scheduleInRunLoop(Ref<NSRunLoop>(this));
 }
+
+}  // namespace telvo

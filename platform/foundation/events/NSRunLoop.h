@@ -5,6 +5,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSDate;
 class NSString;
 class NSTimer;
@@ -45,3 +47,5 @@ class NSRunLoop : public NSObject {
  private:
   std::unique_ptr<Context> context_;
 };
+
+TELVO_NAMESPACE_END

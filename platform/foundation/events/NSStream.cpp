@@ -8,6 +8,8 @@
 #include "foundation/events/NSRunLoop.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 struct NSStream::Events {
   NSUInteger pending = 0;
   std::optional<foundation::SignalSource> source;
@@ -98,3 +100,5 @@ void NSStream::deliverNext() {
     return;
   }
 }
+
+}  // namespace telvo

@@ -5,6 +5,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSData;
 class NSError;
 class NSRunLoop;
@@ -122,3 +124,5 @@ class NSOutputStream : public NSStream {
   }
   virtual bool hasSpaceAvailable() const = 0;
 };
+
+TELVO_NAMESPACE_END

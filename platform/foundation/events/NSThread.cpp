@@ -9,6 +9,8 @@
 #include "foundation/errors/NSException.h"
 #include "foundation/errors/NSLog.h"
 
+inline namespace telvo {
+
 namespace {
 
 void performOnOwnThread(SEL selector, const id& target, const id& argument) {
@@ -45,3 +47,5 @@ void NSThread::detachNewThreadSelector_toTarget_withObject(SEL selector, const i
 void NSThread::sleepForTimeInterval(NSTimeInterval seconds) {
   if (seconds > 0) std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
 }
+
+}  // namespace telvo

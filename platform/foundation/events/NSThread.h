@@ -2,6 +2,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 namespace foundation {
 // Whether the calling thread is the one that the process started with.
 bool isMainThread();
@@ -22,3 +24,5 @@ class NSThread : public NSObject {
 
   static void sleepForTimeInterval(NSTimeInterval seconds);
 };
+
+TELVO_NAMESPACE_END

@@ -7,6 +7,8 @@
 #include "foundation/events/NSRunLoop.h"
 #include "foundation/events/RunLoopContext.h"
 
+inline namespace telvo {
+
 namespace {
 
 constexpr NSTimeInterval shortestInterval = 0.0001;
@@ -112,3 +114,5 @@ void NSTimer::invalidate() {
   const id userInfo = std::exchange(userInfo_, nil);
   const Block block = std::exchange(block_, nullptr);
 }
+
+}  // namespace telvo

@@ -7,6 +7,8 @@
 #include "foundation/events/EventSource.h"
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSRunLoop;
 
 // Calls back from a run loop after an interval, once or again and again. The run loop owns the timer while it is
@@ -56,3 +58,5 @@ class NSTimer : public NSObject {
   Ref<NSRunLoop> runLoop_;  // while scheduled
   std::optional<foundation::TimerSource> source_;
 };
+
+TELVO_NAMESPACE_END

@@ -11,6 +11,8 @@
 using GMainContext = struct _GMainContext;
 using GSource = struct _GSource;
 
+inline namespace telvo {
+
 // What an NSRunLoop is made of. For .cpp files of the platform only.
 struct NSRunLoop::Context {
   explicit Context(GMainContext* mainContext) : context(mainContext) {}
@@ -31,3 +33,5 @@ struct NSRunLoop::Context {
   void guard(const std::function<void()>& callback) noexcept;
   void invalidateTimers();
 };
+
+}  // namespace telvo

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+inline namespace telvo {
+
 namespace foundation {
 namespace {
 
@@ -16,3 +18,5 @@ void setUrgentRequest(UrgentRequest request) { shared() = std::move(request); }
 const UrgentRequest& urgentRequest() { return shared(); }
 
 }  // namespace foundation
+
+}  // namespace telvo

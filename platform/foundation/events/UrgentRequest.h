@@ -2,6 +2,8 @@
 
 #include <functional>
 
+inline namespace telvo {
+
 namespace foundation {
 
 // What is served on the main thread even while a call there waits for another program without turning the run loop: the
@@ -16,3 +18,5 @@ void setUrgentRequest(UrgentRequest request);
 const UrgentRequest& urgentRequest();
 
 }  // namespace foundation
+
+}  // namespace telvo

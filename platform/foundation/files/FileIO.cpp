@@ -22,6 +22,8 @@
 #include "foundation/errors/NSError.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 struct DirectoryCloser {
@@ -278,3 +280,5 @@ Ref<NSError> writeError(int code, const Ref<NSString>& path) {
 }
 
 }  // namespace foundation
+
+}  // namespace telvo

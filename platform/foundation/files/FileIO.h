@@ -9,6 +9,8 @@
 #include "foundation/events/Checkpoint.h"
 #include "foundation/runtime/Ref.h"
 
+inline namespace telvo {
+
 class NSError;
 class NSString;
 
@@ -86,3 +88,5 @@ Ref<NSError> readError(int code, const Ref<NSString>& path);
 Ref<NSError> writeError(int code, const Ref<NSString>& path);
 
 }  // namespace foundation
+
+}  // namespace telvo

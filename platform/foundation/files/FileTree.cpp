@@ -13,6 +13,8 @@
 
 #include "foundation/files/FileIO.h"
 
+inline namespace telvo {
+
 namespace {
 
 using foundation::FileDescriptor;
@@ -297,3 +299,5 @@ std::optional<FileTreeFailure> moveTree(const std::string& source, const std::st
 }
 
 }  // namespace foundation
+
+}  // namespace telvo

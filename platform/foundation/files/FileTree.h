@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+inline namespace telvo {
+
 // Whole trees of the file system, by path as the system takes it. Nothing here follows a link in a tree, needs stack
 // or open files for the depth of a tree, or keeps state; any thread.
 namespace foundation {
@@ -29,3 +31,5 @@ std::optional<FileTreeFailure> copyTree(const std::string& source, const std::st
 std::optional<FileTreeFailure> moveTree(const std::string& source, const std::string& destination);
 
 }  // namespace foundation
+
+}  // namespace telvo

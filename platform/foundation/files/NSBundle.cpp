@@ -9,6 +9,8 @@
 #include "foundation/text/NSString.h"
 #include "foundation/text/PreferredLanguages.h"
 
+inline namespace telvo {
+
 namespace {
 
 bool isFolder(const std::filesystem::path& path) {
@@ -97,3 +99,5 @@ Ref<NSDictionary> NSBundle::tableAtPath(const std::string& path) const {
 }
 
 Ref<NSString> NSBundle::description() const { return NSString::stringWithFormat("NSBundle <%@>"_ns, path_); }
+
+}  // namespace telvo

@@ -6,6 +6,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSDictionary;
 class NSString;
 
@@ -45,3 +47,5 @@ class NSBundle : public NSObject {
   mutable std::mutex mutex_;
   mutable std::map<std::string, Ref<NSDictionary>> tables_;  // by path; nil for those that cannot be read
 };
+
+TELVO_NAMESPACE_END

@@ -22,6 +22,8 @@
 #include "foundation/text/NSString.h"
 #include "foundation/time/NSDate.h"
 
+inline namespace telvo {
+
 using foundation::permissionBits;
 using foundation::systemPath;
 
@@ -319,3 +321,5 @@ bool NSFileManager::copyItemAtURL_toURL_error(const Ref<NSURL>& source, const Re
                                               Ref<NSError>* error) const {
   return copyItemAtPath_toPath_error(pathOf(source), pathOf(destination), error);
 }
+
+}  // namespace telvo

@@ -3,6 +3,8 @@
 #include "foundation/events/Checkpoint.h"
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSArray;
 class NSData;
 class NSDate;
@@ -104,3 +106,5 @@ Ref<NSArray> contentsOfDirectory(const Ref<NSString>& path, const Checkpoint& ch
 void waitForLease(const Ref<NSString>& path, const Checkpoint& checkpoint);
 
 }  // namespace foundation
+
+TELVO_NAMESPACE_END

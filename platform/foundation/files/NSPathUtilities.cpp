@@ -16,6 +16,8 @@
 #include "foundation/files/FileIO.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 constexpr char16_t slash = u'/';
@@ -209,3 +211,5 @@ Ref<NSString> NSTemporaryDirectory() {
   return NSString::stringWithUnits(
       collapsed(NSString::stringWithUTF8String(folder && *folder ? folder : "/tmp")->units()));
 }
+
+}  // namespace telvo

@@ -9,6 +9,8 @@
 #include "foundation/files/URLParser.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 using foundation::URLParts;
 
 namespace {
@@ -199,3 +201,5 @@ bool NSURL::isEqual(const id& other) const {
 }
 
 NSUInteger NSURL::hash() const { return std::hash<std::string>()(text_); }
+
+}  // namespace telvo

@@ -5,6 +5,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSNumber;
 class NSString;
 
@@ -83,3 +85,5 @@ class NSURL : public NSObject {
   Ref<NSURL> baseURL_;
   std::unique_ptr<const foundation::URLParts> parts_;  // of the resolved URL
 };
+
+TELVO_NAMESPACE_END

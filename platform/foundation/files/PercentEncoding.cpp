@@ -2,6 +2,8 @@
 
 #include <array>
 
+inline namespace telvo {
+
 namespace {
 
 constexpr std::array<unsigned char, 128> makeClasses() {
@@ -81,3 +83,5 @@ bool foundation::isPercentEncoded(std::string_view text, unsigned allowedClasses
   }
   return true;
 }
+
+}  // namespace telvo

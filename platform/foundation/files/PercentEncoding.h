@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+inline namespace telvo {
+
 // Percent escapes of URLs, on bytes (RFC 3986, section 2). Any thread.
 namespace foundation {
 
@@ -32,3 +34,5 @@ std::string percentDecoded(std::string_view text);
 bool isPercentEncoded(std::string_view text, unsigned allowedClasses);
 
 }  // namespace foundation
+
+}  // namespace telvo

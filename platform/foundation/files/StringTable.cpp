@@ -7,6 +7,8 @@
 #include "foundation/collections/NSDictionary.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 constexpr std::u16string_view::size_type npos = std::u16string_view::npos;
@@ -137,3 +139,5 @@ Ref<NSDictionary> foundation::stringTableFromBytes(std::string_view bytes) {
                                                                wide ? NSUTF16StringEncoding : NSUTF8StringEncoding);
   return text ? Parser(text->units()).table() : nil;
 }
+
+}  // namespace telvo

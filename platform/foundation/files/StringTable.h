@@ -4,6 +4,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+inline namespace telvo {
+
 class NSDictionary;
 
 namespace foundation {
@@ -17,3 +19,5 @@ namespace foundation {
 Ref<NSDictionary> stringTableFromBytes(std::string_view bytes);
 
 }  // namespace foundation
+
+}  // namespace telvo

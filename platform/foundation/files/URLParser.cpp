@@ -6,6 +6,8 @@
 
 #include "foundation/files/PercentEncoding.h"
 
+inline namespace telvo {
+
 namespace {
 
 using foundation::URLParts;
@@ -202,3 +204,5 @@ std::string foundation::textOfURL(const URLParts& parts) {
   if (parts.fragment) text += "#" + *parts.fragment;
   return text;
 }
+
+}  // namespace telvo

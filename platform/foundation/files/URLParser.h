@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+inline namespace telvo {
+
 // The grammar of URLs (RFC 3986). Any thread.
 namespace foundation {
 
@@ -35,3 +37,5 @@ URLParts resolveURL(const URLParts& reference, const URLParts& base);
 std::string textOfURL(const URLParts& parts);
 
 }  // namespace foundation
+
+}  // namespace telvo

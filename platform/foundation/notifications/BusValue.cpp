@@ -14,6 +14,8 @@
 #include "foundation/text/UTF16.h"
 #include "foundation/time/NSDate.h"
 
+inline namespace telvo {
+
 namespace foundation {
 namespace {
 
@@ -185,3 +187,5 @@ Ref<NSDictionary> dictionaryFromVariant(GVariant* variant) {
 }
 
 }  // namespace foundation
+
+}  // namespace telvo

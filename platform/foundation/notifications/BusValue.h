@@ -4,8 +4,11 @@
 
 #include "foundation/runtime/NSObject.h"
 
-class NSDictionary;
 using GVariant = struct _GVariant;
+
+inline namespace telvo {
+
+class NSDictionary;
 
 // Property-list values as they travel over the bus:
 //   text s, boolean b, signed integer x, unsigned integer t, real d, date (d) in seconds since 1970, data ay,
@@ -25,3 +28,5 @@ GVariant* variantFromDictionary(const Ref<NSDictionary>& dictionary);
 Ref<NSDictionary> dictionaryFromVariant(GVariant* variant);
 
 }  // namespace foundation
+
+}  // namespace telvo

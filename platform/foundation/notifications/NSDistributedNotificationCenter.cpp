@@ -10,6 +10,8 @@
 #include "foundation/notifications/SessionBus.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 constexpr const char* objectPath = "/com/telvo/DistributedNotificationCenter";
@@ -94,3 +96,5 @@ void NSDistributedNotificationCenter::postNotificationName_object_userInfo_deliv
     bool deliverImmediately) {
   send(*NSNotification::notificationWithName_object_userInfo(name, object, userInfo), deliverImmediately);
 }
+
+}  // namespace telvo

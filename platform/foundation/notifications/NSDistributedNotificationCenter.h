@@ -6,6 +6,8 @@
 
 #include "foundation/notifications/NSNotificationCenter.h"
 
+TELVO_NAMESPACE_BEGIN
+
 // Notifications between the programs of one user, through the session bus. The object is a text, and observer and
 // poster are paired by equal texts. Without a session bus nothing is posted or observed, and nothing fails. Observers
 // are told from the main run loop, a poster's own process included. Any thread may post and observe. What is posted
@@ -50,3 +52,5 @@ class NSDistributedNotificationCenter : public NSNotificationCenter {
   // By name, none for observers of every name; on the main thread only.
   std::map<std::optional<std::string>, unsigned> subscriptions_;
 };
+
+TELVO_NAMESPACE_END

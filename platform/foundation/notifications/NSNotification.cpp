@@ -5,6 +5,8 @@
 #include "foundation/collections/NSDictionary.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 Class NSNotification::classObject() {
   static const NSClass object("NSNotification", NSObject::classObject(),
                               {
@@ -29,3 +31,5 @@ Ref<NSString> NSNotification::description() const {
   return NSString::stringWithFormat("%@ {name = %@; object = %@; userInfo = %@}"_ns, className(), name_, object_,
                                     userInfo_);
 }
+
+}  // namespace telvo

@@ -2,6 +2,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSDictionary;
 class NSString;
 
@@ -30,3 +32,5 @@ class NSNotification : public NSObject {
   id object_;
   Ref<NSDictionary> userInfo_;
 };
+
+TELVO_NAMESPACE_END

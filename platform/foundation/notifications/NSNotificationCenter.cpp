@@ -7,6 +7,8 @@
 #include "foundation/runtime/WeakRef.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 struct NSNotificationCenter::Registration {
   WeakRef<NSObject> observer;
   const NSObject* observerAddress;  // tells an observer in its destructor, when the weak reference is nil already
@@ -138,3 +140,5 @@ void NSNotificationCenter::postNotificationName_object_userInfo(const Ref<NSStri
                                                                 const Ref<NSDictionary>& userInfo) {
   postNotification(NSNotification::notificationWithName_object_userInfo(name, object, userInfo));
 }
+
+}  // namespace telvo

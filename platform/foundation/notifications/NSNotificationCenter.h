@@ -7,6 +7,8 @@
 #include "foundation/notifications/NSNotification.h"
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 // Hands what is posted to those who observe it, within the process. Neither observers nor the objects that they watch
 // are owned; registrations of those that have gone are forgotten. Any thread.
 class NSNotificationCenter : public NSObject {
@@ -60,3 +62,5 @@ class NSNotificationCenter : public NSObject {
   std::mutex mutex_;
   Registrations registrations_;
 };
+
+TELVO_NAMESPACE_END

@@ -6,6 +6,8 @@
 #include "foundation/notifications/BusValue.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace foundation {
 namespace {
 
@@ -54,3 +56,5 @@ Ref<NSNotification> notificationFromSignal(GVariant* parameters) {
 }
 
 }  // namespace foundation
+
+}  // namespace telvo

@@ -4,6 +4,8 @@
 
 using GVariant = struct _GVariant;
 
+inline namespace telvo {
+
 // A notification as the bus signal that carries it, of type (ssa{sv}): name, object and details. For .cpp files of the
 // platform only.
 namespace foundation {
@@ -17,3 +19,5 @@ GVariant* signalFromNotification(const NSNotification& notification, bool delive
 Ref<NSNotification> notificationFromSignal(GVariant* parameters);
 
 }  // namespace foundation
+
+}  // namespace telvo

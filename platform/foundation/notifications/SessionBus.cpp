@@ -17,6 +17,8 @@
 #include "foundation/events/RunLoopContext.h"
 #include "foundation/events/UrgentRequest.h"
 
+inline namespace telvo {
+
 namespace foundation {
 namespace {
 
@@ -230,3 +232,5 @@ void unsubscribeOnSessionBus(unsigned subscription) {
 }
 
 }  // namespace foundation
+
+}  // namespace telvo

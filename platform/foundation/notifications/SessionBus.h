@@ -6,6 +6,8 @@
 
 using GVariant = struct _GVariant;
 
+inline namespace telvo {
+
 // The user's session bus, over one connection that the notification centres share. It is made when it is first needed
 // and lives until the process ends. There is no bus when none answers within five seconds; one that dies does not end
 // the process by itself. What waits for the bus on the main thread serves the urgent request meanwhile
@@ -34,3 +36,5 @@ void unsubscribeOnSessionBus(unsigned subscription);
 void watchSessionBusEnd(std::function<void()> callback);
 
 }  // namespace foundation
+
+}  // namespace telvo

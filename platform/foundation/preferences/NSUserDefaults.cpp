@@ -16,6 +16,8 @@
 #include "foundation/preferences/PreferencesFile.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 // The one argument domain of the process.
@@ -216,3 +218,5 @@ id NSUserDefaults::valueForKey(const Ref<NSString>& key) const { return objectFo
 void NSUserDefaults::setValue_forKey(const id& value, const Ref<NSString>& key) { setObject_forKey(value, key); }
 
 bool NSUserDefaults::synchronize() { return file_->writeChanges(); }
+
+}  // namespace telvo

@@ -5,6 +5,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSArray;
 class NSData;
 class NSDictionary;
@@ -87,3 +89,5 @@ class NSUserDefaults : public NSObject {
   mutable std::mutex mutex_;  // of what follows
   Ref<NSDictionary> registered_;
 };
+
+TELVO_NAMESPACE_END

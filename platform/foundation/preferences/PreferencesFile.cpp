@@ -24,6 +24,8 @@
 #include "foundation/files/NSPathUtilities.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 constexpr unsigned privateFile = 0600;
@@ -231,3 +233,5 @@ Ref<NSDictionary> PreferencesFile::changed(const Ref<NSDictionary>& dictionary) 
 }
 
 }  // namespace foundation
+
+}  // namespace telvo

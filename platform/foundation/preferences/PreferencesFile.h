@@ -10,6 +10,8 @@
 #include "foundation/collections/NSDictionary.h"
 #include "foundation/files/FileIO.h"
 
+inline namespace telvo {
+
 class NSString;
 
 namespace foundation {
@@ -73,3 +75,5 @@ class PreferencesFile {
 };
 
 }  // namespace foundation
+
+}  // namespace telvo

@@ -6,6 +6,8 @@
 
 #include <pthread.h>
 
+inline namespace telvo {
+
 namespace {
 
 constexpr std::size_t stackSize = 256U * 1024U;
@@ -38,3 +40,5 @@ bool foundation::startBackgroundThread(std::function<void()> body) {
     auto* const handedOver = argument.release();
   return started;
 }
+
+}  // namespace telvo

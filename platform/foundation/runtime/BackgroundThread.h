@@ -2,6 +2,8 @@
 
 #include <functional>
 
+inline namespace telvo {
+
 namespace foundation {
 
 // Starts a thread that nobody waits for, with a small stack and with every signal blocked, so that no handler runs on
@@ -9,3 +11,5 @@ namespace foundation {
 bool startBackgroundThread(std::function<void()> body);
 
 }  // namespace foundation
+
+}  // namespace telvo

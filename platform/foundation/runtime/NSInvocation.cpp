@@ -4,6 +4,8 @@
 #include "foundation/errors/NSException.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 Class NSMethodSignature::classObject() {
   static const NSClass object("NSMethodSignature", NSObject::classObject(),
                               {method("numberOfArguments"_sel, &NSMethodSignature::numberOfArguments)});
@@ -69,3 +71,5 @@ id foundation::boxed(const NSMethodResult& result) {
   }
   return nil;
 }
+
+}  // namespace telvo

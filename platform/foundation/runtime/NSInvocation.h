@@ -6,6 +6,8 @@
 #include "foundation/runtime/NSMethod.h"
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 // The kinds of a method's arguments and of its result. The receiver and the selector count as the first two
 // arguments. Immutable, any thread.
 class NSMethodSignature : public NSObject {
@@ -60,3 +62,5 @@ namespace foundation {
 // A result as an object: scalars boxed, nil for void.
 id boxed(const NSMethodResult& result);
 }  // namespace foundation
+
+TELVO_NAMESPACE_END

@@ -12,6 +12,8 @@
 #include "foundation/runtime/NSRange.h"
 #include "foundation/runtime/Ref.h"
 
+TELVO_NAMESPACE_BEGIN
+
 // What a method called by name gives back: nothing, an object, or a scalar.
 using NSMethodResult = std::variant<std::monostate, id, bool, NSInteger, NSUInteger, double, NSRange>;
 
@@ -168,3 +170,5 @@ NSMethod method(SEL selector, Result (*function)(const Ref<Receiver>&, Parameter
       },
       std::index_sequence_for<Parameters...>());
 }
+
+TELVO_NAMESPACE_END

@@ -2,6 +2,8 @@
 
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 Class NSNull::classObject() {
   static const NSClass object("NSNull", NSObject::classObject(), {});
   return &object;
@@ -15,3 +17,5 @@ const Ref<NSNull>& NSNull::null() {
 Ref<NSString> NSNull::description() const { return "<null>"_ns; }
 
 bool NSNull::isEqual(const id& other) const { return as<NSNull>(other) != nil; }
+
+}  // namespace telvo

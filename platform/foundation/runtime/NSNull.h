@@ -2,6 +2,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 // The marker that stands for "no value" inside collections, which cannot hold nil. One object per process.
 class NSNull : public NSObject {
   NS_OBJECT(NSNull, NSObject)
@@ -15,3 +17,5 @@ class NSNull : public NSObject {
   id copy() const override { return self(); }
   bool conformsToCopying() const override { return true; }
 };
+
+TELVO_NAMESPACE_END

@@ -5,6 +5,10 @@
 #include <limits>
 #include <string_view>
 
+#include "foundation/runtime/Namespace.h"
+
+TELVO_NAMESPACE_BEGIN
+
 // The platform's scalar types and selectors.
 
 using NSInteger = std::int64_t;
@@ -65,3 +69,5 @@ SEL operator""_sel() {
   static const SEL selector = SEL::named(Text.view());
   return selector;
 }
+
+TELVO_NAMESPACE_END

@@ -9,6 +9,8 @@
 #include "foundation/runtime/NSNull.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 struct ClassRegistry {
@@ -207,3 +209,5 @@ const NSClass* classFromObject(const id& object) {
 }
 
 }  // namespace foundation
+
+}  // namespace telvo

@@ -12,6 +12,8 @@
 #include "foundation/runtime/NSObjCRuntime.h"
 #include "foundation/runtime/Ref.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSArray;
 class NSCoder;
 class NSDictionary;
@@ -206,3 +208,5 @@ struct NSObjectHash {
 struct NSObjectEqual {
   bool operator()(const id& left, const id& right) const { return NSEqualObjects(left, right); }
 };
+
+TELVO_NAMESPACE_END

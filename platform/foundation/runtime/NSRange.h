@@ -2,6 +2,8 @@
 
 #include "foundation/runtime/NSObjCRuntime.h"
 
+TELVO_NAMESPACE_BEGIN
+
 // A run of UTF-16 units, bytes or elements.
 struct NSRange {
   NSUInteger location = 0;
@@ -12,3 +14,5 @@ struct NSRange {
 
 constexpr NSRange NSMakeRange(NSUInteger location, NSUInteger length) { return {location, length}; }
 constexpr NSUInteger NSMaxRange(NSRange range) { return range.location + range.length; }
+
+TELVO_NAMESPACE_END

@@ -7,6 +7,8 @@
 
 #include "foundation/runtime/NSObjCRuntime.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSObject;
 
 namespace foundation {
@@ -83,6 +85,8 @@ template <class T, class U>
 Ref<T> as(const Ref<U>& object) {
   return Ref<T>(dynamic_cast<T*>(object.get()));
 }
+
+TELVO_NAMESPACE_END
 
 template <class T>
 struct std::hash<Ref<T>> {

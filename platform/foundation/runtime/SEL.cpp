@@ -5,6 +5,8 @@
 
 #include "foundation/runtime/NSObjCRuntime.h"
 
+inline namespace telvo {
+
 namespace {
 
 struct TextHash {
@@ -28,3 +30,5 @@ SEL SEL::named(std::string_view text) {
 std::size_t SEL::numberOfArguments() const noexcept {
   return static_cast<std::size_t>(std::ranges::count(text(), ':'));
 }
+
+}  // namespace telvo

@@ -3,6 +3,8 @@
 #include <mutex>
 #include <unordered_map>
 
+inline namespace telvo {
+
 struct foundation::WeakCell {
   NSObject* object;  // null once it has gone; guarded by the table's mutex
 };
@@ -54,3 +56,5 @@ void foundation::forgetWeakReferences(NSObject* object) noexcept {
   found->second->object = nullptr;
   table.cells.erase(found);
 }
+
+}  // namespace telvo

@@ -4,6 +4,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 namespace foundation {
 
 struct WeakCell;
@@ -35,3 +37,5 @@ class WeakRef {
  private:
   std::shared_ptr<const foundation::WeakCell> cell_;
 };
+
+TELVO_NAMESPACE_END

@@ -11,6 +11,8 @@
 
 #include "foundation/text/UTF16.h"
 
+inline namespace telvo {
+
 namespace {
 
 // Below this no character has a decomposition, and none is a combining mark.
@@ -113,3 +115,5 @@ std::u16string foundation::canonicallyComposed(std::u16string_view text) {
   if (U_FAILURE(status)) return std::u16string(text);
   return {composed.getBuffer(), static_cast<std::size_t>(composed.length())};
 }
+
+}  // namespace telvo

@@ -9,6 +9,8 @@
 #include "foundation/text/CanonicalForm.h"
 #include "foundation/text/UTF16.h"
 
+inline namespace telvo {
+
 namespace {
 
 char16_t foldedASCII(char16_t unit) { return unit >= u'A' && unit <= u'Z' ? static_cast<char16_t>(unit + 0x20) : unit; }
@@ -56,3 +58,5 @@ foundation::FoldedCharacter foundation::foldedCharacterAt(std::u16string_view te
   folded.size = static_cast<std::size_t>(size);
   return folded;
 }
+
+}  // namespace telvo

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+inline namespace telvo {
+
 // Full case folding (Unicode chapter 3.13), which no locale changes: "Straße" and "STRASSE" fold to the same text.
 namespace foundation {
 
@@ -25,3 +27,5 @@ struct FoldedCharacter {
 FoldedCharacter foldedCharacterAt(std::u16string_view text, std::size_t index);
 
 }  // namespace foundation
+
+}  // namespace telvo

@@ -9,6 +9,8 @@
 
 #include "foundation/text/EnvironmentLocale.h"
 
+inline namespace telvo {
+
 namespace {
 
 std::unique_ptr<icu::Collator> makeCollator(std::string_view environmentName) {
@@ -51,3 +53,5 @@ NSComparisonResult foundation::compareInFileBrowserOrder(std::u16string_view lef
   }
   return comparisonResult(left.compare(right));
 }
+
+}  // namespace telvo

@@ -4,6 +4,8 @@
 
 #include "foundation/runtime/NSObjCRuntime.h"
 
+inline namespace telvo {
+
 namespace foundation {
 
 // The order of a file browser: letters the way the user's language sorts them, runs of digits by value, and only then
@@ -13,3 +15,5 @@ namespace foundation {
 NSComparisonResult compareInFileBrowserOrder(std::u16string_view left, std::u16string_view right);
 
 }  // namespace foundation
+
+}  // namespace telvo

@@ -5,6 +5,8 @@
 
 #include <unicode/locid.h>
 
+inline namespace telvo {
+
 namespace {
 
 // The script that a modifier stands for; empty for all the others ("euro").
@@ -47,3 +49,5 @@ std::string_view foundation::environmentLocaleName(const char* category) {
 std::string foundation::environmentLocale(const char* category) {
   return localeIdentifierFromEnvironmentName(environmentLocaleName(category));
 }
+
+}  // namespace telvo

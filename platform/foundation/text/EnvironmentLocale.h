@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+inline namespace telvo {
+
 namespace foundation {
 
 // The locale that the environment names for a category of the C library ("LC_MESSAGES"): the first of LC_ALL, the
@@ -17,3 +19,5 @@ std::string_view environmentLocaleName(const char* category);
 std::string localeIdentifierFromEnvironmentName(std::string_view name);
 
 }  // namespace foundation
+
+}  // namespace telvo

@@ -7,6 +7,8 @@
 #include "foundation/errors/NSException.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 Ref<NSDictionary> attributesFrom(const Ref<NSDictionary>& attributes) {
@@ -361,3 +363,5 @@ void NSMutableAttributedString::endEditing() {
 }
 
 id NSMutableAttributedString::copy() const { return make<NSAttributedString>(as<NSAttributedString>(self())); }
+
+}  // namespace telvo

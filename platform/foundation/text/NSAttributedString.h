@@ -6,6 +6,8 @@
 #include "foundation/runtime/NSObject.h"
 #include "foundation/runtime/NSRange.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSDictionary;
 class NSString;
 
@@ -127,3 +129,5 @@ class NSMutableAttributedString : public NSAttributedString {
 
   NSUInteger editing_ = 0;
 };
+
+TELVO_NAMESPACE_END

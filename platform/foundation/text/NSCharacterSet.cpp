@@ -11,6 +11,8 @@
 #include "foundation/text/NSString.h"
 #include "foundation/text/UTF16.h"
 
+inline namespace telvo {
+
 class foundation::CharacterSetMembers {
  public:
   icu::UnicodeSet set;
@@ -216,3 +218,5 @@ Ref<NSString> NSString::stringByTrimmingCharactersInSet(const Ref<NSCharacterSet
   const NSUInteger end = set->startOfRun(units_, length(), true);
   return start < end ? substringWithRange({start, end - start}) : ""_ns;
 }
+
+}  // namespace telvo

@@ -6,6 +6,8 @@
 #include "foundation/runtime/NSObject.h"
 #include "foundation/runtime/NSRange.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSString;
 
 namespace foundation {
@@ -76,3 +78,5 @@ class NSMutableCharacterSet : public NSCharacterSet {
 
   id copy() const override;
 };
+
+TELVO_NAMESPACE_END

@@ -11,6 +11,8 @@
 #include "foundation/collections/NSNumber.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 namespace {
 
 // Widths and precisions beyond this are cut: a format from a damaged string table must not ask for gigabytes.
@@ -239,3 +241,5 @@ Ref<NSString> NSString::stringWithFormat_arguments(const Ref<NSString>& format,
   if (!format) return nil;
   return stringWithUnits(Formatter(format->units(), arguments).run());
 }
+
+}  // namespace telvo

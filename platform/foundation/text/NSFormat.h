@@ -9,6 +9,8 @@
 #include "foundation/runtime/NSObjCRuntime.h"
 #include "foundation/runtime/Ref.h"
 
+TELVO_NAMESPACE_BEGIN
+
 // One argument of a format. The conversions are those of printf, and %@ for an object's description ("(null)" for
 // nil). An argument knows its own type, so length modifiers (%ld, %lu, %lld ...) are accepted and not needed, and a
 // conversion that does not suit the argument prints the nearest sensible form instead of failing. Positions ("%2$@"),
@@ -38,3 +40,5 @@ class NSFormatArgument {
  private:
   Value value_;
 };
+
+TELVO_NAMESPACE_END

@@ -7,6 +7,8 @@
 #include "foundation/text/EnvironmentLocale.h"
 #include "foundation/text/NSString.h"
 
+inline namespace telvo {
+
 Class NSLocale::classObject() {
   static const NSClass object("NSLocale", NSObject::classObject(),
                               {
@@ -32,3 +34,5 @@ bool NSLocale::isEqual(const id& other) const {
 }
 
 NSUInteger NSLocale::hash() const { return localeIdentifier_->hash(); }
+
+}  // namespace telvo

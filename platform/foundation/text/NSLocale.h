@@ -2,6 +2,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSString;
 
 // A language with the customs of a region, such as "de_AT". Immutable, any thread.
@@ -29,3 +31,5 @@ class NSLocale : public NSObject {
  private:
   Ref<NSString> localeIdentifier_;
 };
+
+TELVO_NAMESPACE_END

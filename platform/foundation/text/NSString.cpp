@@ -12,6 +12,8 @@
 #include "foundation/text/Collation.h"
 #include "foundation/text/UTF8.h"
 
+inline namespace telvo {
+
 namespace {
 
 icu::UnicodeString unicodeString(std::u16string_view units) {
@@ -263,3 +265,5 @@ void NSMutableString::replaceCharactersInRange_withString(NSRange range, const R
 }
 
 id NSMutableString::copy() const { return make<NSString>(units_); }
+
+}  // namespace telvo

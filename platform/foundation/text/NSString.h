@@ -8,6 +8,8 @@
 #include "foundation/runtime/NSRange.h"
 #include "foundation/text/NSFormat.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSArray;
 class NSCharacterSet;
 class NSData;
@@ -200,3 +202,5 @@ const Ref<NSString>& operator""_ns() {
   static const Ref<NSString>& text = *new Ref<NSString>(NSString::stringWithUTF8String(Text.view()));
   return text;
 }
+
+TELVO_NAMESPACE_END

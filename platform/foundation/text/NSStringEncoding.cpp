@@ -11,6 +11,8 @@
 #include "foundation/text/UTF16.h"
 #include "foundation/text/UTF8.h"
 
+inline namespace telvo {
+
 namespace {
 
 constexpr char16_t byteOrderMark = 0xFEFF;
@@ -281,3 +283,5 @@ Ref<NSData> NSString::dataUsingEncoding(NSStringEncoding encoding, bool allowLos
   std::optional<std::string> bytes = encoded(*units, encoding, allowLossyConversion);
   return bytes ? NSData::dataWithBytes(*std::move(bytes)) : nil;
 }
+
+}  // namespace telvo

@@ -8,6 +8,8 @@
 #include "foundation/text/NSString.h"
 #include "foundation/text/TextSearch.h"
 
+inline namespace telvo {
+
 namespace {
 
 using foundation::LetterCase;
@@ -186,3 +188,5 @@ NSUInteger NSMutableString::replaceOccurrencesOfString_withString_options_range(
   units_ = std::move(result);
   return places.size();
 }
+
+}  // namespace telvo

@@ -8,6 +8,8 @@
 
 #include "foundation/text/EnvironmentLocale.h"
 
+inline namespace telvo {
+
 namespace {
 
 void add(std::vector<std::string>& languages, const std::string& language) {
@@ -50,3 +52,5 @@ std::vector<std::string> foundation::preferredLanguages() {
   add(languages, "en");
   return languages;
 }
+
+}  // namespace telvo

@@ -3,6 +3,8 @@
 #include <string>
 #include <vector>
 
+inline namespace telvo {
+
 namespace foundation {
 
 // The user's languages for texts, best first, each from the particular to the general ("zh_Hant_TW", "zh_TW",
@@ -11,3 +13,5 @@ namespace foundation {
 std::vector<std::string> preferredLanguages();
 
 }  // namespace foundation
+
+}  // namespace telvo

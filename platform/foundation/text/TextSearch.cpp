@@ -2,6 +2,8 @@
 
 #include "foundation/text/CaseFolding.h"
 
+inline namespace telvo {
+
 namespace {
 
 constexpr NSRange notFound{NSNotFound, 0};
@@ -68,3 +70,5 @@ NSRange foundation::TextSearch::findFolded(std::u16string_view text, std::size_t
   }
   return notFound;
 }
+
+}  // namespace telvo

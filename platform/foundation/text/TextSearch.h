@@ -6,6 +6,8 @@
 
 #include "foundation/runtime/NSRange.h"
 
+inline namespace telvo {
+
 namespace foundation {
 
 enum class LetterCase { Kept, Folded };
@@ -33,3 +35,5 @@ class TextSearch {
 };
 
 }  // namespace foundation
+
+}  // namespace telvo

@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+inline namespace telvo {
+
 // The arithmetic of surrogate pairs: two units, a lead and a trail, stand for one character from U+10000 on.
 namespace foundation {
 
@@ -42,3 +44,5 @@ inline void appendCharacter(std::u16string& text, char32_t character) {
 }
 
 }  // namespace foundation
+
+}  // namespace telvo

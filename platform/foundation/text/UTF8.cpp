@@ -8,6 +8,8 @@
 
 #include "foundation/text/UTF16.h"
 
+inline namespace telvo {
+
 namespace {
 
 struct Sequence {
@@ -138,3 +140,5 @@ double foundation::doubleFromASCII(const std::string& text) {
   const double magnitude = small ? 0.0 : std::numeric_limits<double>::infinity();
   return text.starts_with('-') ? -magnitude : magnitude;
 }
+
+}  // namespace telvo

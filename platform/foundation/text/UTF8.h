@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+inline namespace telvo {
+
 // Conversion between bytes and UTF-16 that loses nothing, and plain number reading. Any thread.
 namespace foundation {
 
@@ -20,3 +22,5 @@ bool isUTF8(std::string_view bytes);
 double doubleFromASCII(const std::string& text);
 
 }  // namespace foundation
+
+}  // namespace telvo

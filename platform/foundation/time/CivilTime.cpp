@@ -5,6 +5,8 @@
 #include <charconv>
 #include <cmath>
 
+inline namespace telvo {
+
 namespace {
 
 constexpr std::int64_t secondsPerDay = 86400;
@@ -108,3 +110,5 @@ void appendTimeOfDay(std::string& text, const CivilTime& time) {
 }
 
 }  // namespace foundation
+
+}  // namespace telvo

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+inline namespace telvo {
+
 // Dates of the civil calendar, UTC, proleptic Gregorian and without leap seconds, as property lists count. Any thread.
 namespace foundation {
 
@@ -30,3 +32,5 @@ void appendDate(std::string& text, const CivilTime& time);
 void appendTimeOfDay(std::string& text, const CivilTime& time);
 
 }  // namespace foundation
+
+}  // namespace telvo

@@ -9,6 +9,8 @@
 #include "foundation/time/NSDate.h"
 #include "foundation/time/ZoneRules.h"
 
+inline namespace telvo {
+
 namespace {
 
 constexpr double millisecondsPerSecond = 1000.0;
@@ -92,3 +94,5 @@ std::unique_ptr<icu::TimeZone> foundation::engineTimeZone(const Ref<NSString>& n
   }
   return std::unique_ptr<icu::TimeZone>(icu::TimeZone::createTimeZone(engineName));
 }
+
+}  // namespace telvo

@@ -6,11 +6,13 @@
 
 #include "foundation/runtime/Ref.h"
 
-class NSString;
-
 U_NAMESPACE_BEGIN
 class TimeZone;
 U_NAMESPACE_END
+
+inline namespace telvo {
+
+class NSString;
 
 namespace foundation {
 
@@ -21,3 +23,5 @@ namespace foundation {
 std::unique_ptr<icu::TimeZone> engineTimeZone(const Ref<NSString>& name);
 
 }  // namespace foundation
+
+}  // namespace telvo

@@ -16,6 +16,8 @@
 #include "foundation/time/NSDateComponents.h"
 #include "foundation/time/NSTimeZone.h"
 
+inline namespace telvo {
+
 namespace {
 
 using Milliseconds = double;  // since 1970, or between two instants
@@ -378,3 +380,5 @@ Ref<NSDate> NSCalendar::dateBySettingHour_minute_second_ofDate_options(NSInteger
   }
   return engine.failed() ? nil : dateAt(chosen);
 }
+
+}  // namespace telvo

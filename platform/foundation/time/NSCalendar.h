@@ -2,6 +2,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSDate;
 class NSDateComponents;
 class NSLocale;
@@ -97,3 +99,5 @@ class NSCalendar : public NSObject {
   Ref<NSLocale> locale_;
   Ref<NSTimeZone> timeZone_;
 };
+
+TELVO_NAMESPACE_END

@@ -6,6 +6,8 @@
 #include "foundation/text/NSString.h"
 #include "foundation/time/CivilTime.h"
 
+inline namespace telvo {
+
 Class NSDate::classObject() {
   static const NSClass object("NSDate", NSObject::classObject(),
                               {
@@ -68,3 +70,5 @@ Ref<NSString> NSDate::description() const {
 bool NSDate::isEqual(const id& other) const { return isEqualToDate(as<NSDate>(other)); }
 
 NSUInteger NSDate::hash() const { return std::hash<double>()(sinceReferenceDate_); }
+
+}  // namespace telvo

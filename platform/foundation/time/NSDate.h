@@ -2,6 +2,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSString;
 
 // Seconds from 1970-01-01 to the platform's reference date, 2001-01-01, both 00:00:00 UTC.
@@ -41,3 +43,5 @@ class NSDate : public NSObject {
  private:
   NSTimeInterval sinceReferenceDate_;
 };
+
+TELVO_NAMESPACE_END

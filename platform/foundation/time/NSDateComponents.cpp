@@ -2,6 +2,8 @@
 
 #include "foundation/time/NSTimeZone.h"
 
+inline namespace telvo {
+
 Class NSDateComponents::classObject() {
   static const NSClass object("NSDateComponents", NSObject::classObject(),
                               {
@@ -23,3 +25,5 @@ NSDateComponents::NSDateComponents() { values_.fill(NSDateComponentUndefined); }
 NSDateComponents::~NSDateComponents() = default;
 
 void NSDateComponents::setTimeZone(const Ref<NSTimeZone>& timeZone) { timeZone_ = timeZone; }
+
+}  // namespace telvo

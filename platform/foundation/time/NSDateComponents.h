@@ -4,6 +4,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSTimeZone;
 
 // What a component reads that was not set.
@@ -78,3 +80,5 @@ class NSDateComponents : public NSObject {
   bool leapMonth_ = false;
   Ref<NSTimeZone> timeZone_;
 };
+
+TELVO_NAMESPACE_END

@@ -22,6 +22,8 @@
 #include "foundation/time/NSDateComponents.h"
 #include "foundation/time/NSTimeZone.h"
 
+inline namespace telvo {
+
 namespace {
 
 struct UnitRule {
@@ -366,3 +368,5 @@ Ref<NSString> NSDateComponentsFormatter::stringFromTimeInterval(NSTimeInterval i
   if (writer.failed()) return nil;
   return NSString::stringWithCharacters_length(text.getBuffer(), static_cast<NSUInteger>(text.length()));
 }
+
+}  // namespace telvo

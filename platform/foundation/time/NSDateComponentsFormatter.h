@@ -3,6 +3,8 @@
 #include "foundation/runtime/NSObject.h"
 #include "foundation/time/NSCalendar.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSString;
 
 // How the spans are written. What each gives for 3,661 and for 90,061 seconds, otherwise with initial settings:
@@ -71,3 +73,5 @@ class NSDateComponentsFormatter : public NSObject {
   NSInteger maximumUnitCount_ = 0;
   NSUInteger zeroFormattingBehavior_ = NSDateComponentsFormatterZeroFormattingBehaviorDefault;
 };
+
+TELVO_NAMESPACE_END

@@ -16,6 +16,8 @@
 #include "foundation/time/NSDate.h"
 #include "foundation/time/NSTimeZone.h"
 
+inline namespace telvo {
+
 namespace {
 
 constexpr double farthestMilliseconds = 3e16;  // about a million years
@@ -233,3 +235,5 @@ Ref<NSDate> NSDateFormatter::dateFromString(const Ref<NSString>& text) const {
   if (U_FAILURE(status) || !(std::fabs(milliseconds) <= farthestMilliseconds)) return nil;
   return NSDate::dateWithTimeIntervalSince1970(milliseconds / 1000.0);
 }
+
+}  // namespace telvo

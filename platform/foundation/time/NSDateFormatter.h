@@ -4,6 +4,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSDate;
 class NSLocale;
 class NSString;
@@ -70,3 +72,5 @@ class NSDateFormatter : public NSObject {
   bool doesRelativeDateFormatting_ = false;
   std::unique_ptr<Engine> engine_;
 };
+
+TELVO_NAMESPACE_END

@@ -18,6 +18,8 @@
 #include "foundation/time/NSDate.h"
 #include "foundation/time/ZoneRules.h"
 
+inline namespace telvo {
+
 namespace {
 
 constexpr NSInteger secondsPerHour = 3600;
@@ -194,3 +196,5 @@ bool NSTimeZone::isEqual(const id& other) const {
 }
 
 NSUInteger NSTimeZone::hash() const { return name_->hash(); }
+
+}  // namespace telvo

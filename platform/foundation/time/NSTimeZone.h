@@ -2,6 +2,8 @@
 
 #include "foundation/runtime/NSObject.h"
 
+TELVO_NAMESPACE_BEGIN
+
 class NSDate;
 class NSString;
 
@@ -44,3 +46,5 @@ class NSTimeZone : public NSObject {
  private:
   Ref<NSString> name_;
 };
+
+TELVO_NAMESPACE_END

@@ -14,6 +14,8 @@
 
 #include <glib.h>
 
+inline namespace telvo {
+
 namespace {
 
 constexpr std::int64_t secondsPerHour = 3600;
@@ -171,3 +173,5 @@ ZoneOffsets ZoneRules::offsetsOfDaylightSaving(int interval) const {
 }
 
 }  // namespace foundation
+
+}  // namespace telvo

@@ -7,6 +7,8 @@
 
 using GTimeZone = struct _GTimeZone;
 
+inline namespace telvo {
+
 namespace foundation {
 
 // How far a zone's clocks are ahead of GMT, in seconds: standard time, and what daylight saving adds to it.
@@ -52,3 +54,5 @@ class ZoneRules {
 };
 
 }  // namespace foundation
+
+}  // namespace telvo
