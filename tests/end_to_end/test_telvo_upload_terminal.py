@@ -52,8 +52,8 @@ def width(row):
     return len(row) + wide - sum(unicodedata.combining(character) > 0 for character in row)
 
 
-def progress_rows(terminal):
-    return [row for row in terminal.rows() if re.match(r"\d+%  ", row)]
+def progress_rows(rows):
+    return [row for row in rows if re.match(r"\d+%  ", row)]
 
 
 def wait_for_progress(terminal):
@@ -65,11 +65,12 @@ def test_the_progress_is_one_line_that_fits(open_terminal, staged, columns):
     terminal = open_terminal(columns)
     terminal.run(*staged)
     wait_for_progress(terminal)
-    rows = progress_rows(terminal)
+    screen = terminal.rows()
+    rows = progress_rows(screen)
     assert len(rows) == 1
     assert width(rows[0]) < columns
     # It is the last thing on the screen, and the only thing of the upload.
-    assert terminal.rows()[-1] == rows[0]
+    assert screen[-1] == rows[0]
     assert re.match(r"0%  3/22", rows[0])
     assert rows[0].endswith(".jpg") or rows[0].endswith("MB)")
 
@@ -78,7 +79,7 @@ def test_a_wide_terminal_shows_the_file_the_run_the_rate_and_the_time_left(open_
     terminal = open_terminal(200)
     terminal.run(*staged)
     processes.wait_until(lambda: " left" in terminal.text(), what="the time left")
-    row = progress_rows(terminal)[0]
+    row = progress_rows(terminal.rows())[0]
     assert re.search(r"\d+:\d\d:\d\d left", row)
     assert re.search(r"[\d.]+.[kM]B/s", row)
     assert re.search(r"of 4\.6.GB", row)
@@ -89,7 +90,7 @@ def test_nothing_in_a_name_acts_on_the_terminal(open_terminal, staged):
     terminal = open_terminal(200)
     terminal.run(*staged)
     wait_for_progress(terminal)
-    row = progress_rows(terminal)[0]
+    row = progress_rows(terminal.rows())[0]
     assert "/home/anna/日本語のファイル/\ufffd[31mred\ufffd2J\ufffd写真.jpg" in row
 
 
@@ -102,8 +103,9 @@ def test_a_resize_in_the_middle_leaves_one_line_that_fits(open_terminal, staged,
     terminal.resize(after)
 
     def fits():
-        rows = progress_rows(terminal)
-        return len(rows) == 1 and width(rows[0]) < after and terminal.rows()[-1] == rows[0]
+        screen = terminal.rows()
+        rows = progress_rows(screen)
+        return len(rows) == 1 and width(rows[0]) < after and screen[-1] == rows[0]
     processes.wait_until(fits, what="one line that fits")
     # What stood above it is still there.
     text = terminal.text().replace("\n", "")
@@ -118,7 +120,7 @@ def test_ctrl_c_stops_and_says_so_and_leaves_a_clean_line(open_terminal, staged)
     terminal.wait_for("stopped in item 3 of 22")
     terminal.run("echo", "status", "is")
     terminal.wait_for("status is")
-    assert progress_rows(terminal) == []
+    assert progress_rows(terminal.rows()) == []
 
 
 def test_ctrl_c_stops_at_once_without_a_session_bus(open_terminal, environment, tool_path, scripted, five_items):
