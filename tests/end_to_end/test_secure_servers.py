@@ -1,5 +1,6 @@
 """The servers with TLS that other tests rely on are what they are said to be, seen with other makers' clients."""
 
+import contextlib
 import ftplib
 import io
 import socket
@@ -42,6 +43,15 @@ def store(connection, session):
     return connection.voidresp()[:3]
 
 
+def has_content(server):
+    """Whether anything has been stored; a server may be about to remove the empty file that it has begun with."""
+    for path in server.root.iterdir():
+        with contextlib.suppress(FileNotFoundError):
+            if path.read_bytes():
+                return True
+    return False
+
+
 def test_no_login_is_taken_in_the_clear(server):
     with ftplib.FTP() as plain, pytest.raises(ftplib.Error):
         plain.connect(server.host, server.port, timeout=10)
@@ -53,7 +63,7 @@ def test_no_data_is_taken_in_the_clear(server):
         with pytest.raises(ftplib.Error):
             connection.prot_c()
             connection.storbinary("STOR file", io.BytesIO(b"content"))
-        assert b"content" not in [path.read_bytes() for path in server.root.iterdir()]
+        assert not has_content(server)
 
 
 def test_a_data_connection_may_go_on_with_the_session(server):
@@ -68,7 +78,7 @@ def test_a_data_connection_with_a_session_of_its_own_is_refused(kind):
     with kind() as server, connect(server) as connection:
         with pytest.raises((ftplib.Error, OSError)):
             store(connection, None)
-        assert [path.read_bytes() for path in server.root.iterdir()] in ([], [b""])
+        assert not has_content(server)
 
 
 @pytest.mark.parametrize("kind", secure_servers.TAKE_CLIENTS, ids=lambda kind: kind.name)
