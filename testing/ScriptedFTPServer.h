@@ -93,8 +93,13 @@ class ScriptedFTPServer {
   friend class Session;
   void serve();
   Action nextAction(const std::string& verb);
+  // Changes what the server knows and tells those who wait for it.
   template <class Change>
-  void note(Change change);
+  void note(Change change) {
+    const std::lock_guard lock(mutex_);
+    change();
+    changed_.notify_all();
+  }
 
   std::string host_;
   std::uint16_t port_ = 0;

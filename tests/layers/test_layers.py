@@ -103,6 +103,12 @@ def test_no_folder_holds_more_than_45_files():
     assert {str(folder): len(files) for folder, files in folders.items() if len(files) > 45} == {}
 
 
+def test_no_source_is_longer_than_450_lines():
+    lengths = {path.relative_to(ROOT).as_posix(): len(path.read_text(errors="replace").splitlines())
+               for folder in [*SOURCES, "examples", "packaging"] for path in files_below(folder)}
+    assert len(lengths) > 300
+    assert {path: length for path, length in lengths.items() if length > 450} == {}
+
 
 def compile_command_of(layer):
     commands = json.loads((pathlib.Path(os.environ["TELVO_BUILD"]) / "compile_commands.json").read_text())
