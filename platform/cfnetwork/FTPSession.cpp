@@ -61,6 +61,7 @@ void FTPSession::connectionDidLogIn() {
 void FTPSession::connectionDidFail(const Ref<NSError>& error, FTPConnection::Loss loss) {
   const auto keptAlive = shared_from_this();
   isLost_ = true;
+  wasTurnedAway_ = loss == FTPConnection::Loss::ClosedByServer && hasLoggedIn_ && !channel_;
   channel_.reset();
   if (user_) user_->sessionDidFail(error, loss);
 }

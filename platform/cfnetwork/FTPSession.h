@@ -55,8 +55,8 @@ class FTPSession : public std::enable_shared_from_this<FTPSession>,
   Progress progress() const;
   Standing standing() const { return standing_; }
   bool isOver() const { return connection_->isClosed(); }
-  // Whether it ever got through the login.
-  bool hasLoggedIn() const { return hasLoggedIn_; }
+  // Whether the server has closed it after the login, and not while a data connection was being made in vain.
+  bool wasTurnedAway() const { return wasTurnedAway_; }
   // Over, but not because of close() or quit().
   bool isLost() const { return isLost_; }
   // Whether the server has given different ports for different data connections; also true where that does not matter.
@@ -99,6 +99,7 @@ class FTPSession : public std::enable_shared_from_this<FTPSession>,
   Standing standing_;
   bool hasLoggedIn_ = false;
   bool isLost_ = false;
+  bool wasTurnedAway_ = false;
   bool extendedPassive_ = true;
   bool extendedActive_ = true;
   std::chrono::steady_clock::time_point preparedTime_;

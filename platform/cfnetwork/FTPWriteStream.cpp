@@ -138,7 +138,7 @@ void FTPWriteStream::sessionDidFail(const Ref<NSError>& error, Loss loss) {
   const bool isNotBegun =
       session_->isOver() && (isPreparing || loss == Loss::ClosedByServer) && phase_ != Phase::Renaming;
   // A server that has let somebody in and then closes may be short of something, a free port for example, just now.
-  const bool isPassing = isPreparing && loss == Loss::ClosedByServer && session_->hasLoggedIn();
+  const bool isPassing = isPreparing && session_->wasTurnedAway();
   if (isNotBegun && maySendAgain(isPassing ? Chance::Good : Chance::OnlyIfKept)) {
     sendAgain();
   } else {

@@ -36,6 +36,16 @@ TEST(FTPWriteStreamKept, AConnectionThatIsClosedWhenAPortIsAskedForIsReplacedUns
   }
 }
 
+// Each further try would wait as long as the first one, and as much in vain.
+TEST(FTPWriteStreamKept, AConnectionThatIsClosedWhileADataConnectionIsMadeIsNotReplaced) {
+  ScriptedFTPServer server;
+  server.always("EPSV", then(fullDataPort(), then(reply("421 The data channel timed out."), dropControl())));
+  Upload upload(server, "/item", "content");
+  upload.run();
+  EXPECT_TRUE(upload.error);
+  EXPECT_EQ(server.sessions(), 1U);
+}
+
 // Kept connections.
 
 TEST(FTPWriteStreamKept, ADeadConnectionIsReplacedUnseen) {
