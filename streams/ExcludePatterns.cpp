@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "foundation/text/NSString.h"
+#include "foundation/text/UTF16.h"
 
 inline namespace telvo {
 
@@ -21,15 +22,8 @@ using View = std::u32string_view;
 std::u32string charactersOf(const Ref<NSString>& text) {
   std::u32string characters;
   const std::u16string_view units = text->units();
-  for (std::size_t index = 0; index < units.size(); ++index) {
-    const char16_t unit = units[index];
-    const bool isPair = unit >= 0xD800 && unit < 0xDC00 && index + 1 < units.size() && units[index + 1] >= 0xDC00 &&
-                        units[index + 1] < 0xE000;
-    if (!isPair) {
-      characters.push_back(unit);
-      continue;
-    }
-    characters.push_back(0x10000U + ((unit - 0xD800U) << 10U) + (units[++index] - 0xDC00U));
+  for (std::size_t index = 0; index < units.size(); index += foundation::lengthOfCharacterAt(units, index)) {
+    characters.push_back(foundation::characterAt(units, index));
   }
   return characters;
 }

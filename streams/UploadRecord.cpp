@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "foundation/Foundation.h"
+#include "foundation/text/UTF16.h"
 
 inline namespace telvo {
 
@@ -37,16 +38,11 @@ const auto& pathKeys() {
 
 bool isHeldByXML(const NSString& text) {
   const std::u16string_view units = text.units();
-  for (std::size_t index = 0; index < units.size(); ++index) {
-    const char16_t unit = units[index];
+  for (std::size_t index = 0; index < units.size(); index += foundation::lengthOfCharacterAt(units, index)) {
+    const char32_t character = foundation::characterAt(units, index);
     // A carriage return would be read as a line feed.
-    if (unit < 0x20 && unit != u'\t' && unit != u'\n') return false;
-    if (unit < 0xD800) continue;
-    if (unit >= 0xFFFE || (unit >= 0xDC00 && unit < 0xE000)) return false;
-    if (unit >= 0xE000) continue;
-    const bool isPair = index + 1 < units.size() && units[index + 1] >= 0xDC00 && units[index + 1] < 0xE000;
-    if (!isPair) return false;
-    ++index;
+    if (character < 0x20 && character != U'\t' && character != U'\n') return false;
+    if (foundation::isSurrogate(character) || character == 0xFFFE || character == 0xFFFF) return false;
   }
   return true;
 }

@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "appkit/rtf/RTFReader.h"
+#include "foundation/text/UTF16.h"
 
 inline namespace telvo {
 
@@ -196,15 +197,10 @@ void RTFReader::unicode(const RTFToken& token, NSInteger) {
   if (!token.hasParameter) return;
   // Units above 0x7FFF are written as negative numbers; some writers put whole characters.
   const std::int64_t value = token.parameter < 0 ? std::int64_t{token.parameter} + 0x10000 : token.parameter;
-  if (value < 0 || value > 0x10FFFF) {
-    append(u'\uFFFD');
-  } else if (value < 0x10000) {
-    append(static_cast<char16_t>(value));
-  } else {
-    const std::array<char16_t, 2> pair{static_cast<char16_t>(0xD800 + ((value - 0x10000) >> 10)),
-                                       static_cast<char16_t>(0xDC00 + ((value - 0x10000) & 0x3FF))};
-    append(std::u16string_view(pair.data(), pair.size()));
-  }
+  const bool exists = value >= 0 && value <= 0x10FFFF;
+  std::u16string units;
+  foundation::appendCharacter(units, exists ? static_cast<char32_t>(value) : U'\uFFFD');
+  append(units);
   fallbackToSkip_ = state().fallbackLength;
 }
 

@@ -14,6 +14,7 @@
 #include "foundation/collections/NSData.h"
 #include "foundation/collections/NSNumber.h"
 #include "foundation/text/NSString.h"
+#include "foundation/text/UTF16.h"
 #include "foundation/text/UTF8.h"
 #include "foundation/time/CivilTime.h"
 #include "foundation/time/NSDate.h"
@@ -302,18 +303,11 @@ class XMLReader {
   void appendCharacter(std::string_view digits, int base) {
     std::uint32_t character = 0;
     const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), character, base);
-    const bool surrogate = character >= 0xD800 && character <= 0xDFFF;
-    if (error != std::errc() || end != digits.data() + digits.size() || surrogate || character > 0x10FFFF) {
+    const bool exists = character <= 0x10FFFF && !foundation::isSurrogate(character);
+    if (error != std::errc() || end != digits.data() + digits.size() || !exists) {
       fail("a character that does not exist");
     }
-    std::u16string units;
-    if (character < 0x10000) {
-      units.push_back(static_cast<char16_t>(character));
-    } else {
-      units.push_back(static_cast<char16_t>(0xD800 + ((character - 0x10000) >> 10U)));
-      units.push_back(static_cast<char16_t>(0xDC00 + ((character - 0x10000) & 0x3FFU)));
-    }
-    decoded_ += foundation::UTF8FromUnits(units);
+    foundation::appendUTF8(decoded_, character);
   }
 
   Tag nextTag() {

@@ -13,6 +13,8 @@
 #include "foundation/collections/NSData.h"
 #include "foundation/collections/NSNumber.h"
 #include "foundation/text/NSString.h"
+#include "foundation/text/UTF16.h"
+#include "foundation/text/UTF8.h"
 #include "foundation/time/CivilTime.h"
 #include "foundation/time/NSDate.h"
 
@@ -207,35 +209,13 @@ class XMLWriter {
 
   // The first character of the units as UTF-8; answers how many units it takes.
   std::size_t appendCharacter(std::u16string_view units) {
-    char32_t character = units.front();
-    std::size_t size = 1;
-    if (character >= 0xD800 && character <= 0xDFFF) {
-      const bool pair = character <= 0xDBFF && units.size() > 1 && units[1] >= 0xDC00 && units[1] <= 0xDFFF;
-      if (!pair) {
-        appendReplacement();
-        return 1;
-      }
-      character = 0x10000 + ((character - 0xD800) << 10U) + (units[1] - 0xDC00U);
-      size = 2;
-    }
-    if (character == 0xFFFE || character == 0xFFFF) {
+    const char32_t character = foundation::characterAt(units, 0);
+    if (foundation::isSurrogate(character) || character == 0xFFFE || character == 0xFFFF) {
       appendReplacement();
-      return size;
-    }
-    const auto put = [&](char32_t byte) { output_.push_back(static_cast<char>(byte)); };
-    if (character < 0x800) {
-      put(0xC0U | character >> 6U);
     } else {
-      if (character < 0x10000) {
-        put(0xE0U | character >> 12U);
-      } else {
-        put(0xF0U | character >> 18U);
-        put(0x80U | (character >> 12U & 0x3FU));
-      }
-      put(0x80U | (character >> 6U & 0x3FU));
+      foundation::appendUTF8(output_, character);
     }
-    put(0x80U | (character & 0x3FU));
-    return size;
+    return foundation::lengthOfCharacterAt(units, 0);
   }
 
   void appendReplacement() {

@@ -63,25 +63,6 @@ Sequence sequenceAt(std::string_view bytes, std::size_t at) {
   return {};
 }
 
-void appendUTF8(std::string& output, char32_t character) {
-  const auto put = [&](char32_t value) { output.push_back(static_cast<char>(static_cast<unsigned char>(value))); };
-  if (character < 0x80) {
-    put(character);
-  } else if (character < 0x800) {
-    put(0xC0U | (character >> 6U));
-    put(0x80U | (character & 0x3FU));
-  } else if (character < 0x10000) {
-    put(0xE0U | (character >> 12U));
-    put(0x80U | ((character >> 6U) & 0x3FU));
-    put(0x80U | (character & 0x3FU));
-  } else {
-    put(0xF0U | (character >> 18U));
-    put(0x80U | ((character >> 12U) & 0x3FU));
-    put(0x80U | ((character >> 6U) & 0x3FU));
-    put(0x80U | (character & 0x3FU));
-  }
-}
-
 }  // namespace
 
 std::u16string foundation::unitsFromUTF8(std::string_view utf8) {
@@ -102,6 +83,25 @@ std::u16string foundation::unitsFromUTF8(std::string_view utf8) {
     at += sequence.size;
   }
   return units;
+}
+
+void foundation::appendUTF8(std::string& utf8, char32_t character) {
+  const auto put = [&](char32_t value) { utf8.push_back(static_cast<char>(static_cast<unsigned char>(value))); };
+  if (character < 0x80) {
+    put(character);
+  } else if (character < 0x800) {
+    put(0xC0U | (character >> 6U));
+    put(0x80U | (character & 0x3FU));
+  } else if (character < 0x10000) {
+    put(0xE0U | (character >> 12U));
+    put(0x80U | ((character >> 6U) & 0x3FU));
+    put(0x80U | (character & 0x3FU));
+  } else {
+    put(0xF0U | (character >> 18U));
+    put(0x80U | ((character >> 12U) & 0x3FU));
+    put(0x80U | ((character >> 6U) & 0x3FU));
+    put(0x80U | (character & 0x3FU));
+  }
 }
 
 std::string foundation::UTF8FromUnits(std::u16string_view units) {

@@ -15,6 +15,9 @@ std::u16string unitsFromUTF8(std::string_view utf8);
 // become three bytes in the manner of UTF-8, which reads back as three bytes of no valid text.
 std::string UTF8FromUnits(std::u16string_view units);
 
+// Appends one character as UTF-8; a surrogate in the manner of UTF-8.
+void appendUTF8(std::string& utf8, char32_t character);
+
 // Whether the bytes are valid UTF-8 as a whole.
 bool isUTF8(std::string_view bytes);
 
