@@ -3,8 +3,10 @@
 #include <optional>
 #include <string>
 
+#include "telvo/owner/Namespace.h"
+
 // Logins that people have saved for all their programs.
-namespace telvo {
+TELVO_OWNER_NAMESPACE_BEGIN
 
 struct Login {
   std::string user;
@@ -22,4 +24,4 @@ std::optional<Login> loginFromNetrc(const std::string& host, const std::string& 
 // was built without libsecret, and where there is no keyring. May ask the user to unlock it.
 std::optional<std::string> passwordFromKeyring(const std::string& host, const std::string& user);
 
-}  // namespace telvo
+TELVO_OWNER_NAMESPACE_END

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 
+#include "telvo/owner/Namespace.h"
 #include "telvo/owner/Upload.h"
 
 // An owner of the helper: it starts one, follows it on the session bus, can stop it, and lets it go. Needs a GLib main
@@ -22,7 +23,7 @@
 //   };
 //   owner.start(upload, events);
 //   return owner.wait() == telvo::Ending::finished ? 0 : 1;
-namespace telvo {
+TELVO_OWNER_NAMESPACE_BEGIN
 
 // Called on the thread and in the main context (the thread's default one) in which the owner was made, while that
 // context runs. None may throw, or destroy the owner; stop() may be called in any. Each may be left empty.
@@ -76,4 +77,4 @@ class Owner {
 // library's installation has it, or on the path. Throws std::runtime_error when there is none.
 std::string findHelper();
 
-}  // namespace telvo
+TELVO_OWNER_NAMESPACE_END

@@ -7,9 +7,10 @@
 #include <string>
 #include <utility>
 
+#include "telvo/owner/Namespace.h"
 #include "telvo/owner/Upload.h"
 
-namespace telvo {
+TELVO_OWNER_NAMESPACE_BEGIN
 
 // What has become of a run. `loginRefused` and `notReached`: nothing could be sent. `stopped`: before everything had
 // arrived. `unknown`: the helper does not tell, because Upload::reportOutcomes is off.
@@ -58,4 +59,4 @@ class Progress {
   std::map<std::uint64_t, Record> failures_;
 };
 
-}  // namespace telvo
+TELVO_OWNER_NAMESPACE_END

@@ -3,9 +3,10 @@
 #include <cstdint>
 #include <string>
 
+#include "telvo/owner/Namespace.h"
 #include "telvo/owner/Progress.h"
 
-namespace telvo {
+TELVO_OWNER_NAMESPACE_BEGIN
 
 // "sent", "removed", "failed", "skipped" or "unknown"; for a planned item its reason.
 std::string outcomeText(const Record& record);
@@ -20,4 +21,4 @@ std::string sizeText(std::uint64_t bytes);
 // left, rate, bytes, and the file in progress. What matters least is left out first.
 std::string progressText(const Progress& progress, int columns);
 
-}  // namespace telvo
+TELVO_OWNER_NAMESPACE_END

@@ -2,7 +2,9 @@
 
 #include <string>
 
-namespace telvo {
+#include "telvo/owner/Namespace.h"
+
+TELVO_OWNER_NAMESPACE_BEGIN
 
 // Where an upload goes, as people write it: [USER@]HOST[:PORT][/FOLDER], or an ftp:// URL of the same parts, in which
 // user and folder may be percent-escaped.
@@ -23,4 +25,4 @@ Target parseTarget(const std::string& text);
 // it, the same source goes to other places.
 std::string cacheFileFor(const std::string& source, const Target& target, bool contentsOnly);
 
-}  // namespace telvo
+TELVO_OWNER_NAMESPACE_END

@@ -3,9 +3,11 @@
 #include <functional>
 #include <string>
 
+#include "telvo/owner/Namespace.h"
+
 // For owners on a terminal. Texts are UTF-8; columns are counted as a terminal shows them: two for an ideograph, none
 // for an accent of its own.
-namespace telvo {
+TELVO_OWNER_NAMESPACE_BEGIN
 
 // The text without anything that a terminal would obey: control characters, marks that turn the writing direction, and
 // bytes that are no UTF-8 become U+FFFD.
@@ -48,4 +50,4 @@ class StatusLine {
   int drawn_ = 0;  // columns that the line takes; 0: there is none
 };
 
-}  // namespace telvo
+TELVO_OWNER_NAMESPACE_END

@@ -4,8 +4,10 @@
 #include <string>
 #include <vector>
 
+#include "telvo/owner/Namespace.h"
+
 // What an owner tells the helper, and what it hears back. Texts are UTF-8, paths are bytes.
-namespace telvo {
+TELVO_OWNER_NAMESPACE_BEGIN
 
 // Whether a file is first stored under another name beside its own and renamed when it has been confirmed, so that
 // nobody ever sees half of it. `large`: only files above 512,000 bytes, because renaming costs two round trips.
@@ -85,4 +87,4 @@ struct Bytes {
 // heard of it any more.
 enum class Ending { finished, nothingToSend, helperEnded, busLost };
 
-}  // namespace telvo
+TELVO_OWNER_NAMESPACE_END

@@ -24,7 +24,8 @@ def environment(installed, bus, tmp_path):
     kept.pop("TELVO_HELPER", None)
     [package] = installed.rglob("telvo-owner.pc")
     return kept | {"DBUS_SESSION_BUS_ADDRESS": bus.address, "HOME": str(tmp_path),
-                   "XDG_CONFIG_HOME": str(tmp_path / "config"), "PKG_CONFIG_PATH": str(package.parent)}
+                   "XDG_CONFIG_HOME": str(tmp_path / "config"), "PKG_CONFIG_PATH": str(package.parent),
+                   "LD_LIBRARY_PATH": str(package.parents[1])}
 
 
 @pytest.fixture

@@ -6,8 +6,8 @@ namespace foundation {
 
 // One level of a walk through nested collections, for as long as it lives. A collection that holds itself has no last
 // level: beyond the 512th the constructor raises NSInvalidArgumentException. The levels of one thread are counted
-// together.
-class NestingLevel {
+// together, those of other libraries' walks included.
+class __attribute__((visibility("default"))) NestingLevel {
  public:
   NestingLevel();
   ~NestingLevel();

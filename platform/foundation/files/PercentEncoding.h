@@ -25,10 +25,10 @@ enum URLCharacters : unsigned {
 bool isURLCharacter(char byte, unsigned classes);
 
 // The bytes with every byte outside the classes written as "%" and two upper-case hexadecimal digits.
-std::string percentEncoded(std::string_view bytes, unsigned allowedClasses);
+__attribute__((visibility("default"))) std::string percentEncoded(std::string_view bytes, unsigned allowedClasses);
 
 // Every escape replaced by its byte. A "%" that two hexadecimal digits do not follow stays as it is.
-std::string percentDecoded(std::string_view text);
+__attribute__((visibility("default"))) std::string percentDecoded(std::string_view text);
 
 // Whether every byte belongs to the classes or to a complete escape.
 bool isPercentEncoded(std::string_view text, unsigned allowedClasses);

@@ -1,0 +1,54 @@
+# Writes the headers that a library installs to FOLDER/telvo/LAYER/..., and one that includes them all,
+# FOLDER/telvo/UMBRELLA.h. A header is public when it exports something (TELVO_NAMESPACE_BEGIN), or when a public one
+# needs it. Done while CMake runs, and again when one of them has changed.
+set(telvo_needed_by_public_headers
+  platform/foundation/Foundation.h
+  platform/foundation/collections/OrderedTable.h
+  platform/foundation/events/EventSource.h
+  streams/ByteProgress.h
+  streams/ExcludePatterns.h
+  streams/ItemOutcome.h
+  streams/RateLimit.h
+  streams/RetryQueue.h
+  streams/SentItems.h
+  streams/UploadOptions.h)
+# These would bring the FTP client's inside along; streams/ is how others use it.
+set(telvo_kept_back platform/cfnetwork/CFFTPStream.h platform/cfnetwork/CFReadStream.h)
+
+# Leaves a file that is right already untouched, so that nothing that includes it is compiled again.
+function(telvo_write_if_different path content)
+  if(EXISTS ${path})
+    file(READ ${path} present)
+    if(present STREQUAL content)
+      return()
+    endif()
+  endif()
+  file(WRITE ${path} "${content}")
+endfunction()
+
+function(telvo_write_public_headers folder umbrella root)
+  set(includes "")
+  set(written "")
+  foreach(layer IN LISTS ARGN)
+    file(GLOB_RECURSE headers CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR} ${PROJECT_SOURCE_DIR}/${root}/${layer}/*.h)
+    foreach(header IN LISTS headers)
+      set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${header})
+      file(READ ${PROJECT_SOURCE_DIR}/${header} content)
+      if((content MATCHES "TELVO_NAMESPACE_BEGIN" OR header IN_LIST telvo_needed_by_public_headers) AND
+          NOT header IN_LIST telvo_kept_back)
+        string(REGEX REPLACE "^platform/" "" name ${header})
+        string(REGEX REPLACE "#include \"" "#include \"telvo/" content "${content}")
+        telvo_write_if_different(${folder}/telvo/${name} "${content}")
+        string(APPEND includes "#include \"telvo/${name}\"\n")
+        list(APPEND written ${folder}/telvo/${name})
+      endif()
+    endforeach()
+    # Nothing stays behind of a header that is gone.
+    file(GLOB_RECURSE present ${folder}/telvo/${layer}/*.h)
+    list(REMOVE_ITEM present ${written})
+    if(present)
+      file(REMOVE ${present})
+    endif()
+  endforeach()
+  telvo_write_if_different(${folder}/telvo/${umbrella}.h "#pragma once\n\n${includes}")
+endfunction()
