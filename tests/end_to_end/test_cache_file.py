@@ -1,8 +1,11 @@
 """The cached-information file, in every state that a disk, a crash or a person can leave it in."""
 
+import datetime
 import os
+import pathlib
 import plistlib
 import random
+import re
 import subprocess
 import time
 import xml.parsers.expat
@@ -292,3 +295,17 @@ def test_a_kill_at_any_moment_leaves_a_cache_with_which_the_next_run_is_complete
         assert cache.read_bytes() == new
     assert {"old", "new"} <= seen
     assert len(scripted.files) == 1503
+
+
+def test_the_guides_example_is_what_the_helper_writes(owner, scripted, cache, tmp_path):
+    """For the folder and the file that it is about; where the folder lies is the reader's."""
+    guide = (pathlib.Path(__file__).resolve().parents[2] / "docs" / "owners-guide.md").read_text()
+    shown = re.search(r"```xml\n(.*?)```", guide, re.DOTALL).group(1)
+    modified = datetime.datetime.fromisoformat(re.search("<date>(.*)Z</date>", shown).group(1) + "+00:00").timestamp()
+    site = tmp_path / "Site"
+    site.mkdir()
+    (site / "index.html").touch()
+    os.utime(site / "index.html", (modified, modified))
+    owner.upload(site, scripted, cachedInfoPath=cache)
+    written = re.sub(r"<!DOCTYPE .*\n", "", cache.read_text(), count=1)
+    assert written == shown.replace("/home/anna/Site", str(site))
