@@ -53,6 +53,7 @@ Ref<NSMutableArray> telvo_arrayByRemovingObject(const Ref<NSArray>& array, const
 Ref<NSMutableArray> telvo_arrayByRemovingObjectsInArray(const Ref<NSArray>& array, const Ref<NSArray>& others);
 // An index out of bounds raises NSRangeException.
 Ref<NSMutableArray> telvo_arrayByRemovingObjectAtIndex(const Ref<NSArray>& array, NSUInteger index);
+
 Ref<NSMutableArray> telvo_reverseArray(const Ref<NSArray>& array);
 
 // Texts in the order of a file browser (localizedStandardCompare); other elements raise NSInvalidArgumentException.

@@ -124,6 +124,7 @@ Ref<NSString> telvo_relativeStringWithStyle_maximumUnits_keepZero_defaultValue(c
 Ref<NSDate> telvo_dateAsDateWithoutTime(const Ref<NSDate>& date);
 // Whether the date is anything but the noon of its day.
 bool telvo_includesTime(const Ref<NSDate>& date);
+
 bool telvo_isToday(const Ref<NSDate>& date);
 // Whether the date's day is one of those from so many days before today to so many days after today, both included.
 bool telvo_isBetweenDaysBefore_daysAfter(const Ref<NSDate>& date, NSInteger daysBefore, NSInteger daysAfter);
@@ -137,6 +138,7 @@ Ref<NSDate> telvo_dateByAligningToMinuteIncrement(const Ref<NSDate>& date, NSInt
 
 // The units of the mask (NSCalendarUnit).
 Ref<NSDateComponents> telvo_components(const Ref<NSDate>& date, NSUInteger units);
+
 NSInteger telvo_second(const Ref<NSDate>& date);
 NSInteger telvo_minute(const Ref<NSDate>& date);
 NSInteger telvo_hour(const Ref<NSDate>& date);

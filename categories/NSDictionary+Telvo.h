@@ -41,6 +41,7 @@ Ref<NSDate> telvo_timeForKey(const Ref<NSDictionary>& dictionary, const id& key)
 
 // The value's description; nil when it is missing.
 Ref<NSString> telvo_descriptionForKey(const Ref<NSDictionary>& dictionary, const id& key);
+
 NSUInteger telvo_stringLengthForKey(const Ref<NSDictionary>& dictionary, const id& key);
 // Whether that length is not 0. NSNull is something.
 bool telvo_containsSomethingForKey(const Ref<NSDictionary>& dictionary, const id& key);

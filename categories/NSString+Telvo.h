@@ -22,6 +22,7 @@ NSComparisonResult telvo_caseAndSpaceInsensitiveCompare(const Ref<NSString>& tex
 // is contained nowhere.
 bool telvo_containsStringLetters(const Ref<NSString>& text, const Ref<NSString>& other);
 bool telvo_isLetterEquivalentToString(const Ref<NSString>& text, const Ref<NSString>& other);
+
 bool telvo_containsSomething(const Ref<NSString>& text);
 NSInteger telvo_signedLength(const Ref<NSString>& text);
 // The other one unless it is nil: the argument comes before the receiver.
@@ -38,6 +39,7 @@ Ref<NSString> telvo_lowercasedLettersOnly(const Ref<NSString>& text);
 Ref<NSString> telvo_lowercasedLettersOrDigitsOnly(const Ref<NSString>& text);  // letters without case stay, too
 // Without combining marks; what is left stays in decomposed form, so that Hangul comes out as its single letters.
 Ref<NSString> telvo_stringByRemovingDiacriticalMarks(const Ref<NSString>& text);
+
 Ref<NSString> telvo_stringByRemovingPrefix(const Ref<NSString>& text, const Ref<NSString>& prefix);
 Ref<NSString> telvo_stringByRemovingSuffix(const Ref<NSString>& text, const Ref<NSString>& suffix);
 // Only the space character, no tabs or line ends.
@@ -121,6 +123,7 @@ Ref<NSString> telvo_stringByCleaningFilenameWithDefault(const Ref<NSString>& tex
 Ref<NSString> telvo_stringByAppendingPathComponent_cleanWithDefault(const Ref<NSString>& path,
                                                                     const Ref<NSString>& component,
                                                                     const Ref<NSString>& defaultName);
+
 Ref<NSString> telvo_lastPathComponentWithoutExtension(const Ref<NSString>& path);
 Ref<NSString> telvo_backupFilePath(const Ref<NSString>& path);  // "/a/b.txt" gives "/a/b~.txt"
 // The path itself when nothing exists there, otherwise the first that is free of "a 2.txt", "a 3.txt" ... or, with the
@@ -134,6 +137,7 @@ Ref<NSString> telvo_validatedFilePath(const Ref<NSString>& path);
 // "<APP>" stands for the main bundle's path in a text that begins with it; in others "~" is expanded and "." and ".."
 // are resolved.
 Ref<NSString> telvo_expandedPath(const Ref<NSString>& path);
+
 Ref<NSString> telvo_abbreviatedPath(const Ref<NSString>& path);
 
 // ---- Numbers as texts (NSString+TelvoFormatting.cpp)
@@ -208,6 +212,7 @@ Ref<NSString> telvo_stringWithBoolValue(bool value);  // "1" or "0"
 
 // Unit by unit: the halves of a surrogate pair are judged one by one.
 void telvo_deleteCharactersInSet(const Ref<NSMutableString>& text, const Ref<NSCharacterSet>& set);
+
 void telvo_replaceAllOccurrencesOf_with(const Ref<NSMutableString>& text, const Ref<NSString>& target,
                                         const Ref<NSString>& replacement);
 void telvo_caseInsensitiveReplaceAllOccurrencesOf_with(const Ref<NSMutableString>& text, const Ref<NSString>& target,

@@ -34,6 +34,7 @@ NSInteger telvo_incrementIntegerForKey(const Ref<NSUserDefaults>& defaults, cons
 NSTimeInterval telvo_timeIntervalForKey(const Ref<NSUserDefaults>& defaults, const Ref<NSString>& key);
 NSTimeInterval telvo_timeIntervalForKey_orDefaultTimeInterval(const Ref<NSUserDefaults>& defaults,
                                                               const Ref<NSString>& key, NSTimeInterval defaultValue);
+
 void telvo_setTimeInterval_forKey(const Ref<NSUserDefaults>& defaults, NSTimeInterval value, const Ref<NSString>& key);
 
 // ---- Factory settings
