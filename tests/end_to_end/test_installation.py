@@ -66,9 +66,14 @@ def test_the_librarys_texts_are_found_by_a_program_beside_them(installed, tmp_pa
         program.unlink()
 
 
-def test_every_language_and_the_manual_pages_are_installed(installed):
+def test_every_language_is_installed(installed):
     languages = {"en", "de", "fr", "es", "it", "ja", "zh-Hans"}
     tables = {path.parent.stem for path in installed.glob("libexec/telvo/Resources/*.lproj/TelvoOpen.strings")}
     assert tables == languages
-    pages = {path.name for path in installed.glob("share/man/man1/*")}
-    assert pages == {"TelvoFTPHelper.1", "telvo-upload.1"}
+
+
+def test_manual_pages_and_completions_are_installed(installed):
+    pages = {str(path.relative_to(installed / "share/man")) for path in installed.glob("share/man/*/*")}
+    assert pages == {"man1/TelvoFTPHelper.1", "man1/telvo-upload.1", "man3/libtelvo-owner.3", "man7/telvo-extensions.7"}
+    assert (installed / "share/bash-completion/completions/telvo-upload").is_file()
+    assert (installed / "share/zsh/site-functions/_telvo-upload").is_file()
