@@ -16,6 +16,9 @@ class TelvoFTPData;
 
 // The application's delegate: reads the launch parameters, runs the one upload job, tells the owner of its progress,
 // obeys the owner's stop request, and ends the process when all is over or the owner has quit. Main thread only.
+//
+//   const NSMainInterface mainInterface([] { return make<TelvoFTPHelper>(); });
+//   int main(int argc, char** argv) { return NSApplicationMain(argc, argv); }
 class TelvoFTPHelper : public NSObject {
   NS_OBJECT(TelvoFTPHelper, NSObject)
 

@@ -13,6 +13,10 @@ class NSMutableDictionary;
 // that may be left out (a prefix, a suffix, a separator, a replacement, a keyword, an alternative) counts as empty; in
 // comparisons nil is the same as no text. The receiver is left unchanged and may itself be the result, except where a
 // mutable text is asked for.
+//
+//   telvo_left("index.html"_ns, 5);                                            // "index"
+//   telvo_substringToString("page; charset=utf-8"_ns, ";"_ns);                 // "page"
+//   telvo_isEquivalentTo("index"_ns, telvo_left("INDEX.HTML"_ns, 5));          // true
 
 // ---- Comparison and tests
 

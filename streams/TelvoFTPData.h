@@ -15,6 +15,12 @@ class TelvoUploadFTPStreamData;
 // The upload job: makes a plan of one local file or folder tree, drops what is unchanged since the last run, and sends
 // the rest one item at a time. After each item it posts "TelvoFTPDataProgressNotification" in the default notification
 // centre, with itself as the object and currentInfo() as the user information. Main thread only.
+//
+//   const auto job = TelvoFTPData::ftpData();
+//   NSNotificationCenter::defaultCenter()->addObserver_selector_name_object(
+//       observer, "uploadProgress:"_sel, "TelvoFTPDataProgressNotification"_ns, job);
+//   job->uploadPath_toHost_directory_username_password_cachedInfoPath_debugMode(
+//       "/home/anna/Site"_ns, "ftp.example.com"_ns, "/"_ns, "anna"_ns, password, "/home/anna/.site.plist"_ns, false);
 class TelvoFTPData : public NSObject {
   NS_OBJECT(TelvoFTPData, NSObject)
 

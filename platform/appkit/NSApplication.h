@@ -4,6 +4,16 @@
 
 #include "foundation/runtime/NSObject.h"
 
+// A program is a delegate and two lines:
+//
+//   class Greeter : public NSObject {
+//     NS_OBJECT(Greeter, NSObject)
+//    public:
+//     void applicationDidFinishLaunching(const Ref<NSNotification>& notification);  // listed in its table of methods
+//   };
+//   const NSMainInterface mainInterface([] { return make<Greeter>(); });
+//   int main(int argc, char** argv) { return NSApplicationMain(argc, argv); }
+
 TELVO_NAMESPACE_BEGIN
 
 // What "applicationShouldTerminate:" answers.

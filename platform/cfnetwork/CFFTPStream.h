@@ -8,6 +8,16 @@ TELVO_NAMESPACE_BEGIN
 class NSString;
 class NSURL;
 
+// A file for an FTP server. The delegate is told when there is room for bytes, and of a failure; close() returns when
+// the server has confirmed the file:
+//
+//   const auto stream = CFWriteStreamCreateWithFTPURL(NSURL::URLWithString("ftp://ftp.example.com/index.html"_ns));
+//   stream->setProperty_forKey("anna"_ns, kCFStreamPropertyFTPUserName());
+//   stream->setProperty_forKey(SCDynamicStoreCopyProxies(), kCFStreamPropertyFTPProxy());
+//   stream->setDelegate(this);
+//   stream->scheduleInRunLoop_forMode(NSRunLoop::currentRunLoop(), NSDefaultRunLoopMode());
+//   stream->open();  // then write_maxLength() at each NSStreamEventHasSpaceAvailable, and close()
+
 // Stream properties, set before the stream is opened (RFC 959, RFC 2428 for IPv6 and extended passive mode).
 const Ref<NSString>& kCFStreamPropertyFTPUserName();  // text; without it the URL's own login, else "anonymous"
 const Ref<NSString>& kCFStreamPropertyFTPPassword();  // text

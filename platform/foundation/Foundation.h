@@ -1,6 +1,14 @@
 #pragma once
 
-// The whole object world of platform/foundation.
+// The whole object world of platform/foundation: texts, collections, dates, files, events, notifications, preferences.
+// Objects are held by Ref, nil is an ordinary value, and names are the platform's, with underscores for colons:
+//
+//   const auto record = NSMutableDictionary::dictionary();
+//   record->setObject_forKey("/home/anna/Site"_ns, "LocalPath"_ns);
+//   record->setObject_forKey(NSNumber::numberWithBool(true), "IsDirectory"_ns);
+//   const auto path = as<NSString>(record->objectForKey("LocalPath"_ns));  // nil when it is no text
+//   NSLog("%@ is the source"_ns, path);
+//   NSArray::arrayWithObjects({record})->writeToFile_atomically("/tmp/records.plist"_ns, true);
 
 #include "foundation/coding/NSCoder.h"
 #include "foundation/coding/NSPropertyList.h"

@@ -5,6 +5,13 @@
 
 TELVO_NAMESPACE_BEGIN
 
+// How the system wants FTP servers to be reached:
+//
+//   const auto settings = SCDynamicStoreCopyProxies();
+//   const auto passive = as<NSNumber>(settings->objectForKey(kSCPropNetProxiesFTPPassive()));
+//   stream->setProperty_forKey(passive, kCFStreamPropertyFTPUsePassiveMode());
+//   stream->setProperty_forKey(settings, kCFStreamPropertyFTPProxy());
+
 // Keys of the proxy settings.
 const Ref<NSString>& kSCPropNetProxiesFTPPassive();  // boolean number: FTP uses passive mode
 const Ref<NSString>& kSCPropNetProxiesFTPProxy();    // text: its URL for FTP, "direct://": none; missing: the desktop's
