@@ -276,7 +276,7 @@ TEST_F(NSStringTelvoByteCounts, WithoutATableAreFormattedByTheirKeys) {
   // A copy of this program with no Resources at or above it answers as the English table does.
   const TemporaryDirectory folder;
   std::filesystem::copy_file("/proc/self/exe", folder / "program");
-  const std::string command = (folder / "program") +
+  const std::string command = "env --unset=GTEST_TOTAL_SHARDS --unset=GTEST_BRIEF " + (folder / "program") +
                               " --gtest_filter=NSStringTelvoByteCounts.AreToldInBinaryMultiples >" +
                               (folder / "output") + " 2>&1";
   EXPECT_EQ(std::system(command.c_str()), 0) << folder.read("output");
