@@ -52,6 +52,11 @@ void FTPSessionSet::release(const std::shared_ptr<FTPSession>& session) {
   idle_.fireAfter(limits_.idle);
 }
 
+std::size_t FTPSessionSet::preparedSessions() const {
+  return static_cast<std::size_t>(std::ranges::count_if(
+      sessions_, [](const auto& session) { return !session->user() && session->progress() == Progress::Ready; }));
+}
+
 void FTPSessionSet::retire() {
   filesInARow_ = 0;
   std::erase_if(sessions_, [](const auto& session) {
@@ -104,14 +109,16 @@ void FTPSessionSet::prepareOthers() {
   if (wantsAnother()) add(Standing::OnProbation)->prepareFor(Need::Transfer);
 }
 
-// One after the other, and only for a run of files over a way that is long enough. A server that gives every data
-// connection the same port may have one queue for all of them, where they would get mixed up.
+// One after the other, each when the last one has got ready, and only for a run of files over a way that is long
+// enough. A server that gives every data connection the same port may have one queue for all of them, where they would
+// get mixed up.
 bool FTPSessionSet::wantsAnother() const {
   if (!mayAdd_ || filesInARow_ < filesThatShowARun || sessions_.size() >= limits_.connections) return false;
   return std::ranges::all_of(sessions_,
                              [&](const auto& session) {
                                const FTPConnection& connection = session->connection();
-                               return connection.isLoggedIn() && connection.roundTrip() >= limits_.shortRoundTrip;
+                               return session->standing() == Standing::Regular && connection.isLoggedIn() &&
+                                      connection.roundTrip() >= limits_.shortRoundTrip;
                              }) &&
          std::ranges::any_of(sessions_, [](const auto& session) { return session->hasVaryingPorts(); });
 }
@@ -132,6 +139,12 @@ FTPSessionSet& FTPSessionPool::sessionsTo(const FTPEndpoint& endpoint) {
   if (found != sets_.end()) return **found;
   std::erase_if(sets_, [](const auto& set) { return set->isEmpty(); });
   return *sets_.emplace_back(std::make_unique<FTPSessionSet>(endpoint));
+}
+
+std::size_t FTPSessionPool::preparedSessions() const {
+  std::size_t sum = 0;
+  for (const auto& set : sets_) sum += set->preparedSessions();
+  return sum;
 }
 
 }  // namespace cfnetwork

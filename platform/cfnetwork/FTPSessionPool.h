@@ -23,6 +23,8 @@ class FTPSessionSet {
 
   const FTPEndpoint& endpoint() const { return endpoint_; }
   bool isEmpty() const { return sessions_.empty(); }
+  // Those that wait for a file with their data connection made.
+  std::size_t preparedSessions() const;
 
   // The session that has got furthest, for the next item; the caller becomes its user. The others go on preparing
   // themselves. The limits are for all of them, from their next step on.
@@ -59,6 +61,9 @@ class FTPSessionPool {
 
   // The set for the endpoint, made when there is none. Good until another endpoint's is asked for.
   FTPSessionSet& sessionsTo(const FTPEndpoint& endpoint);
+
+  // To all endpoints.
+  std::size_t preparedSessions() const;
 
   // Of the streams on this thread that are not given their own.
   const FTPLimits& limits() const { return limits_; }

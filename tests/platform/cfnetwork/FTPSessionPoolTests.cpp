@@ -56,12 +56,11 @@ class FTPSessionPoolTest : public testing::Test {
 
   // Sends files until that many connections are ready for the next one.
   void sendUntilPrepared(std::size_t connections) {
-    for (int i = 0; i < 20 && (server.sessions() < connections); ++i) {
+    for (int i = 0; i < 200 && server.sessions() < connections; ++i) {
       expectFilesStored(1);
-      turnUntil([&] { return server.logins() == server.sessions(); });
+      settle();
     }
-    expectFilesStored(1);
-    settle();
+    turnUntil([&] { return FTPSessionPool::ofThread().preparedSessions() == connections - 1; });
   }
 
   // Replies that are under way come in.
@@ -215,6 +214,8 @@ TEST_F(FTPSessionPoolTest, ASecondConnectionThatNeverAnswersHoldsNothingUp) {
   expectFilesStored(1);
   server.always("GREETING", stall());
   expectFilesStored(12);
+  EXPECT_TRUE(server.waitUntil([&] { return server.sessions() > 1; }));
+  expectFilesStored(3);
   EXPECT_EQ(server.sessions(), 2U);
 }
 
@@ -226,7 +227,9 @@ TEST_F(FTPSessionPoolTest, AServerThatEndsTheFirstConnectionForTheSecondGetsNoTh
     storeThen("226 Stored.")(session, path);
     session.drop();
   });
-  expectFilesStored(12);
+  expectFilesStored(1);
+  settle();
+  expectFilesStored(11);
   EXPECT_EQ(server.sessions(), 2U);
 }
 
@@ -237,6 +240,9 @@ TEST_F(FTPSessionPoolTest, ASecondConnectionWithoutADataConnectionIsGivenUp) {
     session.reply(extendedPassiveReply(isFirst ? session.listen() : session.closedPort()));
   });
   expectFilesStored(10);
+  EXPECT_TRUE(server.waitUntil([&] { return server.sessions() > 1; }));
+  settle();
+  expectFilesStored(3);
   EXPECT_EQ(server.sessions(), 2U);
   for (const std::size_t session : sessionsOf("STOR")) EXPECT_EQ(session, 0U);
 }
@@ -269,8 +275,9 @@ TEST_F(FTPSessionPoolTest, PreparedConnectionsThatTheServerHasClosedAreReplacedU
 }
 
 TEST_F(FTPSessionPoolTest, AllConnectionsEndAMomentAfterTheLastItem) {
-  limits.idle = 0.1;
   sendUntilPrepared(3);
+  limits.idle = 0.1;
+  expectItemStored("/folder/");
   turnUntil([&] { return server.openSessions() == 0; });
   EXPECT_EQ(server.count("QUIT"), 3U);
 }
@@ -297,7 +304,7 @@ TEST_F(FTPSessionPoolTest, AStopEndsTheOtherConnectionsToo) {
 }
 
 TEST_F(FTPSessionPoolTest, ActiveModeIsPreparedToo) {
-  for (int i = 0; i < 20; ++i) {
+  for (int i = 0; i < 200 && (i < 20 || server.sessions() < 3); ++i) {
     Upload upload(server, "/" + std::to_string(i), "content");
     upload.stream->setProperty_forKey(NSNumber::numberWithBool(false), kCFStreamPropertyFTPUsePassiveMode());
     upload.limits = limits;
