@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // All that this library declares is in the namespace telvo. What a public header declares between these two lines is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Uploads a folder: upload SOURCE HOST[:PORT] [USER], with the password on standard input.
 
 #include <iostream>

@@ -1,4 +1,5 @@
 #!/usr/bin/python3
+# SPDX-License-Identifier: MIT
 """Uploads a folder: owner_gio.py SOURCE HOST[:PORT] [USER], with the password on standard input."""
 
 import os

@@ -1,4 +1,5 @@
 #!/bin/bash
+# SPDX-License-Identifier: MIT
 # Uploads a folder: owner.sh SOURCE HOST[:PORT] [USER], with the password on standard input. Ctrl-C stops the upload.
 set -euo pipefail
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # bash completion for telvo-upload
 
 # The hosts that ~/.netrc has a login for, and those that the shell knows from elsewhere.
