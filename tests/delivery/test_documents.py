@@ -91,3 +91,11 @@ def test_the_tools_manual_page_has_every_option(tool_path):
     assert options
     for option in set(options):
         assert re.search(rf"^\.B.*{option}\b", page, re.MULTILINE), option
+
+
+def test_the_owners_guide_has_no_example_but_those_that_are_run():
+    """By end_to_end.owner_examples (what is tried by hand) and end_to_end.cache_file (the file)."""
+    guide = (ROOT / "docs" / "owners-guide.md").read_text()
+    by_hand = guide.index("## Trying it by hand")
+    examples = [(match.group(1), match.start() > by_hand) for match in re.finditer(r"^```(\w+)$", guide, re.MULTILINE)]
+    assert sorted(examples) == [("sh", True)] * 3 + [("xml", False)]
