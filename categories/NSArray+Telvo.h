@@ -58,7 +58,8 @@ Ref<NSMutableArray> telvo_reverseArray(const Ref<NSArray>& array);
 
 // Texts in the order of a file browser (localizedStandardCompare); other elements raise NSInvalidArgumentException.
 Ref<NSArray> telvo_sortedArrayUsingFinderOrder(const Ref<NSArray>& array);
-// By the value of the key path, the way sort descriptors compare.
+// By the value of the key path, the way sort descriptors compare: values that have no order in common, such as a number
+// and a text, raise NSInvalidArgumentException.
 Ref<NSArray> telvo_sortedArrayUsingKey_ascending(const Ref<NSArray>& array, const Ref<NSString>& key, bool ascending);
 
 // Each element copied in depth when it responds to the selector of the same name, else by its mutableCopy() when a

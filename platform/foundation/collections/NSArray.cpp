@@ -103,13 +103,25 @@ std::vector<Ref<NSSortDescriptor>> sortDescriptors(const Ref<NSArray>& descripto
   return result;
 }
 
+// Whether the method of that name takes the other object for its argument: both have the same one, or the one has its
+// own in place of the one that it inherits from the other's class.
+bool areOfOneKind(const NSObject& left, const NSObject& right, SEL selector) {
+  return left.isKindOfClass(right.isa()) || right.isKindOfClass(left.isa()) ||
+         left.isa()->methodForSelector(selector) == right.isa()->methodForSelector(selector);
+}
+
 }  // namespace
 
 NSComparator NSComparatorWithSelector(SEL selector) {
   return [selector](const id& left, const id& right) {
     // A method that is given an object of another class would take it for nil, and find an order.
-    if (!right->respondsToSelector(selector))
+    if (!right->respondsToSelector(selector)) {
       return comparisonResult(right->performSelector_withObject(selector, left));
+    }
+    if (!areOfOneKind(*left, *right, selector)) {
+      NSException::raise_format(NSInvalidArgumentException(), "-[%@ %s]: the argument is a %@"_ns, left->className(),
+                                selector.text(), right->className());
+    }
     return comparisonResult(left->performSelector_withObject(selector, right));
   };
 }

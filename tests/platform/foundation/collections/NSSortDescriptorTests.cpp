@@ -70,4 +70,24 @@ TEST(NSSortDescriptor, ValuesThatCannotBeComparedRaiseAndLeaveTheArray) {
   EXPECT_TRUE(array->isEqual(NSArray::arrayWithObjects({NSNull::null(), "a"_ns, NSNull::null()})));
 }
 
+// A comparison by a method of one class finds no order among the objects of another.
+TEST(NSSortDescriptor, ValuesOfClassesThatHaveNoCommonOrderRaise) {
+  const auto plain = NSArray::arrayWithObject(NSSortDescriptor::sortDescriptorWithKey_ascending(nil, true));
+  const id number = NSNumber::numberWithInteger(3);
+  const id text = "a"_ns;
+  const id date = NSDate::dateWithTimeIntervalSince1970(0);
+  for (const auto& mixed : {NSArray::arrayWithObjects({number, text}), NSArray::arrayWithObjects({text, number}),
+                            NSArray::arrayWithObjects({date, number}), NSArray::arrayWithObjects({text, date})}) {
+    const auto sorted = NSMutableArray::arrayWithArray(mixed);
+    EXPECT_THROW(sorted->sortUsingDescriptors(plain), Ref<NSException>);
+    EXPECT_TRUE(sorted->isEqual(mixed));
+  }
+}
+
+TEST(NSSortDescriptor, ComparesObjectsOfASubclassWithThoseOfItsBase) {
+  const auto texts = NSArray::arrayWithObjects({"b"_ns, NSMutableString::stringWithString("a"_ns), "c"_ns});
+  const auto plain = NSArray::arrayWithObject(NSSortDescriptor::sortDescriptorWithKey_ascending(nil, true));
+  EXPECT_EQ(texts->sortedArrayUsingDescriptors(plain)->componentsJoinedByString(""_ns)->UTF8String(), "abc");
+}
+
 }  // namespace
