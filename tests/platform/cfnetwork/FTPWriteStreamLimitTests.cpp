@@ -94,6 +94,22 @@ TEST(FTPWriteStreamLimits, ADataConnectionThatIsNotMadeEnds) {
   expectStored(server, "/next", "next");
 }
 
+TEST(FTPWriteStreamLimits, ADataConnectionThatTheServerMakesLateIsWaitedFor) {
+  ScriptedFTPServer server;
+  server.on("STOR", [](Session& session, const std::string& path) {
+    session.reply("150 Send it.");
+    session.sleep(1.5);
+    session.openData();
+    session.note(path, session.receive());
+    session.closeData();
+    session.reply("226 Stored.");
+  });
+  Upload upload(server, "/a", "content");
+  upload.stream->setProperty_forKey(NSNumber::numberWithBool(false), kCFStreamPropertyFTPUsePassiveMode());
+  EXPECT_TRUE(upload.stores()) << upload.errorText();
+  EXPECT_EQ(server.file("/a"), "content");
+}
+
 TEST(FTPWriteStreamLimits, AControlConnectionThatIsNotMadeEnds) {
   ScriptedFTPServer server;
   std::uint16_t port = 0;

@@ -150,6 +150,22 @@ TEST(FTPWriteStreamPath, IsDecoded) {
   EXPECT_EQ(storedPath("//%252F"), "/%2F");
 }
 
+// Servers that still know what RFC 959 has taken from Telnet take a byte 255 for the beginning of a command.
+TEST(FTPWriteStreamPath, HasByte255TwiceWhereTheServerReadsTelnetAndNamesAreUTF8) {
+  for (const bool announcesUTF8 : {true, false}) {
+    ScriptedFTPServer server;
+    server.on("GREETING", scripted::reply("220 ProFTPD Server ready.")).always("OPTS", scripted::reply("200 Good."));
+    Upload upload(server.url("//a%ffb"), "content");
+    upload.stream->setProperty_forKey(NSNumber::numberWithBool(announcesUTF8), kCFStreamPropertyFTPAnnouncesUTF8());
+    EXPECT_TRUE(upload.stores()) << upload.errorText();
+    const std::string expected = announcesUTF8 ? "/a\xFF\xFF"
+                                                 "b"
+                                               : "/a\xFF"
+                                                 "b";
+    EXPECT_EQ(server.file(expected), "content");
+  }
+}
+
 TEST(FTPWriteStreamPath, MayBeLong) {
   const std::string name(255, 'n');
   std::string path;
