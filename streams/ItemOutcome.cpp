@@ -15,6 +15,8 @@ namespace {
 constexpr NSInteger notLoggedIn = 530;
 constexpr NSInteger needAccount = 532;
 constexpr NSInteger wrongLogin = 430;
+// "Service not available", which one server also says to everybody whose login is not encrypted.
+constexpr NSInteger notAvailable = 421;
 
 bool isOfDomain(const NSError& error, const Ref<NSString>& domain) { return error.domain()->isEqualToString(domain); }
 
@@ -52,6 +54,15 @@ bool isConnectionLost(const NSError& error) {
   return isOfDomain(error, NSPOSIXErrorDomain()) && (error.code() == ECONNRESET || error.code() == EPIPE);
 }
 
+// Whether the server says that it takes encrypted logins only.
+bool asksForEncryption(const NSError& error) {
+  const auto text = error.localizedDescription()->lowercaseString();
+  for (const auto& word : {"cleartext"_ns, "tls"_ns, "ssl"_ns, "encrypt"_ns}) {
+    if (text->rangeOfString(word).location != NSNotFound) return true;
+  }
+  return false;
+}
+
 // Whether the next item would meet the same. A server that has too many users at the moment says so with a code of the
 // 400s, or closes the connection, and may have room soon.
 bool isForAllItems(const NSError& error, NSInteger replyCode) {
@@ -59,6 +70,7 @@ bool isForAllItems(const NSError& error, NSInteger replyCode) {
   const auto beforeLogin =
       error.userInfo() ? as<NSNumber>(error.userInfo()->objectForKey(kCFFTPBeforeLoginKey())) : Ref<NSNumber>();
   if (!beforeLogin) return false;
+  if (replyCode == notAvailable) return asksForEncryption(error);
   if (replyCode != 0) return replyCode >= 500 || replyCode == wrongLogin;
   return !isConnectionLost(error);
 }

@@ -121,11 +121,11 @@ TEST(TemporaryName, DoesNotCutACharacter) {
 
 // ---- Outcomes ----
 
-Ref<NSError> reply(NSInteger code, bool isBeforeLogin = false) {
+Ref<NSError> reply(NSInteger code, bool isBeforeLogin = false, const Ref<NSString>& words = "The server's words"_ns) {
   const auto error = NSError::errorWithDomain_code_userInfo(
       kCFErrorDomainCFNetwork(), kCFFTPErrorUnexpectedStatusCode,
-      NSDictionary::dictionary({{kCFFTPStatusCodeKey(), NSNumber::numberWithInteger(code)},
-                                {NSLocalizedDescriptionKey(), "The server's words"_ns}}));
+      NSDictionary::dictionary(
+          {{kCFFTPStatusCodeKey(), NSNumber::numberWithInteger(code)}, {NSLocalizedDescriptionKey(), words}}));
   return isBeforeLogin ? cfnetwork::errorBeforeLogin(error) : error;
 }
 
@@ -149,6 +149,16 @@ TEST(ItemOutcome, WithoutALoginNothingGoes) {
   EXPECT_TRUE(ItemOutcome::failure(reply(503, true)).endsRun);
   EXPECT_TRUE(ItemOutcome::failure(reply(430, true)).endsRun);
   EXPECT_FALSE(ItemOutcome::failure(reply(503)).endsRun);
+}
+
+// In Pure-FTPd's words, and as other servers might say it.
+TEST(ItemOutcome, AServerThatTakesNoLoginInTheClearEndsTheRunWithoutACodeForThat) {
+  for (const auto& words : {"Sorry, cleartext sessions and weak ciphers are not accepted on this server."_ns,
+                            "Use TLS"_ns, "SSL is required"_ns, "Only Encrypted connections"_ns}) {
+    EXPECT_TRUE(ItemOutcome::failure(reply(421, true, words)).endsRun) << words->UTF8String();
+    EXPECT_FALSE(ItemOutcome::failure(reply(421, false, words)).endsRun) << words->UTF8String();
+  }
+  EXPECT_FALSE(ItemOutcome::failure(reply(421, true, "50 users (the maximum) are already logged in"_ns)).endsRun);
 }
 
 TEST(ItemOutcome, WhoCannotBeReachedEndsTheRun) {
