@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "foundation/Foundation.h"
+#include "foundation/notifications/NSNotificationCenter.h"
 #include "streams/TelvoTrackedFTPData.h"
 #include "testing/ScriptedFTPServer.h"
 #include "testing/TemporaryDirectory.h"
@@ -220,6 +221,46 @@ TEST_F(TelvoTrackedFTPDataTest, AFileWithinARateArrivesWhole) {
   options_.bytesPerSecond = 1000000;
   EXPECT_EQ(upload("a.bin")->all("Outcome"_ns), Texts{"sent"});
   EXPECT_TRUE(server_.file("/a.bin") == content);
+}
+
+// Collects what is told inside files.
+class BytesObserver : public NSObject {
+  NS_OBJECT(BytesObserver, NSObject)
+
+ public:
+  void bytes(const Ref<NSNotification>& notification) { told.push_back(notification->userInfo()); }
+
+  std::vector<Ref<NSDictionary>> told;
+};
+
+Class BytesObserver::classObject() {
+  static const NSClass object("BytesObserver", NSObject::classObject(), {method("bytes:"_sel, &BytesObserver::bytes)});
+  return &object;
+}
+
+TEST_F(TelvoTrackedFTPDataTest, ProgressIsToldInsideAFileToo) {
+  folder_.write("Site/a.bin", std::string(300000, 'x'));
+  options_.reportsBytes = true;
+  options_.bytesPerSecond = 500000;  // so that the file takes longer than the pause between two reports
+  const auto observer = make<BytesObserver>();
+  NSNotificationCenter::defaultCenter()->addObserver_selector_name_object(observer, "bytes:"_sel,
+                                                                          "TelvoFTPDataBytesNotification"_ns, nil);
+  upload();
+  ASSERT_FALSE(observer->told.empty());
+  NSInteger before = 0;
+  for (const auto& record : observer->told) {
+    const auto number = [&](const Ref<NSString>& key) {
+      return as<NSNumber>(record->objectForKey(key))->integerValue();
+    };
+    EXPECT_TRUE(NSEqualObjects(record->objectForKey("LocalPath"_ns), folder_.text("Site/a.bin")));
+    EXPECT_EQ(number("Nth"_ns), 2);
+    EXPECT_EQ(number("BytesTotal"_ns), 300000);
+    EXPECT_EQ(number("RunBytesTotal"_ns), 300000);
+    EXPECT_EQ(number("RunBytesSent"_ns), number("BytesSent"_ns));
+    EXPECT_GE(number("BytesSent"_ns), before);
+    EXPECT_LE(number("BytesSent"_ns), 300000);
+    before = number("BytesSent"_ns);
+  }
 }
 
 TEST_F(TelvoTrackedFTPDataTest, AHostThatNamesNobodyEndsTheRun) {
