@@ -207,6 +207,13 @@ void FTPConnection::measure() {
   if (isOfCommand) roundTrip_ = std::min<decltype(roundTrip_)>(roundTrip_, Clock::now() - sendTime_);
 }
 
+// The reply of a program on a busy system takes its time even when it is near, which its system's own answers do not.
+// Through a proxy those tell how far away the proxy is.
+NSTimeInterval FTPConnection::roundTrip() const {
+  const auto ofPackets = throughProxy_ ? std::nullopt : socket_.shortestRoundTrip();
+  return std::min(ofPackets.value_or(roundTrip_.count()), roundTrip_.count());
+}
+
 void FTPConnection::limitPassed() {
   const auto keptAlive = shared_from_this();
   fail(errorWithCode(kCFURLErrorTimedOut, "The server did not reply in time."));

@@ -62,8 +62,9 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   int descriptor() const { return socket_.descriptor(); }
   // Whether this very connection's greeting names a server that leaves data alone until it has read the command.
   bool takesEarlyData() const { return takesEarlyData_; }
-  // The shortest time that a command and its reply have taken, in seconds.
-  NSTimeInterval roundTrip() const { return roundTrip_.count(); }
+  // The time to the server and back, in seconds; what the server takes for its replies is not in it, as far as can be
+  // told apart.
+  NSTimeInterval roundTrip() const;
 
   // Sends a command, without its line end; only while the connection is quiet. The first handler gets the final reply,
   // the other one, where it is given, the first preliminary reply. The limit for a reply runs from now, and once more
@@ -124,6 +125,7 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   FTPReplyParser parser_;
   std::optional<Command> pending_;
   std::chrono::steady_clock::time_point sendTime_;
+  // The shortest time that a command and its reply have taken.
   std::chrono::duration<NSTimeInterval> roundTrip_ = std::chrono::duration<NSTimeInterval>::max();
   LimitTimer limit_;  // for the pending command's reply
 };

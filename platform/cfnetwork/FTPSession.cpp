@@ -186,9 +186,10 @@ void FTPSession::refresh() {
   if (isPrepared && (age.count() > limits_.prepared || !channel_->isUntouched())) dropDataChannel();
 }
 
-void FTPSession::quit() {
-  channel_.reset();
+void FTPSession::quit(Unused unused) {
   connection_->quit();
+  if (channel_ && unused == Unused::End) channel_->end();
+  channel_.reset();
 }
 
 void FTPSession::close() {

@@ -67,7 +67,11 @@ class FTPSession : public std::enable_shared_from_this<FTPSession>,
   // The data connection that was prepared, from now on the caller's.
   std::unique_ptr<FTPDataChannel> takeDataChannel(FTPDataChannel::Delegate& delegate);
 
-  void quit();
+  // Whether a data connection that was prepared in vain is ended in good order, or reset. A server with one queue for
+  // several sessions would take one that has ended for the next file, an empty one.
+  enum class Unused { End, Reset };
+
+  void quit(Unused unused);
   void close();
 
  private:

@@ -14,6 +14,7 @@ namespace {
 using Need = FTPSession::Need;
 using Progress = FTPSession::Progress;
 using Standing = FTPSession::Standing;
+using Unused = FTPSession::Unused;
 
 // With this file, more seem to be coming.
 constexpr int filesThatShowARun = 3;
@@ -31,7 +32,7 @@ int rank(const FTPSession& session, Need need) {
 }  // namespace
 
 FTPSessionSet::FTPSessionSet(FTPEndpoint endpoint)
-    : endpoint_(std::move(endpoint)), idle_(NSRunLoop::currentRunLoop(), [this] { retire(); }) {}
+    : endpoint_(std::move(endpoint)), idle_(NSRunLoop::currentRunLoop(), [this] { rest(); }) {}
 
 FTPSessionSet::Claim FTPSessionSet::claim(Need need, FTPSession::User& user, const FTPLimits& limits) {
   limits_ = limits;
@@ -57,17 +58,22 @@ std::size_t FTPSessionSet::preparedSessions() const {
       sessions_, [](const auto& session) { return !session->user() && session->progress() == Progress::Ready; }));
 }
 
-void FTPSessionSet::retire() {
+void FTPSessionSet::rest() {
+  const bool isInUse = std::ranges::any_of(sessions_, [](const auto& session) { return session->user() != nullptr; });
+  retire(isInUse ? Unused::Reset : Unused::End);
+}
+
+void FTPSessionSet::retire(Unused unused) {
   filesInARow_ = 0;
-  std::erase_if(sessions_, [](const auto& session) {
+  std::erase_if(sessions_, [unused](const auto& session) {
     if (session->user()) return false;
-    session->quit();
+    session->quit(unused);
     return true;
   });
 }
 
 void FTPSessionSet::quit() {
-  for (const auto& session : sessions_) session->quit();
+  for (const auto& session : sessions_) session->quit(Unused::End);
 }
 
 // A server that allows one session for each user may refuse a second one, or end the first for it; and one that cannot

@@ -32,11 +32,12 @@ class FTPSessionSet {
   // The item is over.
   void release(const std::shared_ptr<FTPSession>& session);
   // Ends all sessions that nobody uses.
-  void retire();
+  void retire(FTPSession::Unused unused);
   // Ends all.
   void quit();
 
  private:
+  void rest();
   void forget(const std::shared_ptr<FTPSession>& session);
   void forgetLostSessions();
   std::shared_ptr<FTPSession> best(FTPSession::Need need) const;

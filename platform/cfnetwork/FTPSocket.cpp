@@ -2,10 +2,12 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
+#include <limits>
 
 #include <linux/sockios.h>
+#include <linux/tcp.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <sys/ioctl.h>
 #include <sys/sendfile.h>
 #include <sys/socket.h>
@@ -98,7 +100,19 @@ bool FTPSocket::hasLeft() const {
   socklen_t size = sizeof segment;
   if (ioctl(descriptor_.get(), SIOCOUTQNSD, &unsent) != 0 || unsent > 0) return false;
   if (getsockopt(descriptor_.get(), IPPROTO_TCP, TCP_MAXSEG, &segment, &size) != 0) return false;
-  return unacknowledged() <= 2 * static_cast<std::size_t>(segment) + 1;
+  constexpr std::size_t end = 1;  // is the last to be acknowledged
+  return unacknowledged() < 2 * static_cast<std::size_t>(segment) + end;
+}
+
+std::optional<NSTimeInterval> FTPSocket::shortestRoundTrip() const {
+  tcp_info info{};
+  socklen_t size = sizeof info;
+  constexpr auto unknown = std::numeric_limits<decltype(info.tcpi_min_rtt)>::max();
+  constexpr double microseconds = 1e6;
+  const bool isTold = getsockopt(descriptor_.get(), IPPROTO_TCP, TCP_INFO, &info, &size) == 0 &&
+                      size >= offsetof(tcp_info, tcpi_min_rtt) + sizeof info.tcpi_min_rtt &&
+                      info.tcpi_min_rtt != unknown;
+  return isTold ? std::optional(info.tcpi_min_rtt / microseconds) : std::nullopt;
 }
 
 int FTPSocket::takeError() {

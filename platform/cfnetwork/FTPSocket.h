@@ -2,8 +2,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 
 #include "foundation/files/FileIO.h"
+#include "foundation/runtime/NSObjCRuntime.h"
 
 inline namespace telvo {
 
@@ -38,9 +40,13 @@ class FTPSocket {
   // How much the other side's system has not acknowledged yet; the end counts as one byte. After a reset, how much it
   // never will; 0 without a connection.
   std::size_t unacknowledged() const;
-  // After a reset: whether everything had left our system, and no more of it was unacknowledged than systems leave so
-  // for a moment though they have got it (two segments; RFC 9293, section 3.8.6.3).
+  // After a reset: whether everything had left our system, and less than two segments of data were unacknowledged. A
+  // system may hold back the acknowledgement of so much that it has got (RFC 9293, section 3.8.6.3), and the reset that
+  // it sends then acknowledges nothing any more.
   bool hasLeft() const;
+  // The shortest time, in seconds, that a packet and its acknowledgement have taken, as far as the system knows. What
+  // the other side's program takes for its answers is not in it.
+  std::optional<NSTimeInterval> shortestRoundTrip() const;
   // The errno value of what has broken the connection; 0 when it stands, or has been asked before.
   int takeError();
 

@@ -349,7 +349,7 @@ void FTPWriteStream::breakOff() {
   const bool isUnderWay = session_ != nullptr;
   letGo();
   cancelAllEvents();
-  if (isUnderWay) FTPSessionPool::ofThread().sessionsTo(item_.endpoint).retire();
+  if (isUnderWay) FTPSessionPool::ofThread().sessionsTo(item_.endpoint).retire(FTPSession::Unused::Reset);
 }
 
 void FTPWriteStream::endWithError(const Ref<NSError>& error) {

@@ -5,7 +5,11 @@
 #include <string>
 #include <vector>
 
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
 
 #include "cfnetwork/FTPSessionPool.h"
 #include "testing/ScriptedFTPServer.h"
@@ -35,6 +39,70 @@ void turnUntil(const std::function<bool()>& condition) {
     NSRunLoop::currentRunLoop()->runMode_beforeDate(NSDefaultRunLoopMode(), NSDate::dateWithTimeIntervalSinceNow(0.01));
   }
   EXPECT_TRUE(condition());
+}
+
+// Makes the server slow, but not the way to it.
+void answerAfter(ScriptedFTPServer& server, double seconds) {
+  server.always("USER", afterSeconds(seconds, scripted::reply("331 Password, please.")));
+  server.always("PASS", [seconds](Session& session, const std::string&) {
+    session.sleep(seconds);
+    session.loggedIn = true;
+    session.reply("230 Logged in.");
+  });
+  server.always("TYPE", afterSeconds(seconds, scripted::reply("200 Type set.")));
+  server.always("EPSV", [seconds](Session& session, const std::string&) {
+    session.sleep(seconds);
+    session.reply(extendedPassiveReply(session.listen()));
+  });
+  server.always("STOR", afterSeconds(seconds, storeThen("226 Stored.")));
+}
+
+// The client's own end of its connection to the port; the process has the server's as well.
+int descriptorOfConnectionTo(std::uint16_t port) {
+  constexpr int enough = 1024;
+  for (int descriptor = 0; descriptor < enough; ++descriptor) {
+    sockaddr_in peer{};
+    socklen_t size = sizeof peer;
+    const bool isConnected = getpeername(descriptor, reinterpret_cast<sockaddr*>(&peer), &size) == 0;
+    if (isConnected && peer.sin_family == AF_INET && ntohs(peer.sin_port) == port) return descriptor;
+  }
+  return -1;
+}
+
+int optionOf(int descriptor, int level, int option) {
+  int value = -1;
+  socklen_t size = sizeof value;
+  return getsockopt(descriptor, level, option, &value, &size) == 0 ? value : -1;
+}
+
+// QUIT: notes how the data connection that was made in vain ends, if there is one.
+Action noteUnusedData(std::atomic<int>& orderly, std::atomic<int>& reset) {
+  return [&](Session& session, const std::string&) {
+    if (session.openData()) {
+      session.receive();
+      ++(session.dataEnd() == ScriptedFTPServer::End::Orderly ? orderly : reset);
+    }
+    session.reply("221 Goodbye.");
+    session.drop();
+  };
+}
+
+// Connects to the port from another address than the server's; what it is sent until it is thrown out.
+std::string sentToStranger(std::uint16_t port) {
+  const foundation::FileDescriptor stranger(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  inet_pton(AF_INET, "127.0.0.2", &address.sin_addr);
+  EXPECT_EQ(::bind(stranger.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  inet_pton(AF_INET, "127.0.0.1", &address.sin_addr);
+  address.sin_port = htons(port);
+  EXPECT_EQ(::connect(stranger.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  std::string sent;
+  char buffer[1000];
+  for (ssize_t size = 0; (size = ::recv(stranger.get(), buffer, sizeof buffer, 0)) > 0;) {
+    sent.append(buffer, static_cast<std::size_t>(size));
+  }
+  return sent;
 }
 
 class FTPSessionPoolTest : public testing::Test {
@@ -141,6 +209,24 @@ TEST_F(FTPSessionPoolTest, ANearServerGetsOneConnection) {
   EXPECT_EQ(server.sessions(), 1U);
 }
 
+// What counts is how far away it is, not how long it takes for its replies.
+TEST_F(FTPSessionPoolTest, ANearServerThatIsBusyGetsOneConnection) {
+  limits = FTPLimits();
+  answerAfter(server, 2 * limits.shortRoundTrip);
+  expectFilesStored(10);
+  EXPECT_EQ(server.sessions(), 1U);
+}
+
+// A router between must not forget it during a long transfer.
+TEST_F(FTPSessionPoolTest, AControlConnectionIsKeptAlive) {
+  expectFilesStored(1);
+  const int descriptor = descriptorOfConnectionTo(server.port());
+  ASSERT_GE(descriptor, 0);
+  EXPECT_EQ(optionOf(descriptor, SOL_SOCKET, SO_KEEPALIVE), 1);
+  EXPECT_EQ(optionOf(descriptor, IPPROTO_TCP, TCP_KEEPIDLE), 60);
+  EXPECT_EQ(optionOf(descriptor, IPPROTO_TCP, TCP_KEEPINTVL), 60);
+}
+
 TEST_F(FTPSessionPoolTest, ItemsGoOutOneAtATimeInTheirOrder) {
   std::atomic<int> atWork = 0;
   std::atomic<int> most = 0;
@@ -233,10 +319,12 @@ TEST_F(FTPSessionPoolTest, AServerThatEndsTheFirstConnectionForTheSecondGetsNoTh
   EXPECT_EQ(server.sessions(), 2U);
 }
 
+// Nor does a third one join it while it is not known yet what becomes of it.
 TEST_F(FTPSessionPoolTest, ASecondConnectionWithoutADataConnectionIsGivenUp) {
   expectFilesStored(2);
   server.always("EPSV", [](Session& session, const std::string&) {
     const bool isFirst = session.number() == 0;
+    if (!isFirst) session.sleep(0.05);
     session.reply(extendedPassiveReply(isFirst ? session.listen() : session.closedPort()));
   });
   expectFilesStored(10);
@@ -266,6 +354,27 @@ TEST_F(FTPSessionPoolTest, ADataConnectionThatHasAgedIsReplacedBeforeItIsUsed) {
   EXPECT_EQ(server.count("STOR"), stored + 1);
 }
 
+TEST_F(FTPSessionPoolTest, ADataConnectionThatHasDiedIsReplacedBeforeItIsUsed) {
+  std::atomic<bool> closesUnused = true;
+  server.always("EPSV", [&](Session& session, const std::string&) {
+    session.reply(extendedPassiveReply(session.listen()));
+    const bool isFirst = session.number() == 0;
+    if (isFirst || !closesUnused) return;
+    session.openData();
+    session.closeData();
+  });
+  sendUntilPrepared(3);
+  expectFilesStored(5);
+  const auto asked = sessionsOf("EPSV");
+  EXPECT_GE(std::count(asked.begin(), asked.end(), 1U), 2);
+  // The connections that this has happened to are as good as before.
+  closesUnused = false;
+  expectFilesStored(5);
+  const auto stored = sessionsOf("STOR");
+  EXPECT_GE(std::count(stored.begin(), stored.end(), 1U), 1);
+  EXPECT_EQ(stored.size(), server.transfers().size());
+}
+
 TEST_F(FTPSessionPoolTest, PreparedConnectionsThatTheServerHasClosedAreReplacedUnseen) {
   sendUntilPrepared(3);
   const std::size_t stored = server.count("STOR");
@@ -275,14 +384,23 @@ TEST_F(FTPSessionPoolTest, PreparedConnectionsThatTheServerHasClosedAreReplacedU
 }
 
 TEST_F(FTPSessionPoolTest, AllConnectionsEndAMomentAfterTheLastItem) {
+  std::atomic<int> orderly = 0;
+  std::atomic<int> reset = 0;
+  server.always("QUIT", noteUnusedData(orderly, reset));
   sendUntilPrepared(3);
   limits.idle = 0.1;
   expectItemStored("/folder/");
   turnUntil([&] { return server.openSessions() == 0; });
   EXPECT_EQ(server.count("QUIT"), 3U);
+  EXPECT_GE(orderly, 1);
+  EXPECT_EQ(reset, 0);
 }
 
+// A data connection in good order could be taken for that item's, by a server that mixes them up.
 TEST_F(FTPSessionPoolTest, ConnectionsWithNothingToDoEndDuringALongItem) {
+  std::atomic<int> orderly = 0;
+  std::atomic<int> reset = 0;
+  server.always("QUIT", noteUnusedData(orderly, reset));
   limits.spare = 0.1;
   expectFilesStored(2);
   server.on("STOR", [](Session& session, const std::string& path) {
@@ -291,6 +409,8 @@ TEST_F(FTPSessionPoolTest, ConnectionsWithNothingToDoEndDuringALongItem) {
   });
   expectFilesStored(3);
   EXPECT_GE(server.count("QUIT"), 1U);
+  EXPECT_TRUE(server.waitUntil([&] { return reset + orderly > 0; }));
+  EXPECT_EQ(orderly, 0);
 }
 
 TEST_F(FTPSessionPoolTest, AStopEndsTheOtherConnectionsToo) {
@@ -314,6 +434,23 @@ TEST_F(FTPSessionPoolTest, ActiveModeIsPreparedToo) {
   }
   EXPECT_EQ(server.sessions(), 3U);
   EXPECT_EQ(server.timesAhead(), 0U);
+}
+
+TEST_F(FTPSessionPoolTest, AStrangerAtTheOpenPortIsSentAwayAndTheServerIsTakenAllTheSame) {
+  std::string sent;
+  server.on("EPRT", [&](Session& session, const std::string& argument) {
+    const std::string beforePort = "|1|127.0.0.1|";
+    ASSERT_EQ(argument.find(beforePort), 0U);
+    const auto port = static_cast<std::uint16_t>(std::stoi(argument.substr(beforePort.size())));
+    sent = sentToStranger(port);
+    session.useActive("127.0.0.1", port);
+    session.reply("200 Understood.");
+  });
+  Upload upload(server, "/a", "content");
+  upload.stream->setProperty_forKey(NSNumber::numberWithBool(false), kCFStreamPropertyFTPUsePassiveMode());
+  EXPECT_TRUE(upload.stores()) << upload.errorText();
+  EXPECT_EQ(server.file("/a"), "content");
+  EXPECT_EQ(sent, "");
 }
 
 }  // namespace
