@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "foundation/Foundation.h"
-#include "foundation/coding/NSPropertyList.h"
 #include "streams/UploadRecord.h"
 
 inline namespace telvo {
@@ -74,6 +73,7 @@ std::vector<Ref<NSDictionary>> SentItems::leftOvers() const {
 
 void SentItems::set(std::size_t index, const Ref<NSDictionary>& record) {
   records_[index] = record;
+  file_.noteChange(index);
   isChanged_ = true;
 }
 
@@ -103,11 +103,11 @@ void SentItems::saveIfDue() {
 
 void SentItems::save() {
   if (!isChanged_ || !path_) return;
-  const auto content = NSMutableArray::arrayWithCapacity(records_.size());
-  for (const Ref<NSDictionary>& record : records_) {
-    if (record) content->addObject(recordForFile(record));
-  }
-  isChanged_ = !foundation::writePropertyList(content, path_, true);
+  const auto element = [this](std::size_t index) -> id {
+    const Ref<NSDictionary>& record = records_[index];
+    return record ? id(recordForFile(record)) : id();
+  };
+  isChanged_ = !file_.save(path_, records_.size(), element);
 }
 
 }  // namespace streams

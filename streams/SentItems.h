@@ -3,6 +3,7 @@
 #include <chrono>
 #include <vector>
 
+#include "foundation/coding/PropertyListArrayFile.h"
 #include "foundation/events/Checkpoint.h"
 #include "foundation/runtime/NSObject.h"
 #include "foundation/text/NSString.h"
@@ -44,7 +45,7 @@ class SentItems {
   // tried again with the next call.
   void save();
   // The same, but not before twenty times as long has passed as it took the last time, so that an upload of very many
-  // items is not held up.
+  // items is not held up where the disk is slow.
   void saveIfDue();
 
  private:
@@ -59,6 +60,7 @@ class SentItems {
   void set(std::size_t index, const Ref<NSDictionary>& record);
 
   Ref<NSString> path_;
+  foundation::PropertyListArrayFile file_;
   std::vector<Ref<NSDictionary>> records_;  // nil where something was removed
   std::vector<Position> positions_;         // of what was read, by hash
   std::vector<bool> isPlanned_;             // of what was read

@@ -1,4 +1,6 @@
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -29,6 +31,11 @@ Ref<NSDictionary> folder(const Ref<NSString>& path, const Ref<NSString>& directo
 }
 
 Ref<NSArray> array(std::initializer_list<id> records) { return NSArray::arrayWithObjects(records); }
+
+std::string contentsOf(const std::filesystem::path& path) {
+  std::ifstream stream(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
 
 class SentItemsTest : public testing::Test {
  protected:
@@ -90,6 +97,54 @@ TEST_F(SentItemsTest, WhatThePlanDoesNotHaveIsLeftOver) {
   EXPECT_TRUE(NSEqualObjects(left[1], folder("/a/Site/y"_ns, "/Site"_ns)));  // now a file
   items.didRemove(*left[0]);
   EXPECT_EQ(saved(items)->count(), 2U);
+}
+
+// Saved again and again while it grows and changes, the file is what it would be if it had been saved once.
+TEST_F(SentItemsTest, EverySaveHoldsEverything) {
+  const auto name = [](int number) { return NSString::stringWithFormat("/a/Site/%d"_ns, number); };
+  SentItems earlier;
+  for (int number = 0; number < 1000; ++number) earlier.didSend(file(name(number), 1));
+  SentItems items(saved(earlier), goOn);
+  items.setPath(path);
+  for (int number = 999; number >= 0; number -= 90) {
+    items.willReplace(*file(name(number), 2));
+    items.save();
+    items.didSend(file(name(number), 2));
+    for (int added = 0; added < 300; ++added) items.didSend(file(name(1000 + number * 300 + added), 2));
+    items.save();
+    items.didRemove(*file(name(number / 2), 1));
+    const auto whole = saved(items);
+    EXPECT_TRUE(whole->writeToFile_atomically(temporary.text("once.plist"), true));
+    EXPECT_EQ(contentsOf(temporary / "cache.plist"), contentsOf(temporary / "once.plist"));
+    SentItems next(whole, goOn);
+    EXPECT_TRUE(next.knowsPlaceOf(*file(name(1000 + number * 300 + 299), 2)));
+    EXPECT_FALSE(next.knowsPlaceOf(*file(name(number / 2), 1)));
+  }
+}
+
+TEST_F(SentItemsTest, AFileThatSomebodyElseHasWrittenIsReplacedAsAWhole) {
+  SentItems items;
+  for (int number = 0; number < 600; ++number) {
+    items.didSend(file(NSString::stringWithFormat("/a/Site/%d"_ns, number), 1));
+  }
+  EXPECT_EQ(saved(items)->count(), 600U);
+  std::ofstream(temporary / "cache.plist") << "somebody else's";
+  items.didSend(file("/a/Site/last"_ns, 1));
+  ASSERT_TRUE(saved(items));
+  EXPECT_EQ(saved(items)->count(), 601U);
+  std::filesystem::remove(temporary / "cache.plist");
+  items.didSend(file("/a/Site/very last"_ns, 1));
+  EXPECT_EQ(saved(items)->count(), 602U);
+}
+
+TEST_F(SentItemsTest, WhatCannotBeSavedIsSavedTheNextTime) {
+  SentItems items;
+  items.didSend(file("/a/Site/x"_ns, 1));
+  items.setPath(temporary.text("folder/cache.plist"));
+  items.save();
+  std::filesystem::create_directory(temporary / "folder");
+  items.save();
+  EXPECT_EQ(NSArray::arrayWithContentsOfFile(temporary.text("folder/cache.plist"))->count(), 1U);
 }
 
 TEST_F(SentItemsTest, NothingIsWrittenWithoutAChange) {

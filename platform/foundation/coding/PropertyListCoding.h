@@ -68,6 +68,10 @@ class PropertyListFactory {
 std::vector<const NSDictionary::Entry*> entriesInKeyOrder(const NSDictionary& dictionary);
 
 std::string XMLFromPropertyList(const id& propertyList, const Checkpoint& checkpoint = nullptr);
+// The same of an array in pieces: what comes before its elements, each of them, and what comes behind, when it has any.
+std::string XMLArrayBeginning();
+std::string XMLArrayElement(const id& element);
+std::string_view XMLArrayEnd();
 id propertyListFromXML(std::string_view xml, const PropertyListFactory& factory);
 
 std::string binaryFromPropertyList(const id& propertyList);

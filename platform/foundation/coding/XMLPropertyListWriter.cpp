@@ -42,6 +42,11 @@ class XMLWriter {
     return std::move(output_);
   }
 
+  std::string writeElementOfArray(const id& element) {
+    writeObject(element, 1);
+    return std::move(output_);
+  }
+
  private:
   void writeObject(const id& object, std::size_t depth) {
     if (!object) throw PropertyListFailure("an object is missing");
@@ -252,5 +257,11 @@ class XMLWriter {
 std::string foundation::XMLFromPropertyList(const id& propertyList, const Checkpoint& checkpoint) {
   return XMLWriter(checkpoint).write(propertyList);
 }
+
+std::string foundation::XMLArrayBeginning() { return std::string(header) + "<array>\n"; }
+
+std::string foundation::XMLArrayElement(const id& element) { return XMLWriter(nullptr).writeElementOfArray(element); }
+
+std::string_view foundation::XMLArrayEnd() { return "</array>\n</plist>\n"; }
 
 }  // namespace telvo

@@ -20,6 +20,7 @@
 
 #include "foundation/collections/NSDictionary.h"
 #include "foundation/errors/NSError.h"
+#include "foundation/files/FileReplacement.h"
 #include "foundation/text/NSString.h"
 
 inline namespace telvo {
@@ -54,21 +55,45 @@ bool passes(const foundation::Checkpoint& checkpoint) {
 
 constexpr std::string_view temporaryPrefix = ".tmp-";
 
-// A new file in the folder under a name of its own, locked for as long as it is open. Its name is short, so that it
-// fits wherever the final one does.
-std::pair<std::string, foundation::FileDescriptor> createTemporaryFile(const std::string& folder,
-                                                                       unsigned permissions) {
-  static std::atomic<unsigned> counter{0};
-  constexpr int attempts = 1000;
-  for (int attempt = 0; attempt < attempts; ++attempt) {
-    std::string path = folder + "/";
-    path.append(temporaryPrefix).append(std::to_string(getpid())).append("-").append(std::to_string(counter++));
-    auto file = foundation::openFile(path, O_WRONLY | O_CREAT | O_EXCL, permissions);
-    if (file) flock(file.get(), LOCK_EX | LOCK_NB);
-    if (file || errno != EEXIST) return {std::move(path), std::move(file)};
+// A new file in the folder under a name of its own, locked for as long as it is open, and gone with this object unless
+// it has been moved. Its name is short, so that it fits wherever the final one does.
+class TemporaryFile {
+ public:
+  TemporaryFile(const std::string& folder, unsigned permissions) {
+    static std::atomic<unsigned> counter{0};
+    constexpr int attempts = 1000;
+    for (int attempt = 0; attempt < attempts; ++attempt) {
+      path_ = folder + "/";
+      path_.append(temporaryPrefix).append(std::to_string(getpid())).append("-").append(std::to_string(counter++));
+      file_ = foundation::openFile(path_, O_WRONLY | O_CREAT | O_EXCL, permissions);
+      if (file_) flock(file_.get(), LOCK_EX | LOCK_NB);
+      if (file_ || errno != EEXIST) break;
+    }
+    isThere_ = static_cast<bool>(file_);
   }
-  return {std::string(), foundation::FileDescriptor()};
-}
+  TemporaryFile(const TemporaryFile&) = delete;
+  TemporaryFile& operator=(const TemporaryFile&) = delete;
+  ~TemporaryFile() {
+    if (!isThere_) return;
+    const int reason = errno;
+    unlink(path_.c_str());
+    errno = reason;
+  }
+
+  // Not there, with errno set, when it could not be made.
+  const foundation::FileDescriptor& file() const { return file_; }
+
+  bool moveTo(const std::string& target) {
+    const bool isMoved = file_.close() && std::rename(path_.c_str(), target.c_str()) == 0;
+    if (isMoved) isThere_ = false;
+    return isMoved;
+  }
+
+ private:
+  std::string path_;
+  foundation::FileDescriptor file_;
+  bool isThere_ = false;
+};
 
 // Whether the name of a temporary file has the id of a process that has gone. The lock alone would not tell a file that
 // was made a moment ago and is about to be locked.
@@ -78,23 +103,6 @@ bool isOfNoProcess(std::string_view name) {
   const auto [end, error] = std::from_chars(name.data(), name.data() + name.size(), process);
   return error == std::errc() && end != name.data() + name.size() && *end == '-' && process > 0 &&
          kill(process, 0) != 0 && errno == ESRCH;
-}
-
-bool writeAtomically(const std::string& path, std::string_view bytes, unsigned permissions) {
-  const std::string target = withoutLinks(path);
-  struct stat old {};
-  const bool replaces = stat(target.c_str(), &old) == 0;
-  if (replaces && !isRegular(old)) return false;
-  auto [temporary, file] = createTemporaryFile(foundation::parentOf(target), permissions);
-  if (!file) return false;
-  const bool complete = writeAll(file, bytes) &&
-                        (!replaces || fchmod(file.get(), old.st_mode & foundation::permissionBits) == 0) &&
-                        fsync(file.get()) == 0 && file.close() && std::rename(temporary.c_str(), target.c_str()) == 0;
-  if (complete) return true;
-  const int reason = errno;
-  unlink(temporary.c_str());
-  errno = reason;
-  return false;
 }
 
 bool writeInPlace(const std::string& path, std::string_view bytes, unsigned permissions) {
@@ -223,7 +231,19 @@ bool writeAll(const FileDescriptor& file, std::string_view bytes) {
 }
 
 bool writeFile(const std::string& path, std::string_view bytes, bool atomically, unsigned permissions) {
-  return atomically ? writeAtomically(path, bytes, permissions) : writeInPlace(path, bytes, permissions);
+  if (!atomically) return writeInPlace(path, bytes, permissions);
+  return replaceFile(path, permissions, [&](const FileDescriptor& file) { return writeAll(file, bytes); });
+}
+
+bool replaceFile(const std::string& path, unsigned permissions, const FileWriter& write) {
+  const std::string target = withoutLinks(path);
+  struct stat old {};
+  const bool replaces = stat(target.c_str(), &old) == 0;
+  if (replaces && !isRegular(old)) return false;
+  TemporaryFile temporary(parentOf(target), permissions);
+  const FileDescriptor& file = temporary.file();
+  return file && write(file) && (!replaces || fchmod(file.get(), old.st_mode & permissionBits) == 0) &&
+         fsync(file.get()) == 0 && temporary.moveTo(target);
 }
 
 void removeStaleTemporaryFiles(const std::string& folder) {
