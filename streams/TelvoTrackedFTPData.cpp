@@ -146,6 +146,7 @@ void TelvoTrackedFTPData::expectBytes() {
 
 void TelvoTrackedFTPData::sendItems() {
   if (options_.isDryRun) return tellPlan();
+  if (options_.temporaryNames != TemporaryNames::Never) identity_.emplace(makeIdentity());
   keepSaving();
   isHostUsable_ = isHostUsable();
   makeRemoteDirectory();
@@ -236,7 +237,14 @@ Ref<NSString> TelvoTrackedFTPData::temporaryName() const {
   if (streams::isDirectory(*item) || streams::isRemoval(*item)) return nil;
   const bool isWanted = options_.temporaryNames == TemporaryNames::Always ||
                         (options_.temporaryNames == TemporaryNames::Large && sizeOfFile(*item) > largeFile);
-  return isWanted ? streams::temporaryName(streams::localPathOf(*item)->lastPathComponent()) : Ref<NSString>();
+  if (!isWanted) return nil;
+  return streams::temporaryName(streams::localPathOf(*item)->lastPathComponent(), identity_->text());
+}
+
+streams::RunIdentity TelvoTrackedFTPData::makeIdentity() const {
+  const auto place =
+      NSString::stringWithFormat("%@ %@ %@"_ns, textOrEmpty(host()), textOrEmpty(username()), options_.remoteDirectory);
+  return {sourcePath_->UTF8String(), place->UTF8String()};
 }
 
 // Text that no URL can hold as its host names nobody.

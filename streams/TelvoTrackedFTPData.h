@@ -1,6 +1,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "foundation/collections/NSDictionary.h"
@@ -9,6 +10,7 @@
 #include "streams/ItemOutcome.h"
 #include "streams/RateLimit.h"
 #include "streams/RetryQueue.h"
+#include "streams/RunIdentity.h"
 #include "streams/SentItems.h"
 #include "streams/TelvoFTPData.h"
 #include "streams/UploadOptions.h"
@@ -68,6 +70,7 @@ class TelvoTrackedFTPData : public TelvoFTPData {
   bool isHostUsable() const;
   Ref<NSDictionary> record() const;
   Ref<NSString> temporaryName() const;
+  streams::RunIdentity makeIdentity() const;
   std::vector<NSDictionary::Entry> parametersOfItem(const Ref<NSString>& temporaryName) const;
   void run(TelvoUploadFTPStreamData& stream, const std::vector<NSDictionary::Entry>& item);
   void settle();
@@ -78,6 +81,7 @@ class TelvoTrackedFTPData : public TelvoFTPData {
 
   const streams::UploadOptions options_;
   Ref<NSString> sourcePath_;
+  std::optional<streams::RunIdentity> identity_;  // for temporary names
   streams::SentItems sentItems_;
   streams::RetryQueue retries_;
   streams::ByteProgress bytes_;

@@ -35,14 +35,15 @@ std::string_view cut(std::string_view name, std::size_t length) {
 
 }  // namespace
 
-Ref<NSString> temporaryName(const Ref<NSString>& name) {
+Ref<NSString> temporaryName(const Ref<NSString>& name, const std::string& runIdentity) {
   std::string middle = name->UTF8String();
-  const std::size_t room = longestName - prefix.size() - suffix.size();
+  const std::string end = "." + runIdentity + std::string(suffix);
+  const std::size_t room = longestName - prefix.size() - end.size();
   if (middle.size() > room) {
     const std::string hash = hashOf(middle);
     middle = std::string(cut(middle, room - hash.size())) + hash;
   }
-  return NSString::stringWithUTF8String(std::string(prefix) + middle + std::string(suffix));
+  return NSString::stringWithUTF8String(std::string(prefix) + middle + end);
 }
 
 }  // namespace streams

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,7 @@
 #include "streams/ItemOutcome.h"
 #include "streams/RateLimit.h"
 #include "streams/RetryQueue.h"
+#include "streams/RunIdentity.h"
 #include "streams/TemporaryName.h"
 
 namespace {
@@ -21,6 +23,7 @@ using std::chrono::milliseconds;
 using streams::ItemOutcome;
 using streams::RateLimit;
 using streams::RetryQueue;
+using streams::RunIdentity;
 
 // ---- Further tries ----
 
@@ -99,14 +102,18 @@ TEST(RateLimit, WhatWentTooFarIsWaitedFor) {
 
 // ---- Temporary names ----
 
+constexpr const char* run = "0123456789abcdef";
+
 std::string temporary(const std::string& name) {
-  return streams::temporaryName(NSString::stringWithUTF8String(name))->UTF8String();
+  return streams::temporaryName(NSString::stringWithUTF8String(name), run)->UTF8String();
 }
 
-TEST(TemporaryName, StandsBesideTheName) { EXPECT_EQ(temporary("page.html"), ".page.html.telvo-part"); }
+TEST(TemporaryName, StandsBesideTheName) {
+  EXPECT_EQ(temporary("page.html"), ".page.html.0123456789abcdef.telvo-part");
+}
 
 TEST(TemporaryName, IsNeverTooLong) {
-  for (const std::size_t length : {240U, 243U, 244U, 255U}) {
+  for (const std::size_t length : {200U, 226U, 227U, 240U, 255U}) {
     EXPECT_LE(temporary(std::string(length, 'x')).size(), 255U) << length;
   }
   EXPECT_NE(temporary(std::string(254, 'x') + "a"), temporary(std::string(254, 'x') + "b"));
@@ -115,8 +122,38 @@ TEST(TemporaryName, IsNeverTooLong) {
 TEST(TemporaryName, DoesNotCutACharacter) {
   std::string name;
   for (int index = 0; index < 127; ++index) name += "\xC3\xBC";
-  const auto text = streams::temporaryName(NSString::stringWithUTF8String(name));
+  const auto text = streams::temporaryName(NSString::stringWithUTF8String(name), run);
   for (const char16_t unit : text->units()) EXPECT_FALSE(unit >= 0xDC80 && unit <= 0xDCFF);
+}
+
+// ---- What tells runs apart ----
+
+TEST(RunIdentity, IsTheSameInTheNextRunOfTheSameUpload) {
+  std::string first;
+  for (int i = 0; i < 3; ++i) {
+    const RunIdentity identity("/a/Site", "host user /");
+    EXPECT_EQ(identity.text().size(), 16U);
+    if (i == 0) first = identity.text();
+    EXPECT_EQ(identity.text(), first);
+  }
+}
+
+TEST(RunIdentity, IsAnotherOneForAnotherUpload) {
+  const RunIdentity identity("/a/Site", "host user /");
+  EXPECT_NE(RunIdentity("/b/Site", "host user /").text(), identity.text());
+  EXPECT_NE(RunIdentity("/a/Site", "host user /www").text(), identity.text());
+  EXPECT_NE(RunIdentity("/a/Sitehost user", "/").text(), identity.text());
+}
+
+// However many there are.
+TEST(RunIdentity, IsNotSharedByTwoRunsAtATime) {
+  std::vector<RunIdentity> runs;
+  std::set<std::string> texts;
+  for (int i = 0; i < 20; ++i) texts.insert(runs.emplace_back("/a/Site", "host user /many").text());
+  EXPECT_EQ(texts.size(), 20U);
+  const std::string first = runs.front().text();
+  runs.erase(runs.begin());
+  EXPECT_EQ(RunIdentity("/a/Site", "host user /many").text(), first);
 }
 
 // ---- Outcomes ----
