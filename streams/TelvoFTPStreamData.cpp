@@ -117,6 +117,8 @@ void TelvoAbstractFTPStreamData::setProxyForStream(const Ref<FTPWriteStream>& st
                              kCFStreamPropertyFTPUsePassiveMode());
 }
 
+TelvoUploadFTPStreamData::TelvoUploadFTPStreamData() = default;
+
 Ref<TelvoUploadFTPStreamData> TelvoUploadFTPStreamData::streamData() { return make<TelvoUploadFTPStreamData>(); }
 
 void TelvoUploadFTPStreamData::uploadPath_toHost_directory_username_password_forDelegate_useSameThread(

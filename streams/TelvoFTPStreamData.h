@@ -50,6 +50,9 @@ class TelvoUploadFTPStreamData : public TelvoAbstractFTPStreamData {
   NS_OBJECT(TelvoUploadFTPStreamData, TelvoAbstractFTPStreamData)
 
  public:
+  // Not defaulted here: that would fill the buffer with zeros for every item.
+  TelvoUploadFTPStreamData();
+
   static Ref<TelvoUploadFTPStreamData> streamData();
 
   // Sends the item at the local path to the remote directory on the host, which may carry a port and a login. With an
