@@ -59,11 +59,11 @@ Verdict Report::end(telvo::Ending ending, bool stopWasAsked) {
   if (verdict == Verdict::stopped) progress_.excuseLast();
   if (output_ == Output::json) {
     json::print("end", "status", statusFor(verdict), "sent", progress_.count(Outcome::sent), "removed",
-                progress_.count(Outcome::removed, true), "notArrived", progress_.failures().size());
+                progress_.count(Outcome::removed, true), "notArrived", notArrived(verdict));
   } else if (output_ != Output::quiet) {
     tellSummary();
   }
-  tellFailures();
+  tellFailures(verdict);
   tellEnding(ending, verdict);
   return verdict;
 }
@@ -81,10 +81,17 @@ void Report::tellSummary() const {
   std::fflush(stdout);
 }
 
-void Report::tellFailures() const {
+// Once it is clear that nothing gets through, the items that follow are not even tried.
+std::uint64_t Report::notArrived(Verdict verdict) const {
+  const bool isCutShort = verdict == Verdict::loginRefused || verdict == Verdict::notReached;
+  if (!isCutShort) return progress_.failures().size();
+  return progress_.last().total - progress_.count(Outcome::sent) - progress_.count(Outcome::removed, true);
+}
+
+void Report::tellFailures(Verdict verdict) const {
   const auto& failures = progress_.failures();
   if (failures.empty()) return;
-  complain(std::to_string(failures.size()) + " of " + std::to_string(progress_.last().total) + " did not arrive:");
+  complain(std::to_string(notArrived(verdict)) + " of " + std::to_string(progress_.last().total) + " did not arrive:");
   for (const auto& [nth, record] : failures) {
     std::fprintf(stderr, "  %s: %s\n", telvo::harmless(record.localPath).c_str(), telvo::errorText(record).c_str());
   }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <cstdint>
+
 #include "telvo/owner/Owner.h"
 #include "telvo/owner/Progress.h"
 #include "telvo/owner/ProgressText.h"
@@ -22,7 +24,8 @@ class Report {
  private:
   void tellItem(const telvo::Record& record);
   void tellSummary() const;
-  void tellFailures() const;
+  std::uint64_t notArrived(telvo::Verdict verdict) const;
+  void tellFailures(telvo::Verdict verdict) const;
   void tellEnding(telvo::Ending ending, telvo::Verdict verdict) const;
 
   Output output_;
