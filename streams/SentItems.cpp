@@ -4,13 +4,19 @@
 #include <utility>
 
 #include "foundation/Foundation.h"
+#include "foundation/coding/PropertyListArrayFile.h"
 #include "streams/UploadRecord.h"
 
 inline namespace telvo {
 
 namespace streams {
 
-SentItems::SentItems(const Ref<NSArray>& content, const foundation::Checkpoint& checkpoint) {
+SentItems::SentItems() : file_(std::make_unique<foundation::PropertyListArrayFile>()) {}
+SentItems::SentItems(SentItems&&) noexcept = default;
+SentItems& SentItems::operator=(SentItems&&) noexcept = default;
+SentItems::~SentItems() = default;
+
+SentItems::SentItems(const Ref<NSArray>& content, const foundation::Checkpoint& checkpoint) : SentItems() {
   if (!content) return;
   for (const id& object : *content) {
     if (!checkpoint()) return;
@@ -73,7 +79,7 @@ std::vector<Ref<NSDictionary>> SentItems::leftOvers() const {
 
 void SentItems::set(std::size_t index, const Ref<NSDictionary>& record) {
   records_[index] = record;
-  file_.noteChange(index);
+  file_->noteChange(index);
   isChanged_ = true;
 }
 
@@ -107,7 +113,7 @@ void SentItems::save() {
     const Ref<NSDictionary>& record = records_[index];
     return record ? id(recordForFile(record)) : id();
   };
-  isChanged_ = !file_.save(path_, records_.size(), element);
+  isChanged_ = !file_->save(path_, records_.size(), element);
 }
 
 }  // namespace streams

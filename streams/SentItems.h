@@ -1,9 +1,9 @@
 #pragma once
 
 #include <chrono>
+#include <memory>
 #include <vector>
 
-#include "foundation/coding/PropertyListArrayFile.h"
 #include "foundation/events/Checkpoint.h"
 #include "foundation/runtime/NSObject.h"
 #include "foundation/text/NSString.h"
@@ -14,6 +14,10 @@ class NSArray;
 class NSDictionary;
 class NSMutableArray;
 
+namespace foundation {
+class PropertyListArrayFile;
+}
+
 namespace streams {
 
 // What this run and earlier ones have really sent, by its place on the server, kept in a cached-information file. The
@@ -23,7 +27,10 @@ namespace streams {
 // next run sends it again whatever its date says.
 class SentItems {
  public:
-  SentItems() = default;
+  SentItems();
+  SentItems(SentItems&&) noexcept;
+  SentItems& operator=(SentItems&&) noexcept;
+  ~SentItems();
   // What was read from the file; nil is nothing.
   SentItems(const Ref<NSArray>& content, const foundation::Checkpoint& checkpoint);
 
@@ -60,11 +67,11 @@ class SentItems {
   void set(std::size_t index, const Ref<NSDictionary>& record);
 
   Ref<NSString> path_;
-  foundation::PropertyListArrayFile file_;
-  std::vector<Ref<NSDictionary>> records_;  // nil where something was removed
-  std::vector<Position> positions_;         // of what was read, by hash
-  std::vector<bool> isPlanned_;             // of what was read
-  mutable std::size_t next_ = 0;            // a tree is mostly listed in the same order again
+  std::unique_ptr<foundation::PropertyListArrayFile> file_;  // at the path
+  std::vector<Ref<NSDictionary>> records_;                   // nil where something was removed
+  std::vector<Position> positions_;                          // of what was read, by hash
+  std::vector<bool> isPlanned_;                              // of what was read
+  mutable std::size_t next_ = 0;                             // a tree is mostly listed in the same order again
   bool isChanged_ = true;
   std::chrono::steady_clock::time_point dueTime_;  // of the next saveIfDue()
 };

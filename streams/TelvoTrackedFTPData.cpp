@@ -10,6 +10,7 @@
 #include "foundation/notifications/NSNotificationCenter.h"
 #include "foundation/runtime/WeakRef.h"
 #include "streams/RemovalPlan.h"
+#include "streams/RunIdentity.h"
 #include "streams/TelvoFTPStreamData.h"
 #include "streams/TemporaryName.h"
 #include "streams/UploadRecord.h"
@@ -146,7 +147,7 @@ void TelvoTrackedFTPData::expectBytes() {
 
 void TelvoTrackedFTPData::sendItems() {
   if (options_.isDryRun) return tellPlan();
-  if (options_.temporaryNames != TemporaryNames::Never) identity_.emplace(makeIdentity());
+  if (options_.temporaryNames != TemporaryNames::Never) identity_ = makeIdentity();
   keepSaving();
   isHostUsable_ = isHostUsable();
   makeRemoteDirectory();
@@ -241,10 +242,10 @@ Ref<NSString> TelvoTrackedFTPData::temporaryName() const {
   return streams::temporaryName(streams::localPathOf(*item)->lastPathComponent(), identity_->text());
 }
 
-streams::RunIdentity TelvoTrackedFTPData::makeIdentity() const {
+std::unique_ptr<const streams::RunIdentity> TelvoTrackedFTPData::makeIdentity() const {
   const auto place =
       NSString::stringWithFormat("%@ %@ %@"_ns, textOrEmpty(host()), textOrEmpty(username()), options_.remoteDirectory);
-  return {sourcePath_->UTF8String(), place->UTF8String()};
+  return std::make_unique<streams::RunIdentity>(sourcePath_->UTF8String(), place->UTF8String());
 }
 
 // Text that no URL can hold as its host names nobody.

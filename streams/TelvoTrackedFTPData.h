@@ -1,7 +1,6 @@
 #pragma once
 
 #include <memory>
-#include <optional>
 #include <vector>
 
 #include "foundation/collections/NSDictionary.h"
@@ -10,7 +9,6 @@
 #include "streams/ItemOutcome.h"
 #include "streams/RateLimit.h"
 #include "streams/RetryQueue.h"
-#include "streams/RunIdentity.h"
 #include "streams/SentItems.h"
 #include "streams/TelvoFTPData.h"
 #include "streams/UploadOptions.h"
@@ -18,6 +16,10 @@
 TELVO_NAMESPACE_BEGIN
 
 class NSNumber;
+
+namespace streams {
+class RunIdentity;
+}
 
 // An upload job for owners that ask for more than the usual (streams::UploadOptions): it keeps track of what becomes of
 // each item. Where an option is not set, it does what the usual job does, except that it never stalls.
@@ -70,7 +72,7 @@ class TelvoTrackedFTPData : public TelvoFTPData {
   bool isHostUsable() const;
   Ref<NSDictionary> record() const;
   Ref<NSString> temporaryName() const;
-  streams::RunIdentity makeIdentity() const;
+  std::unique_ptr<const streams::RunIdentity> makeIdentity() const;
   std::vector<NSDictionary::Entry> parametersOfItem(const Ref<NSString>& temporaryName) const;
   void run(TelvoUploadFTPStreamData& stream, const std::vector<NSDictionary::Entry>& item);
   void settle();
@@ -81,7 +83,7 @@ class TelvoTrackedFTPData : public TelvoFTPData {
 
   const streams::UploadOptions options_;
   Ref<NSString> sourcePath_;
-  std::optional<streams::RunIdentity> identity_;  // for temporary names
+  std::unique_ptr<const streams::RunIdentity> identity_;  // for temporary names
   streams::SentItems sentItems_;
   streams::RetryQueue retries_;
   streams::ByteProgress bytes_;

@@ -185,7 +185,7 @@ def test_two_uploads_of_the_same_files_at_a_time_do_not_share_temporary_names(ow
     processes.wait_until(lambda: scripted.verbs().count("RNTO") == 2, what="both")
     of_two = [command.argument for command in scripted.commands if command.verb == "STOR"]
     assert len(set(of_two)) == 2
-    processes.wait_until(lambda: len(owner.heard) == 2, what="both records")
+    owner.wait_until(lambda: len(owner.heard) == 2, what="both records")
     assert scripted.files == {"/file.bin": file.read_bytes()}
 
 
