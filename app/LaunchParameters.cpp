@@ -99,8 +99,8 @@ class Reader {
   TemporaryNames temporaryNames() {
     const auto value = defaults_.stringForKey("temporaryNames"_ns);
     if (!value || value->isEqualToString("never"_ns)) return TemporaryNames::Never;
-    if (value->isEqualToString("always"_ns)) return TemporaryNames::Always;
-    if (value->isEqualToString("large"_ns)) return TemporaryNames::Large;
+    if (value->isEqualToString("always"_ns)) return TemporaryNames::AllFiles;
+    if (value->isEqualToString("large"_ns)) return TemporaryNames::LargeFiles;
     complain(NSString::stringWithFormat("temporaryNames is always, large or never, not %@"_ns, value));
     return TemporaryNames::Never;
   }

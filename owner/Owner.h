@@ -30,12 +30,12 @@ TELVO_OWNER_NAMESPACE_BEGIN
 // context runs. None may throw, or destroy the owner; stop() may be called in any. Each may be left empty.
 struct UploadEvents {
   // The helper listens from now on; its version. Needs Upload::announce.
-  std::function<void(const std::string& version)> ready;
-  std::function<void(const Record& record)> item;
+  std::function<void(const std::string& version)> ready{};
+  std::function<void(const Record& record)> item{};
   // Needs Upload::reportBytes.
-  std::function<void(const Bytes& bytes)> bytes;
+  std::function<void(const Bytes& bytes)> bytes{};
   // Once, and the last of all. The helper itself stays up to 30 s more unless it is let go.
-  std::function<void(Ending ending)> ended;
+  std::function<void(Ending ending)> ended{};
 };
 
 // Which bus the two talk on. `sessionOrOwn`: where there is no session bus, one of the owner's own, out of the

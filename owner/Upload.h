@@ -17,19 +17,19 @@ enum class TemporaryNames { never, large, always };
 // The helper's launch parameters. A member that is left as it is leaves its parameter out, and the helper does what it
 // does by default.
 struct Upload {
-  std::string helper;  // path of the helper's executable; empty: where findHelper() finds it
+  std::string helper{};  // path of the helper's executable; empty: where findHelper() finds it
 
   // What is sent, and where.
-  std::string source;                // absolute path of a file or folder
-  std::string host;                  // "name", "name:port", "[address]:port"
-  std::string user;                  // empty: anonymous
-  std::string password;              // not visible in the process list once the helper has read it
-  std::string remoteDirectory;       // absolute folder on the server, made when missing; empty: "/"
-  bool contentsOnly = false;         // the source folder's contents go there, not the folder itself
-  std::vector<std::string> exclude;  // patterns as in a .gitignore; none may hold a line end
+  std::string source{};                // absolute path of a file or folder
+  std::string host{};                  // "name", "name:port", "[address]:port"
+  std::string user{};                  // empty: anonymous
+  std::string password{};              // not visible in the process list once the helper has read it
+  std::string remoteDirectory{};       // absolute folder on the server, made when missing; empty: "/"
+  bool contentsOnly = false;           // the source folder's contents go there, not the folder itself
+  std::vector<std::string> exclude{};  // patterns as in a .gitignore; none may hold a line end
 
   // What is remembered between two runs.
-  std::string cache;              // absolute path of the cached-information file; empty: everything is sent
+  std::string cache{};            // absolute path of the cached-information file; empty: everything is sent
   bool rememberSentOnly = false;  // the file holds only what has arrived; otherwise all that was to be sent
   bool deleteMissing = false;     // removes what an earlier run sent and is gone here; needs rememberSentOnly
   bool allowEmptySource = false;  // ... also when the source is missing or empty
@@ -57,25 +57,25 @@ enum class Outcome { unknown, sent, removed, failed, skipped, planned };
 
 // Told after each item, in the order of the items; again when it was tried again, with the same `nth`.
 struct Record {
-  std::string localPath;        // a byte that is no UTF-8 arrives as U+FFFD
-  std::string remoteDirectory;  // the folder on the server that the item belongs in
-  std::uint64_t nth = 0;        // from 1
+  std::string localPath{};        // a byte that is no UTF-8 arrives as U+FFFD
+  std::string remoteDirectory{};  // the folder on the server that the item belongs in
+  std::uint64_t nth = 0;          // from 1
   std::uint64_t total = 0;
   std::uint64_t percent = 0;  // of the items, rounded down
   bool isMore = false;        // whether another record follows
 
   Outcome outcome = Outcome::unknown;
-  std::string error;           // the server's words or the system's, when the item was not sent
+  std::string error{};         // the server's words or the system's, when the item was not sent
   std::int64_t errorCode = 0;  // the FTP reply code; 0 when it was no reply
   bool aborted = false;        // login refused, unknown host or refused connection: the run ends with this item
   bool isRemoval = false;      // the item is removed on the server
   bool willRetry = false;      // another try follows, with a record of its own
-  std::string reason;          // of a planned item: "new", "changed", "gone"
+  std::string reason{};        // of a planned item: "new", "changed", "gone"
 };
 
 // How far the item in progress and the whole run are, in bytes; told at most four times a second.
 struct Bytes {
-  std::string localPath;  // of the item; empty when the helper does not tell
+  std::string localPath{};  // of the item; empty when the helper does not tell
   std::uint64_t nth = 0;
   std::uint64_t sent = 0;
   std::uint64_t total = 0;

@@ -4,7 +4,7 @@
 
 #include "foundation/runtime/NSObjCRuntime.h"
 
-inline namespace telvo {
+TELVO_INTERNAL_NAMESPACE_BEGIN
 
 namespace streams {
 
@@ -36,4 +36,4 @@ class ByteProgress {
 
 }  // namespace streams
 
-}  // namespace telvo
+TELVO_INTERNAL_NAMESPACE_END

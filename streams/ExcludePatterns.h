@@ -6,7 +6,7 @@
 
 #include "foundation/runtime/Ref.h"
 
-inline namespace telvo {
+TELVO_NAMESPACE_BEGIN
 
 class NSString;
 
@@ -45,9 +45,9 @@ class ExcludePatterns {
   void addLine(std::u32string_view line);
   bool excludeItem(const Segments& path, std::size_t depth, bool isDirectory) const;
 
-  std::vector<Pattern> patterns_;
+  std::vector<Pattern> patterns_{};
 };
 
 }  // namespace streams
 
-}  // namespace telvo
+TELVO_NAMESPACE_END

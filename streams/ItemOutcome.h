@@ -3,7 +3,7 @@
 #include "foundation/runtime/NSObject.h"
 #include "foundation/text/NSString.h"
 
-inline namespace telvo {
+TELVO_INTERNAL_NAMESPACE_BEGIN
 
 namespace streams {
 
@@ -12,7 +12,7 @@ struct ItemOutcome {
   enum class Result { Skipped, Sent, Removed, Failed };
 
   Result result = Result::Skipped;  // nothing was tried
-  Ref<NSString> error;              // the server's text or the system's; nil when it arrived
+  Ref<NSString> error{};            // the server's text or the system's; nil when it arrived
   NSInteger replyCode = 0;          // of the server's last word, when that is the reason
   bool isPassing = false;           // failed for a reason that may be gone a little later
   bool endsRun = false;             // failed because nobody can be reached or logged in to
@@ -27,4 +27,4 @@ struct ItemOutcome {
 
 }  // namespace streams
 
-}  // namespace telvo
+TELVO_INTERNAL_NAMESPACE_END

@@ -4,7 +4,7 @@
 
 #include "foundation/runtime/NSObjCRuntime.h"
 
-inline namespace telvo {
+TELVO_NAMESPACE_BEGIN
 
 namespace streams {
 
@@ -33,4 +33,4 @@ class RateLimit {
 
 }  // namespace streams
 
-}  // namespace telvo
+TELVO_NAMESPACE_END

@@ -4,7 +4,7 @@
 
 #include "foundation/runtime/NSObjCRuntime.h"
 
-inline namespace telvo {
+TELVO_INTERNAL_NAMESPACE_BEGIN
 
 namespace streams {
 
@@ -30,12 +30,12 @@ class RetryQueue {
  private:
   NSUInteger attempts_;
   NSUInteger round_ = 0;
-  std::vector<NSUInteger> items_;  // of this round
+  std::vector<NSUInteger> items_{};  // of this round
   std::size_t next_ = 0;
-  std::vector<NSUInteger> failed_;
+  std::vector<NSUInteger> failed_{};
   NSTimeInterval pause_ = 0;
 };
 
 }  // namespace streams
 
-}  // namespace telvo
+TELVO_INTERNAL_NAMESPACE_END

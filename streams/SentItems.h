@@ -8,7 +8,7 @@
 #include "foundation/runtime/NSObject.h"
 #include "foundation/text/NSString.h"
 
-inline namespace telvo {
+TELVO_INTERNAL_NAMESPACE_BEGIN
 
 class NSArray;
 class NSDictionary;
@@ -78,4 +78,4 @@ class SentItems {
 
 }  // namespace streams
 
-}  // namespace telvo
+TELVO_INTERNAL_NAMESPACE_END

@@ -236,8 +236,8 @@ std::vector<NSDictionary::Entry> TelvoTrackedFTPData::parametersOfItem(const Ref
 Ref<NSString> TelvoTrackedFTPData::temporaryName() const {
   const auto item = record();
   if (streams::isDirectory(*item) || streams::isRemoval(*item)) return nil;
-  const bool isWanted = options_.temporaryNames == TemporaryNames::Always ||
-                        (options_.temporaryNames == TemporaryNames::Large && sizeOfFile(*item) > largeFile);
+  const bool isWanted = options_.temporaryNames == TemporaryNames::AllFiles ||
+                        (options_.temporaryNames == TemporaryNames::LargeFiles && sizeOfFile(*item) > largeFile);
   if (!isWanted) return nil;
   return streams::temporaryName(streams::localPathOf(*item)->lastPathComponent(), identity_->text());
 }

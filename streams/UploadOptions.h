@@ -6,12 +6,12 @@
 #include "foundation/text/NSString.h"
 #include "streams/ExcludePatterns.h"
 
-inline namespace telvo {
+TELVO_NAMESPACE_BEGIN
 
 namespace streams {
 
 // Which files are stored under a name beside their own until they are complete.
-enum class TemporaryNames { Never, Large, Always };
+enum class TemporaryNames { Never, LargeFiles, AllFiles };
 
 // What an owner can ask for beyond the usual upload. Everything is off at first.
 struct UploadOptions {
@@ -27,7 +27,7 @@ struct UploadOptions {
   Ref<NSString> remoteDirectory = "/"_ns;  // absolute, without a slash at its end; made when missing
   NSUInteger attempts = 1;                 // tries to send an item that fails for a passing reason
   NSUInteger bytesPerSecond = 0;           // 0: as fast as it goes
-  ExcludePatterns excluded;
+  ExcludePatterns excluded{};
 
   // Whether nothing was asked for.
   bool isUsualUpload() const {
@@ -39,4 +39,4 @@ struct UploadOptions {
 
 }  // namespace streams
 
-}  // namespace telvo
+TELVO_NAMESPACE_END

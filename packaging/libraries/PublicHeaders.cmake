@@ -1,17 +1,8 @@
 # Writes the headers that a library installs to FOLDER/telvo/LAYER/..., and one that includes them all,
-# FOLDER/telvo/UMBRELLA.h. A header is public when it exports something (TELVO_NAMESPACE_BEGIN), or when a public one
-# needs it. Done while CMake runs, and again when one of them has changed.
-set(telvo_needed_by_public_headers
-  platform/foundation/Foundation.h
-  platform/foundation/collections/OrderedTable.h
-  platform/foundation/events/EventSource.h
-  streams/ByteProgress.h
-  streams/ExcludePatterns.h
-  streams/ItemOutcome.h
-  streams/RateLimit.h
-  streams/RetryQueue.h
-  streams/SentItems.h
-  streams/UploadOptions.h)
+# FOLDER/telvo/UMBRELLA.h. They are those that export something (TELVO_NAMESPACE_BEGIN), those that say that
+# such a one includes them (TELVO_INTERNAL_NAMESPACE_BEGIN), and Foundation.h. Done while CMake runs, and again when one
+# of them has changed.
+
 # These would bring the FTP client's inside along; streams/ is how others use it.
 set(telvo_kept_back platform/cfnetwork/CFFTPStream.h platform/cfnetwork/CFReadStream.h)
 
@@ -34,7 +25,7 @@ function(telvo_write_public_headers folder umbrella root)
     foreach(header IN LISTS headers)
       set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${header})
       file(READ ${PROJECT_SOURCE_DIR}/${header} content)
-      if((content MATCHES "TELVO_NAMESPACE_BEGIN" OR header IN_LIST telvo_needed_by_public_headers) AND
+      if((content MATCHES "TELVO_(INTERNAL_)?NAMESPACE_BEGIN" OR header MATCHES "/Foundation\\.h$") AND
           NOT header IN_LIST telvo_kept_back)
         string(REGEX REPLACE "^platform/" "" name ${header})
         string(REGEX REPLACE "#include \"" "#include \"telvo/" content "${content}")

@@ -19,9 +19,9 @@ class NSURL;
 // login, and gives it back when the item is over; the thread's other sessions prepare themselves for the next item
 // meanwhile. Everything happens from run-loop turns; only close() waits, see there. One item at a time is sent when the
 // writer opens the next stream after the last one was closed.
-class __attribute__((visibility("default"))) FTPWriteStream : public NSOutputStream,
-                                                              private cfnetwork::FTPSession::User,
-                                                              private cfnetwork::FTPTransfer::Delegate {
+class TELVO_EXPORTED_TO_LAYERS FTPWriteStream : public NSOutputStream,
+                                                private cfnetwork::FTPSession::User,
+                                                private cfnetwork::FTPTransfer::Delegate {
   NS_OBJECT(FTPWriteStream, NSOutputStream)
 
  public:

@@ -66,8 +66,8 @@ TEST(LaunchParameters, TheRemoteDirectoryIsMadeAbsolute) {
 }
 
 TEST(LaunchParameters, TemporaryNamesAreForAllForLargeOrForNoFiles) {
-  EXPECT_EQ(parametersFrom({{"temporaryNames"_ns, "always"_ns}}).options.temporaryNames, TemporaryNames::Always);
-  EXPECT_EQ(parametersFrom({{"temporaryNames"_ns, "large"_ns}}).options.temporaryNames, TemporaryNames::Large);
+  EXPECT_EQ(parametersFrom({{"temporaryNames"_ns, "always"_ns}}).options.temporaryNames, TemporaryNames::AllFiles);
+  EXPECT_EQ(parametersFrom({{"temporaryNames"_ns, "large"_ns}}).options.temporaryNames, TemporaryNames::LargeFiles);
   EXPECT_EQ(parametersFrom({{"temporaryNames"_ns, "never"_ns}}).options.temporaryNames, TemporaryNames::Never);
   const auto wrong = parametersFrom({{"temporaryNames"_ns, "YES"_ns}});
   EXPECT_EQ(wrong.options.temporaryNames, TemporaryNames::Never);

@@ -197,7 +197,7 @@ TEST_F(TelvoTrackedFTPDataTest, NothingIsRemovedWhenTheSourceIsEmptyUnlessThatIs
 
 TEST_F(TelvoTrackedFTPDataTest, AFileHasItsNameOnlyOnceItIsComplete) {
   folder_.write("a.txt", "one");
-  options_.temporaryNames = streams::TemporaryNames::Always;
+  options_.temporaryNames = streams::TemporaryNames::AllFiles;
   server_.always("RNFR", scripted::reply("350 To what?")).always("RNTO", scripted::reply("250 Renamed."));
   EXPECT_EQ(upload("a.txt")->all("Outcome"_ns), Texts{"sent"});
   EXPECT_NE(argumentsOf("STOR"), Texts{"/a.txt"});
@@ -208,7 +208,7 @@ TEST_F(TelvoTrackedFTPDataTest, AFileHasItsNameOnlyOnceItIsComplete) {
 TEST_F(TelvoTrackedFTPDataTest, OnlyLargeFilesHaveAnotherNameAtFirstWhenThatIsAskedFor) {
   folder_.write("Site/large", std::string(512001, 'x'));
   folder_.write("Site/small", std::string(512000, 'x'));
-  options_.temporaryNames = streams::TemporaryNames::Large;
+  options_.temporaryNames = streams::TemporaryNames::LargeFiles;
   server_.always("RNFR", scripted::reply("350 To what?")).always("RNTO", scripted::reply("250 Renamed."));
   EXPECT_EQ(upload()->all("Outcome"_ns), (Texts{"sent", "sent", "sent"}));
   EXPECT_EQ(argumentsOf("RNTO"), Texts{"/Site/large"});

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "foundation/runtime/Namespace.h"
+
 inline namespace telvo {
 
 namespace foundation {
@@ -7,7 +9,7 @@ namespace foundation {
 // One level of a walk through nested collections, for as long as it lives. A collection that holds itself has no last
 // level: beyond the 512th the constructor raises NSInvalidArgumentException. The levels of one thread are counted
 // together, those of other libraries' walks included.
-class __attribute__((visibility("default"))) NestingLevel {
+class TELVO_EXPORTED_TO_LAYERS NestingLevel {
  public:
   NestingLevel();
   ~NestingLevel();

@@ -8,7 +8,7 @@
 
 #include "foundation/runtime/NSObject.h"
 
-inline namespace telvo {
+TELVO_INTERNAL_NAMESPACE_BEGIN
 
 namespace foundation {
 
@@ -132,4 +132,4 @@ class OrderedTable {
 
 }  // namespace foundation
 
-}  // namespace telvo
+TELVO_INTERNAL_NAMESPACE_END

@@ -49,6 +49,8 @@ class NSStream : public NSObject {
 
  public:
   NSStream();
+  NSStream(const NSStream&) = delete;
+  NSStream& operator=(const NSStream&) = delete;
   ~NSStream() override;
 
   // Not owned: the delegate sets it to null before it goes.

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "foundation/errors/NSException.h"
+#include "foundation/events/EventSource.h"
 #include "foundation/events/NSRunLoop.h"
 #include "foundation/events/RunLoopContext.h"
 
@@ -65,7 +66,7 @@ void NSTimer::scheduleInRunLoop(const Ref<NSRunLoop>& runLoop) {
   if (!valid_ || runLoop_) return;
   runLoop_ = runLoop;
   runLoop->context().timers.emplace(this);
-  source_.emplace(runLoop, [this] { fireFromRunLoop(); });
+  source_ = std::make_unique<foundation::TimerSource>(runLoop, [this] { fireFromRunLoop(); });
   fireTime_ = Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(interval_));
   awaitFireTime();
 }

@@ -2,14 +2,17 @@
 
 #include <chrono>
 #include <functional>
-#include <optional>
+#include <memory>
 
-#include "foundation/events/EventSource.h"
 #include "foundation/runtime/NSObject.h"
 
 TELVO_NAMESPACE_BEGIN
 
 class NSRunLoop;
+
+namespace foundation {
+class TimerSource;
+}
 
 // Calls back from a run loop after an interval, once or again and again. The run loop owns the timer while it is
 // scheduled, and the timer owns its target and user information, until it is invalidated; one that does not repeat
@@ -56,7 +59,7 @@ class NSTimer : public NSObject {
   Block block_;
   Clock::time_point fireTime_;
   Ref<NSRunLoop> runLoop_;  // while scheduled
-  std::optional<foundation::TimerSource> source_;
+  std::unique_ptr<foundation::TimerSource> source_;
 };
 
 TELVO_NAMESPACE_END

@@ -3,6 +3,8 @@
 #include <string>
 #include <string_view>
 
+#include "foundation/runtime/Namespace.h"
+
 inline namespace telvo {
 
 // Percent escapes of URLs, on bytes (RFC 3986, section 2). Any thread.
@@ -25,10 +27,10 @@ enum URLCharacters : unsigned {
 bool isURLCharacter(char byte, unsigned classes);
 
 // The bytes with every byte outside the classes written as "%" and two upper-case hexadecimal digits.
-__attribute__((visibility("default"))) std::string percentEncoded(std::string_view bytes, unsigned allowedClasses);
+TELVO_EXPORTED_TO_LAYERS std::string percentEncoded(std::string_view bytes, unsigned allowedClasses);
 
 // Every escape replaced by its byte. A "%" that two hexadecimal digits do not follow stays as it is.
-__attribute__((visibility("default"))) std::string percentDecoded(std::string_view text);
+TELVO_EXPORTED_TO_LAYERS std::string percentDecoded(std::string_view text);
 
 // Whether every byte belongs to the classes or to a complete escape.
 bool isPercentEncoded(std::string_view text, unsigned allowedClasses);

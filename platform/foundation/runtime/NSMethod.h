@@ -20,7 +20,7 @@ using NSMethodResult = std::variant<std::monostate, id, bool, NSInteger, NSUInte
 class NSClass;
 
 // The kinds of argument and result that named methods have. Selectors and classes are arguments only.
-enum class NSValueKind { Void, Object, Bool, Integer, UnsignedInteger, Double, Range, Selector, Class };
+enum class NSValueKind { Void, Object, Boolean, Integer, UnsignedInteger, Double, Range, Selector, Class };
 
 namespace foundation {
 
@@ -48,7 +48,7 @@ constexpr NSValueKind kindOf() {
   } else if constexpr (IsRef<Plain>::value) {
     return NSValueKind::Object;
   } else if constexpr (std::same_as<Plain, bool>) {
-    return NSValueKind::Bool;
+    return NSValueKind::Boolean;
   } else if constexpr (std::floating_point<Plain>) {
     return NSValueKind::Double;
   } else if constexpr (std::same_as<Plain, NSRange>) {
@@ -80,7 +80,7 @@ std::remove_cvref_t<T> argumentFromObject(const id& object) {
     return selectorFromObject(object);
   } else if constexpr (kindOf<T>() == NSValueKind::Class) {
     return classFromObject(object);
-  } else if constexpr (kindOf<T>() == NSValueKind::Bool) {
+  } else if constexpr (kindOf<T>() == NSValueKind::Boolean) {
     return boolFromObject(object);
   } else if constexpr (kindOf<T>() == NSValueKind::Double) {
     return static_cast<Plain>(doubleFromObject(object));
@@ -114,11 +114,11 @@ NSMethodResult resultFrom(T&& value) {
 struct NSMethod {
   using Implementation = std::function<NSMethodResult(NSObject& receiver, const std::vector<id>& arguments)>;
 
-  SEL selector;
+  SEL selector{};
   NSValueKind result = NSValueKind::Void;
-  std::vector<NSValueKind> arguments;  // the receiver and the selector are not counted
+  std::vector<NSValueKind> arguments{};  // the receiver and the selector are not counted
   // Called with exactly as many arguments as `arguments` says.
-  Implementation implementation;
+  Implementation implementation{};
 };
 
 namespace foundation {

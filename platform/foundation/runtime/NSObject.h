@@ -93,13 +93,14 @@ struct NSCategory {
 // The class of that name when it has been used or registered (NSRegisteredClass) in this process, else null.
 Class NSClassFromString(std::string_view name);
 
-// In a class's header: what every class declares. Its .cpp defines classObject() with the table of named methods.
-#define NS_OBJECT(Type, Base)                          \
- public:                                               \
-  using Super = Base;                                  \
-  static Class classObject();                          \
-  Class isa() const override { return classObject(); } \
-                                                       \
+// In a class's header, in any namespace: what every class declares. Its .cpp defines classObject() with the table of
+// named methods.
+#define NS_OBJECT(Type, Base)                                   \
+ public:                                                        \
+  using Super = Base;                                           \
+  static ::telvo::Class classObject();                          \
+  ::telvo::Class isa() const override { return classObject(); } \
+                                                                \
  private:
 
 namespace foundation {
@@ -203,7 +204,7 @@ Ref<NSString> NSDescription(const id& object);
 
 // Hashing and equality by content, for the standard containers.
 struct NSObjectHash {
-  std::size_t operator()(const id& object) const { return object ? static_cast<std::size_t>(object->hash()) : 0; }
+  std::size_t operator()(const id& object) const { return object ? object->hash() : 0; }
 };
 struct NSObjectEqual {
   bool operator()(const id& left, const id& right) const { return NSEqualObjects(left, right); }

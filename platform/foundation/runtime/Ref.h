@@ -89,6 +89,6 @@ Ref<T> as(const Ref<U>& object) {
 TELVO_NAMESPACE_END
 
 template <class T>
-struct std::hash<Ref<T>> {
-  std::size_t operator()(const Ref<T>& object) const noexcept { return std::hash<const void*>()(object.get()); }
+struct std::hash<telvo::Ref<T>> {
+  std::size_t operator()(const telvo::Ref<T>& object) const noexcept { return std::hash<const void*>()(object.get()); }
 };
