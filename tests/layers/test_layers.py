@@ -109,8 +109,9 @@ def test_no_folder_holds_more_than_45_files():
 
 
 def test_no_source_is_longer_than_450_lines():
+    # What a tool has recorded (packaging/check-abi) is no source.
     lengths = {path.relative_to(ROOT).as_posix(): len(path.read_text(errors="replace").splitlines())
-               for folder in [*SOURCES, "examples", "packaging"] for path in files_below(folder)}
+               for folder in [*SOURCES, "examples", "packaging"] for path in files_below(folder) if path.suffix != ".abi"}
     assert len(lengths) > 300
     assert {path: length for path, length in lengths.items() if length > 450} == {}
 
