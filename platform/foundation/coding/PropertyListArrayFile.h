@@ -26,9 +26,9 @@ class PropertyListArrayFile {
 
   // Replaces the file in one step by one with so many elements. False when it cannot be written or one of them is of no
   // property-list type; the old file stays then.
-  bool save(const Ref<NSString>& path, std::size_t count, const Elements& elementAt);
+  TELVO_EXPORTED_TO_LAYERS bool save(const Ref<NSString>& path, std::size_t count, const Elements& elementAt);
   // The element at the index is not what it was when it was saved.
-  void noteChange(std::size_t index);
+  TELVO_EXPORTED_TO_LAYERS void noteChange(std::size_t index);
 
  private:
   // Up to where in the file the first so many elements stand.

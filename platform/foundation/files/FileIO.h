@@ -29,7 +29,7 @@ class FileDescriptor {
   }
   FileDescriptor(const FileDescriptor&) = delete;
   FileDescriptor& operator=(const FileDescriptor&) = delete;
-  ~FileDescriptor();
+  TELVO_EXPORTED_TO_LAYERS ~FileDescriptor();
 
   int get() const noexcept { return descriptor_; }
   explicit operator bool() const noexcept { return descriptor_ >= 0; }
@@ -65,7 +65,8 @@ std::optional<std::vector<std::string>> namesInDirectory(const std::string& path
                                                          const Checkpoint& checkpoint = nullptr);
 
 // The content of a regular file, at most `limit` bytes of it. Nothing, with errno set, for anything else.
-std::optional<std::string> contentsOfFile(const std::string& path, std::size_t limit = std::string::npos);
+TELVO_EXPORTED_TO_LAYERS std::optional<std::string> contentsOfFile(const std::string& path,
+                                                                   std::size_t limit = std::string::npos);
 std::optional<std::string> contentsOfFile(const FileDescriptor& file, std::size_t limit = std::string::npos);
 
 // Puts the bytes in the place of a regular file's content, or of a new file's. False with errno set; anything but a
