@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "cfnetwork/CFFTPStream.h"
+#include "cfnetwork/FTPSecurity.h"
 #include "foundation/Foundation.h"
 #include "foundation/preferences/NSUserDefaults.h"
 
@@ -15,7 +17,7 @@ using streams::UploadOptions;
 
 namespace {
 
-constexpr std::array<std::string_view, 22> knownKeys{"debug",
+constexpr std::array<std::string_view, 27> knownKeys{"debug",
                                                      "bundleIdentifier",
                                                      "notificationIdentifier",
                                                      "sourcePath",
@@ -36,7 +38,12 @@ constexpr std::array<std::string_view, 22> knownKeys{"debug",
                                                      "reportBytes",
                                                      "announce",
                                                      "bytesPerSecond",
-                                                     "dryRun"};
+                                                     "dryRun",
+                                                     "security",
+                                                     "tlsCertificateAuthority",
+                                                     "tlsFingerprint",
+                                                     "tlsCertificate",
+                                                     "tlsKey"};
 
 // Reads the parameters, and notes what is wrong with them.
 class Reader {
@@ -51,6 +58,7 @@ class Reader {
     options.temporaryNames = temporaryNames();
     options.attempts = number("attempts"_ns, 1);
     options.bytesPerSecond = number("bytesPerSecond"_ns, 0);
+    options.security = security();
     if (options.deletesMissing && !options.remembersSentOnly) {
       options.deletesMissing = false;
       complain("deleteMissing needs rememberSentOnly"_ns);
@@ -94,6 +102,26 @@ class Reader {
       path = path->stringByAppendingPathComponent(name);
     }
     return path;
+  }
+
+  // A value without a meaning stays: each item fails of it then. Here it must not count as absent.
+  Ref<NSDictionary> security() {
+    const auto settings = NSMutableDictionary::dictionary();
+    const auto read = [&](const Ref<NSString>& parameter, const Ref<NSString>& key) {
+      if (const auto value = defaults_.stringForKey(parameter)) settings->setObject_forKey(value, key);
+    };
+    read("security"_ns, kCFStreamFTPSecurityLevel());
+    read("tlsCertificateAuthority"_ns, kCFStreamFTPSecurityCertificateAuthority());
+    read("tlsFingerprint"_ns, kCFStreamFTPSecurityFingerprint());
+    read("tlsCertificate"_ns, kCFStreamFTPSecurityCertificate());
+    read("tlsKey"_ns, kCFStreamFTPSecurityKey());
+    if (settings->count() == 0) return nil;
+    if (!settings->objectForKey(kCFStreamFTPSecurityLevel())) {
+      settings->setObject_forKey("none"_ns, kCFStreamFTPSecurityLevel());
+    }
+    const auto checked = cfnetwork::FTPSecurityFromSettings(settings);
+    if (const auto* error = std::get_if<Ref<NSError>>(&checked)) complain((*error)->localizedDescription());
+    return settings;
   }
 
   TemporaryNames temporaryNames() {

@@ -49,6 +49,10 @@ bool isNetworkTrouble(const NSError& error) {
   }
 }
 
+bool isInsecurity(const NSError& error) {
+  return isOfDomain(error, kCFErrorDomainCFNetwork()) && error.code() == kCFURLErrorSecureConnectionFailed;
+}
+
 bool isConnectionLost(const NSError& error) {
   if (isOfDomain(error, kCFErrorDomainCFNetwork())) return error.code() == kCFURLErrorNetworkConnectionLost;
   return isOfDomain(error, NSPOSIXErrorDomain()) && (error.code() == ECONNRESET || error.code() == EPIPE);
@@ -70,6 +74,7 @@ bool isForAllItems(const NSError& error, NSInteger replyCode) {
   const auto beforeLogin =
       error.userInfo() ? as<NSNumber>(error.userInfo()->objectForKey(kCFFTPBeforeLoginKey())) : Ref<NSNumber>();
   if (!beforeLogin) return false;
+  if (isInsecurity(error)) return true;
   if (replyCode == notAvailable) return asksForEncryption(error);
   if (replyCode != 0) return replyCode >= 500 || replyCode == wrongLogin;
   return !isConnectionLost(error);
@@ -86,6 +91,7 @@ ItemOutcome ItemOutcome::failure(const id& error) {
   outcome.error = cause->localizedDescription();
   outcome.replyCode = replyCodeOf(*cause);
   outcome.isPassing = (outcome.replyCode >= 400 && outcome.replyCode < 500) || isNetworkTrouble(*cause);
+  outcome.isInsecure = isInsecurity(*cause);
   outcome.endsRun = isForAllItems(*cause, outcome.replyCode);
   return outcome;
 }

@@ -16,6 +16,7 @@ struct ItemOutcome {
   NSInteger replyCode = 0;          // of the server's last word, when that is the reason
   bool isPassing = false;           // failed for a reason that may be gone a little later
   bool endsRun = false;             // failed because nobody can be reached or logged in to
+  bool isInsecure = false;          // failed because the connection could not be encrypted as it was asked for
 
   // What a connection has reported (TelvoStreamData, "streamData:errorOccurred:"): an error or a text.
   static ItemOutcome failure(const id& error);

@@ -62,11 +62,14 @@ Ref<NSURL> remoteURL(const Ref<NSDictionary>& parameters) {
   return NSURL::URLWithString(text);
 }
 
-void setActionProperties(FTPWriteStream& writer, const Ref<NSDictionary>& parameters) {
+void setFurtherProperties(FTPWriteStream& writer, const Ref<NSDictionary>& parameters) {
   const auto yes = NSNumber::numberWithBool(true);
   const auto action = textForKey(parameters, "Action"_ns);
   if (action && action->hasPrefix("Remove"_ns)) writer.setProperty_forKey(yes, kCFStreamPropertyFTPRemovesItem());
   if (action && action->hasPrefix("Make"_ns)) writer.setProperty_forKey(yes, kCFStreamPropertyFTPFolderMayExist());
+  if (const id security = parameters->objectForKey("Security"_ns)) {
+    writer.setProperty_forKey(security, kCFStreamPropertyFTPSecurity());
+  }
   if (isSet(parameters, "EscapeNames"_ns)) writer.setProperty_forKey(yes, kCFStreamPropertyFTPAnnouncesUTF8());
   if (const auto name = textForKey(parameters, "TemporaryName"_ns)) {
     writer.setProperty_forKey(name, kCFStreamPropertyFTPTemporaryName());
@@ -147,7 +150,7 @@ void TelvoUploadFTPStreamData::setStreamsWithParameters(const Ref<NSDictionary>&
   setUsername_andPassword_forStream(textForKey(parameters, "Username"_ns), textForKey(parameters, "Password"_ns),
                                     writer);
   setProxyForStream(writer);
-  setActionProperties(*writer, parameters);
+  setFurtherProperties(*writer, parameters);
   // A stop, or the release of this object, ends the wait for the server's last word; after a failed read, what the
   // server got is not the whole file and must not end as one.
   writer->setInterruption([weak = WeakRef<TelvoUploadFTPStreamData>(Ref<TelvoUploadFTPStreamData>(this))] {

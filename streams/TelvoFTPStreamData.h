@@ -64,9 +64,9 @@ class TelvoUploadFTPStreamData : public TelvoAbstractFTPStreamData {
 
   // Beside what uploadPath... passes on, connectWithParameters() takes "Name", a text: the item's name on the server in
   // place of the local one; "EscapeNames", true: name and directory arrive as they are, whatever is in them;
-  // "TemporaryName", a text: the name beside its own under which a file is stored until it is complete; and "Action",
-  // a text: "MakeFolder", which an existing folder is right for, "RemoveFile" or "RemoveFolder", for which there need
-  // be nothing at the path.
+  // "TemporaryName", a text: the name beside its own under which a file is stored until it is complete; "Security", a
+  // dictionary: kCFStreamPropertyFTPSecurity in place of what the system is set to; and "Action", a text: "MakeFolder",
+  // which an existing folder is right for, "RemoveFile" or "RemoveFolder", for which there need be nothing at the path.
   void setStreamsWithParameters(const Ref<NSDictionary>& parameters) override;
   // How fast bytes may be moved, shared with other connections; null for as fast as they can. Before connecting.
   void setRateLimit(const std::shared_ptr<streams::RateLimit>& rateLimit) { rateLimit_ = rateLimit; }

@@ -192,6 +192,7 @@ void TelvoTrackedFTPData::run(TelvoUploadFTPStreamData& stream, const std::vecto
                                                            {"Password"_ns, textOrEmpty(password())},
                                                            {"UseSameThread"_ns, yes()}});
   if (options_.escapesNames) parameters->setObject_forKey(yes(), "EscapeNames"_ns);
+  if (options_.security) parameters->setObject_forKey(options_.security, "Security"_ns);
   for (const auto& [key, value] : item) parameters->setObject_forKey(value, key);
   stream.setRateLimit(rateLimit_);
   stream.setDelegate(self());
@@ -312,7 +313,8 @@ void TelvoTrackedFTPData::settle() {
   }
   if (outcome_.result == Result::Sent) sentItems_.didSend(item);
   if (outcome_.result == Result::Removed) sentItems_.didRemove(*item);
-  aborted_ = outcome_.endsRun && options_.reportsOutcomes;
+  // Who has asked for encryption is not to have a server asked for each item that cannot give it.
+  aborted_ = outcome_.endsRun && (options_.reportsOutcomes || outcome_.isInsecure);
   willRetry_ = isWorking() && !aborted_ && retries_.mayRetry() && isWorthRetrying();
   if (willRetry_) retries_.add(index());
   bytes_.endItem(willRetry_);

@@ -2,6 +2,7 @@
 
 #include <memory>
 
+#include "foundation/collections/NSDictionary.h"
 #include "foundation/runtime/NSObject.h"
 #include "foundation/text/NSString.h"
 #include "streams/ExcludePatterns.h"
@@ -28,12 +29,13 @@ struct UploadOptions {
   NSUInteger attempts = 1;                 // tries to send an item that fails for a passing reason
   NSUInteger bytesPerSecond = 0;           // 0: as fast as it goes
   ExcludePatterns excluded{};
+  Ref<NSDictionary> security{};  // of the connections (kCFStreamPropertyFTPSecurity); nil: as the system is set
 
   // Whether nothing was asked for.
   bool isUsualUpload() const {
     return !reportsOutcomes && !remembersSentOnly && !escapesNames && !contentsOnly && !deletesMissing &&
            !reportsBytes && !isDryRun && temporaryNames == TemporaryNames::Never && attempts == 1 &&
-           bytesPerSecond == 0 && excluded.isEmpty() && remoteDirectory->isEqualToString("/"_ns);
+           bytesPerSecond == 0 && !security && excluded.isEmpty() && remoteDirectory->isEqualToString("/"_ns);
   }
 };
 

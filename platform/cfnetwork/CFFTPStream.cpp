@@ -13,6 +13,12 @@ const Ref<NSString>& kCFStreamPropertyFTPTemporaryName() { return "kCFStreamProp
 const Ref<NSString>& kCFStreamPropertyFTPRemovesItem() { return "kCFStreamPropertyFTPRemovesItem"_ns; }
 const Ref<NSString>& kCFStreamPropertyFTPFolderMayExist() { return "kCFStreamPropertyFTPFolderMayExist"_ns; }
 const Ref<NSString>& kCFStreamPropertyFTPAnnouncesUTF8() { return "kCFStreamPropertyFTPAnnouncesUTF8"_ns; }
+const Ref<NSString>& kCFStreamPropertyFTPSecurity() { return "kCFStreamPropertyFTPSecurity"_ns; }
+const Ref<NSString>& kCFStreamFTPSecurityLevel() { return "Level"_ns; }
+const Ref<NSString>& kCFStreamFTPSecurityCertificateAuthority() { return "CertificateAuthority"_ns; }
+const Ref<NSString>& kCFStreamFTPSecurityFingerprint() { return "Fingerprint"_ns; }
+const Ref<NSString>& kCFStreamFTPSecurityCertificate() { return "Certificate"_ns; }
+const Ref<NSString>& kCFStreamFTPSecurityKey() { return "Key"_ns; }
 
 Ref<FTPWriteStream> CFWriteStreamCreateWithFTPURL(const Ref<NSURL>& url) {
   if (!url || !url->scheme() || url->scheme()->caseInsensitiveCompare("ftp"_ns) != NSOrderedSame) return nil;

@@ -41,6 +41,24 @@ const Ref<NSString>& kCFStreamPropertyFTPRemovesItem();
 const Ref<NSString>& kCFStreamPropertyFTPFolderMayExist();
 // Boolean number: a server that can say so is told that names are UTF-8 (RFC 2640).
 const Ref<NSString>& kCFStreamPropertyFTPAnnouncesUTF8();
+// How the connections are encrypted, a dictionary with the texts below; nil is the same as "none". Without the property
+// "FTPSecurity" in the proxy settings counts, a dictionary of the same kind. Settings that cannot be used are an error
+// of the stream (kCFURLErrorSecureConnectionFailed), and nothing is connected.
+const Ref<NSString>& kCFStreamPropertyFTPSecurity();
+// "none"; "tls": the client asks for encryption (RFC 4217) and sends nothing without it; "implicit": encrypted from the
+// first byte on, at port 990 when the URL gives none. TLS 1.2 or 1.3, for the control and the data connections. The
+// server's certificate is checked against the system's store and the host of the URL, unless something below says
+// otherwise.
+const Ref<NSString>& kCFStreamFTPSecurityLevel();
+// The path of a PEM file with certificates that are trusted in place of the system's store.
+const Ref<NSString>& kCFStreamFTPSecurityCertificateAuthority();
+// The SHA-256 of the server's certificate: 64 hexadecimal digits, small or capital, with or without colons. In place of
+// the checks of authority, name and dates.
+const Ref<NSString>& kCFStreamFTPSecurityFingerprint();
+// The paths of PEM files with the client's own certificate and its key, which must not need a passphrase. Without the
+// second one the first holds both.
+const Ref<NSString>& kCFStreamFTPSecurityCertificate();
+const Ref<NSString>& kCFStreamFTPSecurityKey();
 
 // A stream that stores what is written to it as a file at an "ftp" URL; a URL that ends in a slash makes that folder
 // instead. Nil when the URL is nil, of another scheme or without a host or name. Nothing is connected before open().

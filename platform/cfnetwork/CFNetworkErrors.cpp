@@ -1,5 +1,7 @@
 #include "cfnetwork/CFNetworkErrors.h"
 
+#include <string>
+
 #include "cfnetwork/FTPReply.h"
 #include "foundation/collections/NSDictionary.h"
 #include "foundation/collections/NSNumber.h"
@@ -22,6 +24,14 @@ Ref<NSError> cfnetwork::errorWithCode(CFNetworkErrorCode code, std::string_view 
   return NSError::errorWithDomain_code_userInfo(
       kCFErrorDomainCFNetwork(), code,
       NSDictionary::dictionary({{NSLocalizedDescriptionKey(), NSString::stringWithUTF8String(text)}}));
+}
+
+Ref<NSError> cfnetwork::errorWithoutSecurity(std::string_view text, const FTPReply& reply) {
+  return NSError::errorWithDomain_code_userInfo(
+      kCFErrorDomainCFNetwork(), kCFURLErrorSecureConnectionFailed,
+      NSDictionary::dictionary(
+          {{kCFFTPStatusCodeKey(), NSNumber::numberWithInteger(reply.code)},
+           {NSLocalizedDescriptionKey(), NSString::stringWithUTF8String(std::string(text) + ": " + reply.text)}}));
 }
 
 Ref<NSError> cfnetwork::errorBeforeLogin(const Ref<NSError>& error) {

@@ -23,6 +23,7 @@ enum CFNetworkErrorCode : NSInteger {
   kCFURLErrorTimedOut = -1001,
   kCFURLErrorNetworkConnectionLost = -1005,
   kCFURLErrorBadServerResponse = -1011,
+  kCFURLErrorSecureConnectionFailed = -1200,  // no encryption, or not with whom it should be: nothing was sent
 };
 
 namespace cfnetwork {
@@ -34,6 +35,8 @@ Ref<NSError> errorWithReply(const FTPReply& reply);
 // The same error, marked as one that has come before the login was done.
 Ref<NSError> errorBeforeLogin(const Ref<NSError>& error);
 Ref<NSError> errorWithCode(CFNetworkErrorCode code, std::string_view text);
+// A refusal that leaves the connection unencrypted: the text, and then the server's own words.
+Ref<NSError> errorWithoutSecurity(std::string_view text, const FTPReply& reply);
 
 }  // namespace cfnetwork
 

@@ -86,6 +86,12 @@ void FTPConnection::connected(SocketConnector::Result result) {
   keepAlive(socket_.descriptor());
   source_.emplace(runLoop_, socket_.descriptor(), foundation::DescriptorSource::Readable, [this] { socketReady(); });
   state_ = State::LoggingIn;
+  if (endpoint_.security.context) peer_ = std::make_shared<TLSPeer>(endpoint_.security.context, endpoint_.host);
+  if (endpoint_.security.encryption == FTPEncryption::Implicit) return encrypt([this] { awaitGreeting(); });
+  awaitGreeting();
+}
+
+void FTPConnection::awaitGreeting() {
   pending_ = Command{"", [this](const FTPReply& reply) { greeted(reply); }, nullptr};
   expectReplyWithin(limits_.reply);
 }
@@ -95,7 +101,62 @@ void FTPConnection::greeted(const FTPReply& reply) {
   takesEarlyData_ = FTPGreetingNamesPatientServer(reply);
   // Few servers still know what RFC 959 has taken from Telnet, and the others would store a doubled byte.
   readsTelnet_ = endpoint_.announcesUTF8 && reply.text.find("ProFTPD") != std::string::npos;
-  sendUser();
+  switch (endpoint_.security.encryption) {
+    case FTPEncryption::None:
+      return sendUser();
+    case FTPEncryption::Explicit:
+      return askForEncryption();
+    case FTPEncryption::Implicit:
+      return encryptData();
+  }
+}
+
+// Without encryption nothing more is said.
+void FTPConnection::askForEncryption() {
+  send("AUTH TLS", [this](const FTPReply& reply) {
+    constexpr int goesAhead = 234;
+    if (reply.code != goesAhead) return fail(errorWithoutSecurity("The server does not offer TLS", reply));
+    // In the clear anybody on the way can say something; it must not be taken for a reply to what comes later.
+    if (!parser_.isEmpty()) {
+      return fail(errorWithCode(kCFURLErrorSecureConnectionFailed,
+                                "Something was sent in the clear between the reply to AUTH TLS and the handshake."));
+    }
+    encrypt([this] { encryptData(); });
+  });
+}
+
+void FTPConnection::encrypt(std::function<void()> whenDone) {
+  socket_.encrypt(peer_, TLSChannel::Use::Control);
+  whenEncrypted_ = std::move(whenDone);
+  expectReplyWithin(limits_.reply);
+  shakeHands();
+}
+
+void FTPConnection::shakeHands() {
+  switch (socket_.shakeHands()) {
+    case FTPSocket::Progress::WaitsToRead:
+      return source_->setEvents(foundation::DescriptorSource::Readable);
+    case FTPSocket::Progress::WaitsToWrite:
+      return source_->setEvents(foundation::DescriptorSource::Writable);
+    case FTPSocket::Progress::Failed:
+      return fail(socket_.errorOf(errno));
+    case FTPSocket::Progress::Done:
+      break;
+  }
+  source_->setEvents(foundation::DescriptorSource::Readable);
+  expectNoReply();
+  std::exchange(whenEncrypted_, nullptr)();
+}
+
+// The first command has only one possible argument here, and says nothing by itself; servers that do without it refuse
+// it.
+void FTPConnection::encryptData() {
+  send("PBSZ 0", [this](const FTPReply&) {
+    send("PROT P", [this](const FTPReply& reply) {
+      if (!reply.isCompletion()) return fail(errorWithoutSecurity("The server does not encrypt data", reply));
+      sendUser();
+    });
+  });
 }
 
 void FTPConnection::sendUser() {
@@ -146,24 +207,29 @@ void FTPConnection::flush() {
   // A failure shows again when the socket is read, together with what the server may have said before it.
   if (sent >= 0) unsent_.erase(0, static_cast<std::size_t>(sent));
   unsigned events = foundation::DescriptorSource::Readable;
-  if (sent >= 0 && !unsent_.empty()) events |= foundation::DescriptorSource::Writable;
+  if (sent >= 0 && hasUnsent()) events |= foundation::DescriptorSource::Writable;
   source_->setEvents(events);
 }
 
 void FTPConnection::socketReady() {
   const auto keptAlive = shared_from_this();
+  if (whenEncrypted_) return shakeHands();
   if (source_->isReadable()) readNow();
-  if (!isClosed() && !unsent_.empty()) flush();
+  if (!isClosed() && !whenEncrypted_ && hasUnsent()) flush();
 }
 
 void FTPConnection::readNow() {
   const auto keptAlive = shared_from_this();
   std::array<char, 16384> buffer;
   // A server that never stops sending does not keep the loop from its other work: the rest waits for the next turn.
-  for (int packet = 0; packet < 16 && socket_ && !isClosed(); ++packet) {
+  for (int packet = 0; packet < 16 && socket_ && !isClosed() && !whenEncrypted_; ++packet) {
     const std::int64_t size = socket_.read(buffer.data(), buffer.size());
     if (size < 0 && errno == EAGAIN) return;
-    if (size < 0) return fail(NSError::errorWithPOSIXCode(errno), Loss::ClosedByServer);
+    if (size < 0) {
+      // What is no TLS, or not the server's, has not been closed by it.
+      const Loss loss = errno == EPROTO ? Loss::Failed : Loss::ClosedByServer;
+      return fail(socket_.errorOf(errno), loss);
+    }
     if (size == 0) {
       return fail(errorWithCode(kCFURLErrorNetworkConnectionLost, "The server closed the connection."),
                   Loss::ClosedByServer);
@@ -223,6 +289,7 @@ void FTPConnection::quit() {
   if (isQuiet()) {
     constexpr std::string_view line = "QUIT\r\n";
     socket_.write(line.data(), line.size());
+    socket_.announceEnd();
   }
   close();
 }
@@ -233,6 +300,7 @@ void FTPConnection::close() {
   source_.reset();
   expectNoReply();
   pending_.reset();
+  whenEncrypted_ = nullptr;
   socket_.close();
 }
 

@@ -11,6 +11,7 @@
 #include "cfnetwork/FTPSocket.h"
 #include "cfnetwork/LimitTimer.h"
 #include "cfnetwork/SocketConnector.h"
+#include "cfnetwork/TLSPeer.h"
 #include "foundation/events/EventSource.h"
 
 inline namespace telvo {
@@ -20,9 +21,9 @@ class NSRunLoop;
 
 namespace cfnetwork {
 
-// One control connection (RFC 959) in lock step: it logs in, and then takes one command at a time, the next one only
-// after the final reply to the last. A thread's loop drives it; every call and callback is on that thread. Held by a
-// shared pointer, since a callback may let go of it.
+// One control connection (RFC 959) in lock step: it logs in, encrypted before that when the endpoint says so (RFC
+// 4217), and then takes one command at a time, the next one only after the final reply to the last. A thread's loop
+// drives it; every call and callback is on that thread. Held by a shared pointer, since a callback may let go of it.
 //
 //   connection->open();                                  // connectionDidLogIn() follows, or connectionDidFail()
 //   connection->send("MKD /a", [](const FTPReply& reply) { ... });
@@ -60,6 +61,8 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   bool isThroughProxy() const { return throughProxy_; }
   bool isPassive() const { return endpoint_.passive || throughProxy_; }
   int descriptor() const { return socket_.descriptor(); }
+  // With whom the data connections are encrypted; null when they are not.
+  const std::shared_ptr<TLSPeer>& peer() const { return peer_; }
   // Whether this very connection's greeting names a server that leaves data alone until it has read the command.
   bool takesEarlyData() const { return takesEarlyData_; }
   // The time to the server and back, in seconds; what the server takes for its replies is not in it, as far as can be
@@ -93,7 +96,12 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   };
 
   void connected(SocketConnector::Result result);
+  void awaitGreeting();
   void greeted(const FTPReply& reply);
+  void askForEncryption();
+  void encrypt(std::function<void()> whenDone);
+  void shakeHands();
+  void encryptData();
   void sendUser();
   void sendPassword();
   void askForFeatures();
@@ -101,6 +109,7 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   void sendType();
 
   void flush();
+  bool hasUnsent() const { return !unsent_.empty() || socket_.holdsBack(); }
   void socketReady();
   void handle(const FTPReply& reply);
   void handlePreliminary(const FTPReply& reply);
@@ -115,8 +124,10 @@ class FTPConnection : public std::enable_shared_from_this<FTPConnection> {
   Delegate* delegate_;
   State state_ = State::Idle;
   std::unique_ptr<SocketConnector> connector_;
+  std::shared_ptr<TLSPeer> peer_;
   FTPSocket socket_;
   std::optional<foundation::DescriptorSource> source_;
+  std::function<void()> whenEncrypted_;  // while the handshake is under way
   bool throughProxy_ = false;
   bool takesEarlyData_ = false;
   bool readsTelnet_ = false;  // a byte 255 begins a command of that protocol

@@ -34,7 +34,13 @@ FTPDataChannel::FTPDataChannel(Ref<NSRunLoop> runLoop, Delegate& delegate)
 
 FTPDataChannel::~FTPDataChannel() = default;
 
+void FTPDataChannel::belongTo(const FTPConnection& control) {
+  peer_ = control.peer();
+  mayGetReady_ = control.takesEarlyData();
+}
+
 void FTPDataChannel::connect(const FTPConnection& control, std::uint16_t port, NSTimeInterval limit) {
+  belongTo(control);
   const auto completion = [this](SocketConnector::Result result) { connected(std::move(result)); };
   if (control.isThroughProxy()) {
     const FTPEndpoint& endpoint = control.endpoint();
@@ -54,6 +60,7 @@ void FTPDataChannel::connected(SocketConnector::Result result) {
 }
 
 std::optional<SocketAddress> FTPDataChannel::listen(const FTPConnection& control) {
+  belongTo(control);
   SocketAddress address = SocketAddress::localOf(control.descriptor()).unmapped();
   server_ = SocketAddress::peerOf(control.descriptor());
   address.setPort(0);
@@ -89,20 +96,58 @@ void FTPDataChannel::attach() {
   setBreaksOff(socket_.descriptor(), true);
   // Until it is used, anything that comes is its end.
   source_.emplace(runLoop_, socket_.descriptor(), Source::Readable, [this] { socketReady(); });
+  if (peer_) socket_.encrypt(peer_, TLSChannel::Use::Data);
+  if (!shakeHands()) return lose(socket_.errorOf(errno));
   delegate_->dataChannelDidConnect();
+}
+
+// False when it has failed. What the server says before the handshake is not for us to read.
+bool FTPDataChannel::shakeHands() {
+  if (peer_ && !mayGetReady_) return true;
+  switch (socket_.shakeHands()) {
+    case FTPSocket::Progress::Failed:
+      return false;
+    case FTPSocket::Progress::WaitsToRead:
+      source_->setEvents(Source::Readable);
+      return true;
+    case FTPSocket::Progress::WaitsToWrite:
+      source_->setEvents(Source::Writable);
+      return true;
+    case FTPSocket::Progress::Done:
+      break;
+  }
+  source_->setEvents(Source::Readable);
+  isReady_ = true;
+  return true;
+}
+
+void FTPDataChannel::getReady() {
+  if (std::exchange(mayGetReady_, true) || !socket_ || isReady_) return;
+  // The next turn goes on from here, and reports.
+  source_->setEvents(Source::Writable);
 }
 
 bool FTPDataChannel::isUntouched() {
   if (!socket_) return static_cast<bool>(listener_) || static_cast<bool>(connector_);
+  if (peer_ && !isReady_ && mayGetReady_) return shakeHands();
+  if (!isReady_) return socket_.isSilent();
   char byte = 0;
   return unwanted_ == 0 && socket_.read(&byte, 1) < 0 && errno == EAGAIN;
 }
 
 void FTPDataChannel::socketReady() {
+  if (!isReady_) return handshakeReady();
   if (source_->isReadable()) return readUnwanted();
   source_->setEvents(Source::None);
   blocked_ = false;
   delegate_->dataChannelHasSpace();
+}
+
+void FTPDataChannel::handshakeReady() {
+  // Nobody is to speak before the handshake: it is the connection's end.
+  if (!mayGetReady_) return lose(NSError::errorWithPOSIXCode(ECONNRESET));
+  if (!shakeHands()) return lose(socket_.errorOf(errno));
+  if (isReady_) delegate_->dataChannelHasSpace();
 }
 
 // Nothing but the connection's end is expected. A server may end its own direction while ours is still open, and some
@@ -111,10 +156,12 @@ void FTPDataChannel::readUnwanted() {
   std::array<char, 16384> buffer;
   const std::int64_t size = socket_.read(buffer.data(), buffer.size());
   if (size < 0 && errno == EAGAIN) return;
-  if (size < 0) return lose(NSError::errorWithPOSIXCode(errno));
+  if (size < 0) return lose(socket_.errorOf(errno));
   unwanted_ += static_cast<std::size_t>(size);
   if (unwanted_ > mostUnwanted) return lose(NSError::errorWithPOSIXCode(EPROTO));
   if (size > 0) return;
+  // Encrypted, an end that the server has not announced is not its own.
+  if (peer_ && !ended_ && !socket_.isEndAnnounced()) return lose(NSError::errorWithPOSIXCode(ECONNRESET));
   // With both directions ended there is nothing left to be told; the socket would be ready for ever.
   if (ended_ && size == 0) return source_.reset();
   source_->setEvents(blocked_ ? Source::Writable : Source::None);
@@ -148,12 +195,29 @@ void FTPDataChannel::askForSpace() {
 }
 
 void FTPDataChannel::end() {
-  if (!socket_ || ended_) return;
-  ended_ = true;
+  if (!isReady() || ended_) return;
+  endCameEarly_ = endCameEarly_ || isEndAnnounced();
+  const FTPSocket::Progress progress = socket_.endWriting();
+  if (progress == FTPSocket::Progress::WaitsToWrite) return waitForSpace();
+  // What has broken it shows when it is read.
+  ended_ = progress == FTPSocket::Progress::Done;
   blocked_ = false;
-  socket_.endWriting();
   if (source_) source_->setEvents(Source::Readable);
 }
+
+// Also when it has come and was not served yet.
+bool FTPDataChannel::isEndAnnounced() {
+  std::array<char, 16384> buffer;
+  while (socket_ && !endAnnounced_ && socket_.read(buffer.data(), buffer.size()) > 0) {
+  }
+  endAnnounced_ = endAnnounced_ || (socket_ && socket_.isEndAnnounced());
+  return endAnnounced_;
+}
+
+// An end of the server's that has come before ours says nothing about what it has got.
+bool FTPDataChannel::mayBeCutShort() { return peer_ && (endCameEarly_ || !isEndAnnounced()); }
+
+Ref<NSError> FTPDataChannel::errorOf(int code) const { return socket_.errorOf(code); }
 
 // Systems acknowledge an end at their leisure, and a reset may come first; what counts is what comes before it.
 std::size_t FTPDataChannel::unacknowledged() const {
@@ -167,6 +231,7 @@ Ref<NSError> FTPDataChannel::takeError() {
 }
 
 void FTPDataChannel::breakOff() {
+  endAnnounced_ = endAnnounced_ || socket_.isEndAnnounced();
   source_.reset();
   socket_.breakOff();
 }

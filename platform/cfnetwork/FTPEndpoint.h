@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <string>
 
+#include "cfnetwork/FTPSecurity.h"
 #include "cfnetwork/SocketConnector.h"
 #include "foundation/runtime/NSObject.h"
 
@@ -19,6 +20,7 @@ struct FTPEndpoint {
   Route route;
   bool passive = true;
   bool announcesUTF8 = false;  // to a server that has the feature
+  FTPSecurity security = {};
 
   bool operator==(const FTPEndpoint&) const = default;
 };

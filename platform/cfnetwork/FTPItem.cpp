@@ -66,11 +66,16 @@ Route routeFrom(const id& settings) {
   return route;
 }
 
-FTPEndpoint endpointFrom(const NSURL& url, const FTPProperties& properties) {
+constexpr std::uint16_t usualPort = 21;
+constexpr std::uint16_t implicitPort = 990;
+
+FTPEndpoint endpointFrom(const NSURL& url, const FTPProperties& properties, const FTPSecurity& security) {
   const bool ownLogin = properties.userName && properties.userName->length() > 0;
   FTPEndpoint endpoint;
   endpoint.host = bytesOf(url.host());
-  endpoint.port = url.port() ? static_cast<std::uint16_t>(url.port()->unsignedIntegerValue()) : 21;
+  endpoint.security = security;
+  endpoint.port = security.encryption == FTPEncryption::Implicit ? implicitPort : usualPort;
+  if (url.port()) endpoint.port = static_cast<std::uint16_t>(url.port()->unsignedIntegerValue());
   endpoint.user = bytesOf(ownLogin ? properties.userName : url.user());
   // A URL leaves the escapes in its password.
   endpoint.password = ownLogin ? bytesOf(properties.password) : foundation::percentDecoded(bytesOf(url.password()));
@@ -82,6 +87,12 @@ FTPEndpoint endpointFrom(const NSURL& url, const FTPProperties& properties) {
   endpoint.passive = properties.passive;
   endpoint.announcesUTF8 = properties.announcesUTF8;
   return endpoint;
+}
+
+std::variant<FTPSecurity, Ref<NSError>> securityFrom(const FTPProperties& properties) {
+  if (properties.security) return FTPSecurityFromSettings(properties.security);
+  const auto system = as<NSDictionary>(properties.proxies);
+  return FTPSecurityFromSettings(system ? system->objectForKey("FTPSecurity"_ns) : id());
 }
 
 bool breaksLine(const FTPItem& item) {
@@ -101,7 +112,10 @@ std::variant<FTPItem, Ref<NSError>> FTPItemFromURL(const Ref<NSURL>& url, const 
   if (isFolder) path.remove_suffix(1);
   if (path.empty()) return badURL("The URL names neither a file nor a folder.");
   if (leadsAstray(path)) return badURL("A name with a slash in it, \".\" and \"..\" lead into another folder.");
-  FTPItem item{endpointFrom(*url, properties), foundation::percentDecoded(path), isFolder};
+  const auto security = securityFrom(properties);
+  if (const auto* error = std::get_if<Ref<NSError>>(&security)) return errorBeforeLogin(*error);
+  FTPItem item{endpointFrom(*url, properties, std::get<FTPSecurity>(security)), foundation::percentDecoded(path),
+               isFolder};
   item.isRemoved = properties.removesItem;
   item.mayExist = properties.folderMayExist;
   if (properties.temporaryName && !isFolder) {

@@ -34,11 +34,12 @@ struct FTPProperties {
   bool removesItem = false;
   bool folderMayExist = false;
   bool announcesUTF8 = false;
+  id security;  // a dictionary of security settings, or nil for what the proxy settings say
 };
 
 // What the URL names (RFC 1738, section 3.2); a name that ends with "/" is a folder's. An error when it names nothing,
-// when a text holds a carriage return, line feed or NUL, which cannot be sent, or when a name would lead into another
-// folder once its escapes are resolved.
+// when a text holds a carriage return, line feed or NUL, which cannot be sent, when a name would lead into another
+// folder once its escapes are resolved, or when the connection cannot be encrypted as the properties want it.
 std::variant<FTPItem, Ref<NSError>> FTPItemFromURL(const Ref<NSURL>& url, const FTPProperties& properties);
 
 }  // namespace cfnetwork

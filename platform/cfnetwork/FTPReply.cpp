@@ -125,6 +125,13 @@ std::optional<std::uint16_t> FTPPortFromPassiveReply(const FTPReply& reply) {
   }
 }
 
+std::optional<std::uint64_t> FTPSizeFromReply(const FTPReply& reply) {
+  std::string_view text = reply.text;
+  std::uint64_t size = 0;
+  if (reply.code != 213 || !readNumber(text, size) || !text.empty()) return std::nullopt;
+  return size;
+}
+
 }  // namespace cfnetwork
 
 }  // namespace telvo

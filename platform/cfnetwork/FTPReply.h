@@ -34,6 +34,8 @@ class FTPReplyParser {
   // The oldest complete reply that was not taken yet.
   std::optional<FTPReply> next();
 
+  // Whether nothing has come that next() has not given, not even a part of a reply.
+  bool isEmpty() const { return line_.empty() && !open_ && complete_.empty() && size_ == 0; }
   // Whether something came that is no reply, or one without an end; what follows it is not looked at.
   bool isDamaged() const { return damaged_; }
 
@@ -53,6 +55,8 @@ class FTPReplyParser {
 std::optional<std::uint16_t> FTPPortFromExtendedPassiveReply(const FTPReply& reply);
 // The port in a reply to PASV (227). The address in it is not looked at: data goes to the server that was asked.
 std::optional<std::uint16_t> FTPPortFromPassiveReply(const FTPReply& reply);
+// The number of bytes in a reply to SIZE (213, RFC 3659), or nothing when it is malformed.
+std::optional<std::uint64_t> FTPSizeFromReply(const FTPReply& reply);
 
 }  // namespace cfnetwork
 

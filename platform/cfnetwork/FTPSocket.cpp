@@ -1,9 +1,9 @@
 #include "cfnetwork/FTPSocket.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstddef>
 #include <limits>
+#include <utility>
 
 #include <linux/sockios.h>
 #include <linux/tcp.h>
@@ -12,7 +12,9 @@
 #include <sys/sendfile.h>
 #include <sys/socket.h>
 
+#include "cfnetwork/BrokenPipeSilencer.h"
 #include "cfnetwork/SocketOptions.h"
+#include "foundation/errors/NSError.h"
 
 inline namespace telvo {
 
@@ -22,37 +24,20 @@ namespace {
 
 bool isNoRoom() { return errno == EAGAIN || errno == EWOULDBLOCK; }
 
-// sendfile() knows no MSG_NOSIGNAL: keeps the signal of a broken connection from this thread.
-class BrokenPipeSilencer {
- public:
-  BrokenPipeSilencer() {
-    sigset_t pending;
-    sigpending(&pending);
-    wasPending_ = sigismember(&pending, SIGPIPE) == 1;
-    pthread_sigmask(SIG_BLOCK, &signals_, &before_);
-  }
-  BrokenPipeSilencer(const BrokenPipeSilencer&) = delete;
-  BrokenPipeSilencer& operator=(const BrokenPipeSilencer&) = delete;
-  ~BrokenPipeSilencer() {
-    const timespec none{};
-    if (!wasPending_) sigtimedwait(&signals_, nullptr, &none);
-    pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-  }
-
- private:
-  sigset_t signals_ = [] {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGPIPE);
-    return signals;
-  }();
-  sigset_t before_{};
-  bool wasPending_ = false;
-};
-
 }  // namespace
 
+void FTPSocket::encrypt(std::shared_ptr<TLSPeer> peer, TLSChannel::Use use) {
+  // The end of the handshake and the first data are two small records; the second would wait for the first one's
+  // acknowledgement.
+  const int on = 1;
+  setsockopt(descriptor_.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof on);
+  channel_ = std::make_unique<TLSChannel>(std::move(peer), descriptor_.get(), use);
+}
+
+FTPSocket::Progress FTPSocket::shakeHands() { return channel_ ? channel_->shakeHands() : Progress::Done; }
+
 std::int64_t FTPSocket::read(void* buffer, std::size_t size) {
+  if (channel_) return channel_->read(buffer, size);
   ssize_t received = 0;
   do {
     received = ::recv(descriptor_.get(), buffer, size, MSG_DONTWAIT);
@@ -60,7 +45,13 @@ std::int64_t FTPSocket::read(void* buffer, std::size_t size) {
   return received;
 }
 
+bool FTPSocket::isSilent() const {
+  char byte = 0;
+  return ::recv(descriptor_.get(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) < 0 && isNoRoom();
+}
+
 std::int64_t FTPSocket::write(const void* bytes, std::size_t size) {
+  if (channel_) return channel_->write(bytes, size);
   ssize_t sent = 0;
   do {
     sent = ::send(descriptor_.get(), bytes, size, MSG_NOSIGNAL | MSG_DONTWAIT);
@@ -69,6 +60,7 @@ std::int64_t FTPSocket::write(const void* bytes, std::size_t size) {
 }
 
 std::int64_t FTPSocket::sendFile(int file, std::size_t size) {
+  if (channel_) return channel_->sendFile(file, size);
   const BrokenPipeSilencer silencer;
   ssize_t sent = 0;
   do {
@@ -78,20 +70,33 @@ std::int64_t FTPSocket::sendFile(int file, std::size_t size) {
   return sent < 0 && isNoRoom() ? 0 : -1;
 }
 
-void FTPSocket::endWriting() {
+FTPSocket::Progress FTPSocket::endWriting() {
+  const Progress progress = channel_ ? channel_->end() : Progress::Done;
+  if (progress != Progress::Done) return progress;
   setBreaksOff(descriptor_.get(), false);
   ::shutdown(descriptor_.get(), SHUT_WR);
+  return Progress::Done;
+}
+
+void FTPSocket::announceEnd() {
+  if (channel_ && channel_->isEstablished()) channel_->end();
+}
+
+void FTPSocket::close() {
+  channel_.reset();
+  descriptor_.close();
 }
 
 void FTPSocket::breakOff() {
   if (!descriptor_) return;
   setBreaksOff(descriptor_.get(), true);
-  descriptor_.close();
+  close();
 }
 
 std::size_t FTPSocket::unacknowledged() const {
   int bytes = 0;
-  return ioctl(descriptor_.get(), SIOCOUTQ, &bytes) == 0 ? static_cast<std::size_t>(bytes) : 0;
+  const std::size_t heldBack = channel_ ? channel_->heldBack() : 0;
+  return heldBack + (ioctl(descriptor_.get(), SIOCOUTQ, &bytes) == 0 ? static_cast<std::size_t>(bytes) : 0);
 }
 
 bool FTPSocket::hasLeft() const {
@@ -119,6 +124,10 @@ int FTPSocket::takeError() {
   int error = 0;
   socklen_t size = sizeof error;
   return getsockopt(descriptor_.get(), SOL_SOCKET, SO_ERROR, &error, &size) == 0 ? error : errno;
+}
+
+Ref<NSError> FTPSocket::errorOf(int code) const {
+  return channel_ && channel_->error() ? channel_->error() : NSError::errorWithPOSIXCode(code);
 }
 
 }  // namespace cfnetwork

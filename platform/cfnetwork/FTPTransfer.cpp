@@ -50,27 +50,30 @@ FTPTransfer::~FTPTransfer() {
 }
 
 void FTPTransfer::store(const std::string& path) {
+  path_ = path;
   session_->connection().send(
       "STOR " + path, [this](const FTPReply& reply) { finalReply(reply); }, [this](const FTPReply&) { begun(); });
 }
 
 bool FTPTransfer::takesData() const {
-  if (isOver_ || failure_ || isConfirmed_ || !channel_->isConnected()) return false;
+  if (isOver_ || failure_ || isConfirmed_ || !channel_->isReady()) return false;
   return isAccepted_ || session_->connection().takesEarlyData();
 }
 
 std::int64_t FTPTransfer::send(const std::uint8_t* bytes, std::size_t length) {
   const std::int64_t sent = channel_->send(bytes, length);
   if (sent < 0) {
-    dataChannelDidBreak(NSError::errorWithPOSIXCode(errno));
-  } else if (channel_->isBlocked()) {
-    watch();
+    dataChannelDidBreak(channel_->errorOf(errno));
+    return sent;
   }
+  sent_ += static_cast<std::uint64_t>(sent);
+  if (channel_->isBlocked()) watch();
   return sent;
 }
 
 std::int64_t FTPTransfer::sendFile(int file, std::size_t length) {
   const std::int64_t sent = channel_->sendFile(file, length);
+  if (sent > 0) sent_ += static_cast<std::uint64_t>(sent);
   if (channel_->isBlocked()) watch();
   return sent;
 }
@@ -83,6 +86,7 @@ void FTPTransfer::end() {
 
 void FTPTransfer::begun() {
   isAccepted_ = true;
+  channel_->getReady();
   watch();
   if (!failure_) delegate_.transferCanGoOn();
 }
@@ -106,14 +110,38 @@ void FTPTransfer::refused(const FTPReply& reply) {
 // What a completion reply means. It counts when all data was handed over and our end closed before it came, and when
 // the server's system has acknowledged all of that: what it has not acknowledged the server cannot have stored. How
 // the server ends the data connection says nothing more; some reset it, some leave it open, and some close it late.
+//
+// An encrypted one can be cut by somebody on the way who acknowledges all that comes, and some servers take the cut for
+// the file's end. They cannot be made to announce their own end in return for ours, though, and where that is missing,
+// as some servers always leave it out, the file's size tells a cut one apart.
 void FTPTransfer::confirmed() {
   if (failure_) return finish(Result::Failed, failure_);
-  isAllAcknowledged() ? finish(Result::Stored, nil) : watch();
+  if (!isAllAcknowledged()) return watch();
+  channel_->mayBeCutShort() ? askForSize() : finish(Result::Stored, nil);
+}
+
+void FTPTransfer::askForSize() {
+  if (!session_->connection().isQuiet()) {
+    return finish(Result::Failed, errorWithCode(kCFURLErrorNetworkConnectionLost, "The server closed the connection."));
+  }
+  asksForSize_ = true;
+  watch_.cancel();
+  session_->connection().send("SIZE " + path_, [this](const FTPReply& reply) { sizeReply(reply); });
+}
+
+void FTPTransfer::sizeReply(const FTPReply& reply) {
+  constexpr int sizeFollows = 213;
+  if (reply.code == sizeFollows && FTPSizeFromReply(reply) == sent_) return finish(Result::Stored, nil);
+  const std::string_view text =
+      reply.code == sizeFollows ? "The data connection was cut: the server has not got the whole file."
+                                : "The data connection may have been cut: the server has not ended it, and does not "
+                                  "tell how much it has got.";
+  finish(Result::Failed, errorWithCode(kCFURLErrorNetworkConnectionLost, text));
 }
 
 void FTPTransfer::sessionDidFail(const Ref<NSError>& error, FTPConnection::Loss loss) {
   // A confirmation in hand is worth the same without the connection that it came over.
-  if (isConfirmed_) return;
+  if (isConfirmed_ && !asksForSize_) return;
   const bool isNotBegun = loss == FTPConnection::Loss::ClosedByServer && !isAccepted_;
   finish(isNotBegun ? Result::NotBegun : Result::Failed, failure_ ? failure_ : error);
 }
@@ -132,15 +160,17 @@ void FTPTransfer::dataChannelDidBreak(const Ref<NSError>& error) {
   // When all data had got through, nothing was lost, and the reply decides.
   if (!channel_->mayBeComplete()) failure_ = error;
   channel_->breakOff();
+  if (asksForSize_) return;
   isConfirmed_ ? confirmed() : watch();
 }
 
 FTPTransfer::Wait FTPTransfer::wait() const {
+  if (asksForSize_) return Wait::Size;
   if (isConfirmed_) return Wait::LateAcknowledgement;
   if (failure_) return Wait::Reason;
   if (!isAccepted_) return Wait::Reply;
   if (channel_->isEnded()) return isAllAcknowledged() ? Wait::FinalReply : Wait::Acknowledgement;
-  if (!channel_->isConnected()) return Wait::DataConnection;
+  if (!channel_->isReady()) return Wait::DataConnection;
   return channel_->isBlocked() ? Wait::Room : Wait::Writer;
 }
 
@@ -151,6 +181,7 @@ void FTPTransfer::watch() {
   waited_ = 0;
   switch (wait()) {
     case Wait::Reply:
+    case Wait::Size:
       return;  // under the limit that the command was sent with
     case Wait::Reason:
       return connection.expectReplyWithin(std::min(longestReasonWait, limits_.reply));
@@ -215,7 +246,7 @@ void FTPTransfer::watchAcknowledgement() {
     session_->close();
     return finish(Result::Failed, timeoutError("The server did not acknowledge all data in time."));
   }
-  if (isAllAcknowledged()) return finish(Result::Stored, nil);
+  if (isAllAcknowledged()) return confirmed();
   if (const Ref<NSError> error = channel_->takeError()) return dataChannelDidBreak(error);
   watchAgain(std::min(2 * interval_, longestCheck));
 }

@@ -61,7 +61,17 @@ class FTPTransfer : private FTPSession::User, private FTPDataChannel::Delegate {
 
  private:
   // What the transfer waits for. Each but the last has exactly one limit.
-  enum class Wait { Reply, Reason, DataConnection, Room, Acknowledgement, FinalReply, LateAcknowledgement, Writer };
+  enum class Wait {
+    Reply,
+    Reason,
+    DataConnection,
+    Room,
+    Acknowledgement,
+    FinalReply,
+    LateAcknowledgement,
+    Size,
+    Writer
+  };
 
   void sessionIsReady() override {}
   void sessionDidFail(const Ref<NSError>& error, FTPConnection::Loss loss) override;
@@ -73,6 +83,8 @@ class FTPTransfer : private FTPSession::User, private FTPDataChannel::Delegate {
   void finalReply(const FTPReply& reply);
   void refused(const FTPReply& reply);
   void confirmed();
+  void askForSize();
+  void sizeReply(const FTPReply& reply);
   bool isAllAcknowledged() const { return channel_->isEnded() && channel_->unacknowledged() == 0; }
   Wait wait() const;
   void watch();
@@ -89,8 +101,11 @@ class FTPTransfer : private FTPSession::User, private FTPDataChannel::Delegate {
   std::unique_ptr<FTPDataChannel> channel_;
   bool isAccepted_ = false;
   bool isConfirmed_ = false;  // by the final reply
+  bool asksForSize_ = false;
   bool isOver_ = false;
-  Ref<NSError> failure_;  // of the data connection, while the server may still tell why
+  std::string path_;
+  std::uint64_t sent_ = 0;  // bytes of data
+  Ref<NSError> failure_;    // of the data connection, while the server may still tell why
 
   foundation::TimerSource watch_;
   NSTimeInterval interval_ = 0;  // of the watch that runs

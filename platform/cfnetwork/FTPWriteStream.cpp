@@ -49,6 +49,7 @@ id FTPWriteStream::propertyForKey(const Ref<NSString>& key) const {
   if (NSEqualObjects(key, kCFStreamPropertyFTPUserName())) return properties_.userName;
   if (NSEqualObjects(key, kCFStreamPropertyFTPPassword())) return properties_.password;
   if (NSEqualObjects(key, kCFStreamPropertyFTPProxy())) return properties_.proxies;
+  if (NSEqualObjects(key, kCFStreamPropertyFTPSecurity())) return properties_.security;
   if (NSEqualObjects(key, kCFStreamPropertyFTPUsePassiveMode())) return NSNumber::numberWithBool(properties_.passive);
   if (NSEqualObjects(key, kCFStreamPropertyFTPTemporaryName())) return properties_.temporaryName;
   if (NSEqualObjects(key, kCFStreamPropertyFTPRemovesItem())) return NSNumber::numberWithBool(properties_.removesItem);
@@ -69,6 +70,8 @@ bool FTPWriteStream::setProperty_forKey(const id& property, const Ref<NSString>&
     properties_.password = as<NSString>(property);
   } else if (NSEqualObjects(key, kCFStreamPropertyFTPProxy())) {
     properties_.proxies = property;
+  } else if (NSEqualObjects(key, kCFStreamPropertyFTPSecurity())) {
+    properties_.security = property;
   } else if (NSEqualObjects(key, kCFStreamPropertyFTPUsePassiveMode())) {
     // Settings that do not say choose the mode that works from behind a firewall.
     properties_.passive = !property || foundation::boolFromObject(property);

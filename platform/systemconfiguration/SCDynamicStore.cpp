@@ -1,6 +1,7 @@
 #include "systemconfiguration/SCDynamicStore.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdlib>
 #include <initializer_list>
 #include <string>
@@ -36,11 +37,31 @@ Ref<NSArray> exceptions() {
   return NSArray::arrayWithVector(std::move(names));
 }
 
+// Under the keys that the FTP client knows (kCFStreamPropertyFTPSecurity); nil for none.
+Ref<NSDictionary> security() {
+  struct Setting {
+    const char* variable;
+    Ref<NSString> key;
+  };
+  const std::array settings{Setting{"FTP_SECURITY", "Level"_ns},
+                            Setting{"FTP_TLS_CERTIFICATE_AUTHORITY", "CertificateAuthority"_ns},
+                            Setting{"FTP_TLS_FINGERPRINT", "Fingerprint"_ns},
+                            Setting{"FTP_TLS_CERTIFICATE", "Certificate"_ns}, Setting{"FTP_TLS_KEY", "Key"_ns}};
+  const auto dictionary = NSMutableDictionary::dictionary();
+  for (const Setting& setting : settings) {
+    const std::string value = environmentValue({setting.variable});
+    if (!value.empty()) dictionary->setObject_forKey(NSString::stringWithUTF8String(value), setting.key);
+  }
+  if (!dictionary->objectForKey("Level"_ns)) return nil;
+  return as<NSDictionary>(dictionary->copy());
+}
+
 }  // namespace
 
 const Ref<NSString>& kSCPropNetProxiesFTPPassive() { return "FTPPassive"_ns; }
 const Ref<NSString>& kSCPropNetProxiesFTPProxy() { return "FTPProxy"_ns; }
 const Ref<NSString>& kSCPropNetProxiesExceptionsList() { return "ExceptionsList"_ns; }
+const Ref<NSString>& kSCPropNetProxiesFTPSecurity() { return "FTPSecurity"_ns; }
 const Ref<NSString>& kSCPropNetProxiesFTPConnections() { return "FTPConnections"_ns; }
 
 Ref<NSDictionary> SCDynamicStoreCopyProxies() {
@@ -62,6 +83,7 @@ Ref<NSDictionary> SCDynamicStoreCopyProxies() {
   if (const int connections = std::atoi(environmentValue({"FTP_CONNECTIONS"}).c_str()); connections > 0) {
     settings->setObject_forKey(NSNumber::numberWithInteger(connections), kSCPropNetProxiesFTPConnections());
   }
+  if (const auto encryption = security()) settings->setObject_forKey(encryption, kSCPropNetProxiesFTPSecurity());
   if (direct->count() > 0) settings->setObject_forKey(direct, kSCPropNetProxiesExceptionsList());
   return as<NSDictionary>(settings->copy());
 }
