@@ -11,7 +11,7 @@
 #include "cfnetwork/FTPSocket.h"
 #include "cfnetwork/LimitTimer.h"
 #include "cfnetwork/SocketConnector.h"
-#include "cfnetwork/TLSPeer.h"
+#include "cfnetwork/tls/TLSPeer.h"
 #include "foundation/events/EventSource.h"
 
 inline namespace telvo {

@@ -7,7 +7,7 @@
 #include "cfnetwork/FTPConnection.h"
 #include "cfnetwork/FTPSocket.h"
 #include "cfnetwork/SocketConnector.h"
-#include "cfnetwork/TLSPeer.h"
+#include "cfnetwork/tls/TLSPeer.h"
 #include "foundation/events/EventSource.h"
 
 inline namespace telvo {

@@ -7,7 +7,7 @@
 
 #include "cfnetwork/CFFTPStream.h"
 #include "cfnetwork/CFNetworkErrors.h"
-#include "cfnetwork/TLSContext.h"
+#include "cfnetwork/tls/TLSContext.h"
 #include "foundation/collections/NSDictionary.h"
 #include "foundation/errors/NSError.h"
 #include "foundation/text/NSString.h"

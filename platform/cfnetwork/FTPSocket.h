@@ -5,7 +5,7 @@
 #include <memory>
 #include <optional>
 
-#include "cfnetwork/TLSChannel.h"
+#include "cfnetwork/tls/TLSChannel.h"
 #include "foundation/files/FileIO.h"
 #include "foundation/runtime/NSObjCRuntime.h"
 

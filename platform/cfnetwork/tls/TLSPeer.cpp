@@ -1,10 +1,10 @@
-#include "cfnetwork/TLSPeer.h"
+#include "cfnetwork/tls/TLSPeer.h"
 
 #include <utility>
 
 #include <gio/gio.h>
 
-#include "cfnetwork/TLSObjects.h"
+#include "cfnetwork/tls/TLSObjects.h"
 
 inline namespace telvo {
 

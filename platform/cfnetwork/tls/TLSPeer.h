@@ -3,7 +3,7 @@
 #include <memory>
 #include <string>
 
-#include "cfnetwork/TLSContext.h"
+#include "cfnetwork/tls/TLSContext.h"
 
 inline namespace telvo {
 

@@ -1,4 +1,4 @@
-#include "cfnetwork/TLSContext.h"
+#include "cfnetwork/tls/TLSContext.h"
 
 #include <algorithm>
 #include <string>
@@ -9,7 +9,7 @@
 #include <openssl/err.h>
 
 #include "cfnetwork/CFNetworkErrors.h"
-#include "cfnetwork/TLSObjects.h"
+#include "cfnetwork/tls/TLSObjects.h"
 #include "foundation/errors/NSError.h"
 
 inline namespace telvo {

@@ -9,7 +9,7 @@
 #include <openssl/x509v3.h>
 
 #include "cfnetwork/CFNetworkErrors.h"
-#include "cfnetwork/TLSObjects.h"
+#include "cfnetwork/tls/TLSObjects.h"
 #include "foundation/errors/NSError.h"
 
 inline namespace telvo {

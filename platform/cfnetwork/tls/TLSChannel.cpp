@@ -1,4 +1,4 @@
-#include "cfnetwork/TLSChannel.h"
+#include "cfnetwork/tls/TLSChannel.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -11,7 +11,7 @@
 
 #include "cfnetwork/BrokenPipeSilencer.h"
 #include "cfnetwork/CFNetworkErrors.h"
-#include "cfnetwork/TLSObjects.h"
+#include "cfnetwork/tls/TLSObjects.h"
 #include "foundation/errors/NSError.h"
 
 inline namespace telvo {

@@ -6,8 +6,8 @@
 #include <openssl/ssl.h>
 #include <openssl/x509.h>
 
-#include "cfnetwork/TLSContext.h"
-#include "cfnetwork/TLSPeer.h"
+#include "cfnetwork/tls/TLSContext.h"
+#include "cfnetwork/tls/TLSPeer.h"
 
 inline namespace telvo {
 

@@ -3,7 +3,7 @@
 #include <memory>
 #include <variant>
 
-#include "cfnetwork/TLSSettings.h"
+#include "cfnetwork/tls/TLSSettings.h"
 #include "foundation/runtime/Ref.h"
 
 inline namespace telvo {
