@@ -36,6 +36,11 @@ For owners that ask for more, each off when absent:
   -announce YES                 tells when the helper can be reached
   -bytesPerSecond N             sends no faster
   -dryRun YES                   tells what would be done, and does nothing
+  -security tls|implicit        encrypts the connections, on request or from the first byte on (port 990)
+  -tlsCertificateAuthority FILE trusts these certificates in place of the system's (PEM)
+  -tlsFingerprint SHA256        trusts the server's certificate that has this fingerprint, and no other
+  -tlsCertificate FILE, -tlsKey FILE
+                                shows this certificate to the server (PEM)
 
   --help, --version             print this, or the version
 )";

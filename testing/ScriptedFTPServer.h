@@ -15,6 +15,8 @@
 #include <thread>
 #include <vector>
 
+#include <poll.h>
+
 #include "foundation/files/FileIO.h"
 
 // An FTP server in memory that behaves well until a test tells it otherwise:
@@ -143,6 +145,8 @@ class ScriptedFTPServer::Session {
   void sendOneByOne(std::string_view bytes);
   // Serves a command as the script says.
   void perform(const std::string& verb, const std::string& argument);
+  // Waits for anything on the control connection; false when the test is over.
+  bool comesOnControl() { return wait(control_, POLLIN); }
   // Reads and serves one command.
   void serveNext();
   void sleep(double seconds);
@@ -175,6 +179,12 @@ class ScriptedFTPServer::Session {
   // Notes what came on the data connection, as a file when it had an orderly end or when told so.
   void note(const std::string& path, const std::string& content, bool isFile = false);
 
+  // From now on what is said on the control connection, or what comes on data connections made later, passes through
+  // something that has another end for the session.
+  using Filter = std::function<foundation::FileDescriptor(foundation::FileDescriptor)>;
+  void filterControl(const Filter& filter) { control_ = filter(std::move(control_)); }
+  void filterData(Filter filter) { dataFilter_ = std::move(filter); }
+
   std::string user;
   bool loggedIn = false;
 
@@ -196,6 +206,7 @@ class ScriptedFTPServer::Session {
   foundation::FileDescriptor listener_;
   std::vector<foundation::FileDescriptor> held_;
   foundation::FileDescriptor data_;
+  Filter dataFilter_;
   std::optional<End> dataEnd_;
   std::string activeHost_;
   std::uint16_t activePort_ = 0;

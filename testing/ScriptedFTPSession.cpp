@@ -171,6 +171,7 @@ bool ScriptedFTPServer::Session::openData() {
     data_ = FileDescriptor(::accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
     listener_.close();
   }
+  if (data_ && dataFilter_) data_ = dataFilter_(std::move(data_));
   return static_cast<bool>(data_);
 }
 

@@ -219,10 +219,11 @@ bool FTPDataChannel::mayBeCutShort() { return peer_ && (endCameEarly_ || !isEndA
 
 Ref<NSError> FTPDataChannel::errorOf(int code) const { return socket_.errorOf(code); }
 
-// Systems acknowledge an end at their leisure, and a reset may come first; what counts is what comes before it.
+// Systems acknowledge an end at their leisure, and a reset may come first; what counts is what comes before it. An
+// encrypted connection's end is something that comes before it.
 std::size_t FTPDataChannel::unacknowledged() const {
   const std::size_t bytes = socket_.unacknowledged();
-  return ended_ && bytes > 0 ? bytes - 1 : bytes;
+  return ended_ && !peer_ && bytes > 0 ? bytes - 1 : bytes;
 }
 
 Ref<NSError> FTPDataChannel::takeError() {

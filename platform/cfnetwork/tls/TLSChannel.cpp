@@ -1,6 +1,7 @@
 #include "cfnetwork/tls/TLSChannel.h"
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <string>
 #include <utility>
@@ -46,6 +47,24 @@ Ref<NSError> protocolError(bool isEstablished) {
     text += takeTLSFailure();
   }
   return errorWithCode(kCFURLErrorSecureConnectionFailed, text + ".");
+}
+
+// The server has shown which group it wants. A first message with a share in another one it would answer with a request
+// for that, which costs every file a round trip.
+void preferGroup(SSL* connection, int group) {
+  const std::array usual{NID_X25519, NID_X9_62_prime256v1, NID_secp384r1, NID_secp521r1, NID_X448};
+  if (std::find(usual.begin(), usual.end(), group) == usual.end()) return;
+  std::array groups = usual;
+  std::stable_partition(groups.begin(), groups.end(), [group](int each) { return each == group; });
+  SSL_set1_groups(connection, groups.data(), static_cast<long>(groups.size()));
+}
+
+// As one of its control connection's. With a copy of the session, since a connection that is broken off or fails spoils
+// its own for others.
+void resume(SSL* connection, const TLSPeer::Session& session) {
+  const TLSSessionObject copy(SSL_SESSION_dup(session.object.get()));
+  if (copy) SSL_set_session(connection, copy.get());
+  preferGroup(connection, session.group);
 }
 
 }  // namespace
@@ -125,10 +144,7 @@ TLSChannel::TLSChannel(std::shared_ptr<TLSPeer> peer, int descriptor, Use use)
   if (use == Use::Control) return;
   // Control connections carry too little to be worth it.
   SSL_set_options(object.get(), SSL_OP_ENABLE_KTLS);
-  if (!peer->session()) return;
-  // A copy, since a connection that is broken off or fails spoils its session for others.
-  const TLSSessionObject session(SSL_SESSION_dup(peer->session()->object.get()));
-  if (session) SSL_set_session(object.get(), session.get());
+  if (peer->session()) resume(object.get(), *peer->session());
 }
 
 TLSChannel::~TLSChannel() = default;

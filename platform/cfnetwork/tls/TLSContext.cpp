@@ -58,7 +58,8 @@ int keepSession(SSL* connection, SSL_SESSION* session) {
   const TLSConnectionState* const state = TLSStateOf(connection);
   if (!state || !state->keepsSessions) return 0;
   TLSSessionObject copy(SSL_SESSION_dup(session));
-  if (copy) state->peer.setSession(std::make_unique<TLSPeer::Session>(TLSPeer::Session{std::move(copy)}));
+  const int group = static_cast<int>(SSL_get_negotiated_group(connection));
+  if (copy) state->peer.setSession(std::make_unique<TLSPeer::Session>(TLSPeer::Session{std::move(copy), group}));
   return 0;
 }
 

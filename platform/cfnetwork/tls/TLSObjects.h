@@ -33,6 +33,7 @@ struct TLSContext::Implementation {
 
 struct TLSPeer::Session {
   TLSSessionObject object;
+  int group = 0;  // in which the keys were agreed on, as the library numbers them; not positive: unknown
 };
 
 // What belongs to one encrypted connection beside the library's own state.

@@ -1,0 +1,173 @@
+#include "testing/TLSServer.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <stdexcept>
+#include <utility>
+
+#include <fcntl.h>
+#include <openssl/err.h>
+#include <openssl/pem.h>
+#include <openssl/ssl.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+#include "testing/Sockets.h"
+
+using foundation::FileDescriptor;
+
+namespace {
+
+template <auto release>
+struct Releaser {
+  template <class Object>
+  void operator()(Object* object) const {
+    release(object);
+  }
+};
+using Connection = std::unique_ptr<SSL, Releaser<SSL_free>>;
+using Memory = std::unique_ptr<BIO, Releaser<BIO_free_all>>;
+
+constexpr int turn = 50;  // milliseconds, after which a thread looks whether the test is over
+
+Memory memoryWith(const std::string& text) {
+  return Memory(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
+}
+
+// The library knows no MSG_NOSIGNAL.
+void blockBrokenPipes() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGPIPE);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+}
+
+bool isReady(int descriptor, short events, int milliseconds = turn) {
+  pollfd polled{descriptor, events, 0};
+  return ::poll(&polled, 1, milliseconds) > 0;
+}
+
+bool sendAll(int descriptor, const char* bytes, std::size_t size) {
+  while (size > 0) {
+    const ssize_t sent = ::send(descriptor, bytes, size, MSG_NOSIGNAL);
+    if (sent <= 0) return false;
+    bytes += sent;
+    size -= static_cast<std::size_t>(sent);
+  }
+  return true;
+}
+
+}  // namespace
+
+struct TLSServer::Library {
+  std::unique_ptr<SSL_CTX, Releaser<SSL_CTX_free>> context{SSL_CTX_new(TLS_server_method())};
+};
+
+TLSServer::TLSServer(const TestCertificate& certificate, const Behaviour& behaviour)
+    : behaviour_(behaviour), library_(std::make_unique<Library>()) {
+  SSL_CTX* const context = library_->context.get();
+  const std::unique_ptr<X509, Releaser<X509_free>> shown(
+      PEM_read_bio_X509(memoryWith(certificate.certificate).get(), nullptr, nullptr, nullptr));
+  const std::unique_ptr<EVP_PKEY, Releaser<EVP_PKEY_free>> key(
+      PEM_read_bio_PrivateKey(memoryWith(certificate.key).get(), nullptr, nullptr, nullptr));
+  if (SSL_CTX_use_certificate(context, shown.get()) != 1 || SSL_CTX_use_PrivateKey(context, key.get()) != 1) {
+    throw std::runtime_error("no certificate to be used");
+  }
+  constexpr unsigned char purpose[] = "test";
+  SSL_CTX_set_session_id_context(context, purpose, sizeof purpose);
+  if (behaviour.isLimitedTo12) SSL_CTX_set_max_proto_version(context, TLS1_2_VERSION);
+  if (behaviour.takesOldVersionsOnly) {
+    SSL_CTX_set_security_level(context, 0);
+    SSL_CTX_set_min_proto_version(context, TLS1_VERSION);
+    SSL_CTX_set_max_proto_version(context, TLS1_1_VERSION);
+  }
+  if (behaviour.clientAuthority.empty()) return;
+  const std::unique_ptr<X509, Releaser<X509_free>> authority(
+      PEM_read_bio_X509(memoryWith(behaviour.clientAuthority).get(), nullptr, nullptr, nullptr));
+  X509_STORE_add_cert(SSL_CTX_get_cert_store(context), authority.get());
+  SSL_CTX_set_verify(context, SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
+}
+
+TLSServer::~TLSServer() {
+  isOver_ = true;
+  for (std::thread& thread : threads_) thread.join();
+}
+
+void TLSServer::serve(ScriptedFTPServer& server) {
+  server.always("AUTH", [this](ScriptedFTPServer::Session& session, const std::string&) {
+    session.reply("234 Go ahead.");
+    session.filterControl([this](FileDescriptor socket) { return decrypt(std::move(socket), false); });
+  });
+  server.always("PBSZ", scripted::reply("200 Done."));
+  server.always("SIZE", [&server](ScriptedFTPServer::Session& session, const std::string& path) {
+    const auto content = server.file(path);
+    session.reply(content ? "213 " + std::to_string(content->size()) : "550 There is no such file.");
+  });
+  server.always("PROT", [this](ScriptedFTPServer::Session& session, const std::string&) {
+    session.filterData([this](FileDescriptor socket) { return decrypt(std::move(socket), true); });
+    session.reply("200 Done.");
+  });
+}
+
+FileDescriptor TLSServer::decrypt(FileDescriptor encrypted, bool isData) {
+  int pair[2];
+  if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair) != 0) throw std::runtime_error("no socket pair");
+  FileDescriptor inner(pair[0]);
+  const std::lock_guard lock(mutex_);
+  threads_.emplace_back([this, socket = std::make_shared<FileDescriptor>(std::move(encrypted)),
+                         plain = std::make_shared<FileDescriptor>(pair[1]), isData] {
+    blockBrokenPipes();
+    relay(socket->get(), std::move(*plain), isData);
+    if (!behaviour_.announcesEnd && isData) abortOnClose(*socket);
+    ERR_clear_error();
+  });
+  return inner;
+}
+
+// Up to the end of either side, or the test's.
+void TLSServer::relay(int encrypted, FileDescriptor plain, bool isData) {
+  const Connection connection(SSL_new(library_->context.get()));
+  ::fcntl(encrypted, F_SETFL, O_NONBLOCK);
+  SSL_set_fd(connection.get(), encrypted);
+  SSL_set_accept_state(connection.get());
+  while (SSL_do_handshake(connection.get()) != 1) {
+    if (isOver_ || (!SSL_want_read(connection.get()) && !SSL_want_write(connection.get()))) return;
+    isReady(encrypted, SSL_want_write(connection.get()) ? POLLOUT : POLLIN);
+  }
+  if (isData) {
+    ++dataConnections_;
+    resumed_ += SSL_session_reused(connection.get()) == 1 ? 1 : 0;
+  }
+  std::size_t received = 0;
+  char buffer[16384];
+  bool fromClient = true;
+  while (!isOver_) {
+    std::size_t size = 0;
+    const int result = fromClient ? SSL_read_ex(connection.get(), buffer, sizeof buffer, &size) : 0;
+    received += size;
+    if (isData && received > behaviour_.cutAfter) return;
+    if (result == 1) {
+      if (!sendAll(plain.get(), buffer, size)) return;
+      continue;
+    }
+    if (fromClient && SSL_get_error(connection.get(), result) != SSL_ERROR_WANT_READ) {
+      if (SSL_get_error(connection.get(), result) != SSL_ERROR_ZERO_RETURN) return;
+      ++announcedEnds_;
+      fromClient = false;
+      ::shutdown(plain.get(), SHUT_WR);
+    }
+    pollfd descriptors[] = {{fromClient ? encrypted : -1, POLLIN, 0}, {plain.get(), POLLIN, 0}};
+    if (::poll(descriptors, 2, turn) <= 0 || descriptors[1].revents == 0) continue;
+    const ssize_t taken = ::recv(plain.get(), buffer, sizeof buffer, 0);
+    if (taken <= 0) {
+      if (behaviour_.announcesEnd) SSL_shutdown(connection.get());
+      return;
+    }
+    std::size_t sent = 0;
+    while (!isOver_ && SSL_write_ex(connection.get(), buffer, static_cast<std::size_t>(taken), &sent) != 1) {
+      if (SSL_get_error(connection.get(), 0) != SSL_ERROR_WANT_WRITE) return;
+      isReady(encrypted, POLLOUT);
+    }
+  }
+}

@@ -1,0 +1,59 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "foundation/files/FileIO.h"
+#include "testing/ScriptedFTPServer.h"
+#include "testing/TestCertificate.h"
+
+// Encrypts the connections of a ScriptedFTPServer, which goes on in the clear behind it. Must outlive the server.
+//
+//   TLSServer tls(certificate);
+//   ScriptedFTPServer server;
+//   tls.serve(server);
+class TLSServer {
+ public:
+  struct Behaviour {
+    bool announcesEnd = true;                  // by close_notify; otherwise its connections merely end
+    std::size_t cutAfter = std::string::npos;  // so many bytes of data the connection is cut, like a file's end
+    bool takesOldVersionsOnly = false;         // older than TLS 1.2
+    bool isLimitedTo12 = false;
+    std::string clientAuthority;  // PEM; not empty: clients need a certificate of it
+  };
+
+  explicit TLSServer(const TestCertificate& certificate) : TLSServer(certificate, Behaviour()) {}
+  TLSServer(const TestCertificate& certificate, const Behaviour& behaviour);
+  TLSServer(const TLSServer&) = delete;
+  TLSServer& operator=(const TLSServer&) = delete;
+  ~TLSServer();
+
+  // Has the server offer AUTH TLS, PBSZ and PROT.
+  void serve(ScriptedFTPServer& server);
+  // The other end of the connection, decrypted.
+  foundation::FileDescriptor decrypt(foundation::FileDescriptor encrypted, bool isData);
+
+  std::size_t dataConnections() const { return dataConnections_; }
+  // How many of them have resumed a session.
+  std::size_t resumed() const { return resumed_; }
+  // How many connections the client has ended by close_notify.
+  std::size_t announcedEnds() const { return announcedEnds_; }
+
+ private:
+  struct Library;
+  void relay(int encrypted, foundation::FileDescriptor plain, bool isData);
+
+  const Behaviour behaviour_;
+  std::unique_ptr<Library> library_;
+  std::mutex mutex_;
+  std::vector<std::thread> threads_;
+  std::atomic<bool> isOver_ = false;
+  std::atomic<std::size_t> dataConnections_ = 0;
+  std::atomic<std::size_t> resumed_ = 0;
+  std::atomic<std::size_t> announcedEnds_ = 0;
+};

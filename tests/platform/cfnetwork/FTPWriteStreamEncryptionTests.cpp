@@ -1,0 +1,156 @@
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "tests/platform/cfnetwork/EncryptedUpload.h"
+#include "tests/platform/cfnetwork/FaultTesting.h"
+
+// Files on their way over encrypted connections, and what becomes of those that are cut.
+
+namespace {
+
+using namespace scripted;
+
+class FTPWriteStreamEncryption : public testing::Test, protected EncryptionTesting {
+ protected:
+  static bool stores(ScriptedFTPServer& server, const id& settings, const std::string& path,
+                     const std::string& content) {
+    EncryptedUpload upload(server, settings, path, content);
+    const bool isStored = upload.stores();
+    EXPECT_TRUE(isStored) << path << ": " << upload.errorText();
+    EXPECT_EQ(server.file(path) == content, true) << path;
+    return isStored;
+  }
+};
+
+TEST_F(FTPWriteStreamEncryption, BeginsBeforeTheLogin) {
+  TLSServer tls(usual());
+  ScriptedFTPServer server;
+  tls.serve(server);
+  stores(server, trusting(), "/a", "content");
+  EXPECT_EQ(server.verbs(), (std::vector<std::string>{"AUTH", "PBSZ", "PROT", "USER", "PASS", "TYPE", "EPSV", "STOR"}));
+  EXPECT_EQ(server.timesAhead(), 0U);
+}
+
+TEST_F(FTPWriteStreamEncryption, TakesFilesOfAllSizes) {
+  for (const bool isLimitedTo12 : {false, true}) {
+    TLSServer::Behaviour behaviour;
+    behaviour.isLimitedTo12 = isLimitedTo12;
+    TLSServer tls(usual(), behaviour);
+    ScriptedFTPServer server;
+    tls.serve(server);
+    const auto settings = trusting();
+    for (const std::size_t size : {std::size_t{0}, std::size_t{1}, smallSize, std::size_t{16384}, largeSize}) {
+      stores(server, settings, "/" + std::to_string(size), contentOfSize(size));
+    }
+    EncryptedUpload folder(server, settings, "/folder/");
+    EXPECT_TRUE(folder.stores());
+    EXPECT_EQ(server.sessions(), 1U);
+  }
+}
+
+TEST_F(FTPWriteStreamEncryption, TakesTheServersDataConnections) {
+  TLSServer tls(usual());
+  ScriptedFTPServer server;
+  tls.serve(server);
+  for (const std::size_t size : {std::size_t{0}, largeSize}) {
+    EncryptedUpload upload(server, trusting(), "/a", contentOfSize(size));
+    upload.stream->setProperty_forKey(NSNumber::numberWithBool(false), kCFStreamPropertyFTPUsePassiveMode());
+    EXPECT_TRUE(upload.stores()) << upload.errorText();
+    EXPECT_EQ(server.file("/a") == contentOfSize(size), true);
+  }
+}
+
+// Also of a server whose greeting lets the handshake begin before the command.
+TEST_F(FTPWriteStreamEncryption, ResumesTheControlConnectionsSessionForEachFile) {
+  for (const std::string greeting : {"220 Welcome.", "220 (vsFTPd 3.0.3)"}) {
+    for (const bool isLimitedTo12 : {false, true}) {
+      TLSServer::Behaviour behaviour;
+      behaviour.isLimitedTo12 = isLimitedTo12;
+      TLSServer tls(usual(), behaviour);
+      ScriptedFTPServer server;
+      tls.serve(server);
+      server.always("GREETING", reply(greeting));
+      for (int i = 0; i < 5; ++i) stores(server, trusting(), "/" + std::to_string(i), contentOfSize(smallSize));
+      EXPECT_EQ(tls.dataConnections(), 5U);
+      EXPECT_EQ(tls.resumed(), tls.dataConnections()) << greeting;
+    }
+  }
+}
+
+TEST_F(FTPWriteStreamEncryption, AnnouncesTheEndOfAFile) {
+  TLSServer tls(usual());
+  ScriptedFTPServer server;
+  tls.serve(server);
+  stores(server, trusting(), "/a", contentOfSize(largeSize));
+  EXPECT_EQ(tls.announcedEnds(), 1U);
+}
+
+TEST_F(FTPWriteStreamEncryption, DoesNotAnnounceTheEndOfAFileThatIsBrokenOff) {
+  TLSServer tls(usual());
+  ScriptedFTPServer server;
+  tls.serve(server);
+  EncryptedUpload upload(server, trusting(), "/a", contentOfSize(largeSize));
+  upload.pieceSize = 100000;
+  upload.run([&] { return upload.offset > 0; });
+  upload.stream->breakOff();
+  upload.close();
+  ASSERT_TRUE(server.waitUntil([&] { return !server.transfers().empty(); }));
+  EXPECT_EQ(tls.announcedEnds(), 0U);
+}
+
+TEST_F(FTPWriteStreamEncryption, IsThereFromTheFirstByteWhenItIsImplicit) {
+  TLSServer tls(usual());
+  ScriptedFTPServer server;
+  tls.serve(server);
+  server.always("GREETING", [&](Session& session, const std::string&) {
+    session.filterControl([&](foundation::FileDescriptor socket) { return tls.decrypt(std::move(socket), false); });
+    session.reply("220 Welcome.");
+  });
+  const auto settings = trusting();
+  set(*settings, kCFStreamFTPSecurityLevel(), "implicit");
+  stores(server, settings, "/a", contentOfSize(smallSize));
+  EXPECT_EQ(server.count("AUTH"), 0U);
+  EXPECT_EQ(server.count("PROT"), 1U);
+}
+
+// A server that takes a cut for the file's end says that it is stored. Its size tells that it is not.
+TEST_F(FTPWriteStreamEncryption, ACutFileIsNotStoredWhateverTheServerSays) {
+  for (const std::size_t size : {std::size_t{0}, std::size_t{1000}, std::size_t{16384}, std::size_t{100000}}) {
+    for (const bool tellsSize : {true, false}) {
+      TLSServer::Behaviour behaviour;
+      behaviour.cutAfter = size;
+      TLSServer tls(usual(), behaviour);
+      ScriptedFTPServer server;
+      tls.serve(server);
+      if (!tellsSize) server.always("SIZE", reply("502 Not known here."));
+      EncryptedUpload upload(server, trusting(), "/a", contentOfSize(size + smallSize));
+      EXPECT_FALSE(upload.stores()) << size;
+      EXPECT_NE(upload.errorText(), "") << size;
+    }
+  }
+}
+
+// One that merely never announces its end stores what it says.
+TEST_F(FTPWriteStreamEncryption, TheSizeDecidesWhereTheServerDoesNotAnnounceItsEnd) {
+  TLSServer::Behaviour behaviour;
+  behaviour.announcesEnd = false;
+  TLSServer tls(usual(), behaviour);
+  ScriptedFTPServer server;
+  tls.serve(server);
+  const auto settings = trusting();
+  stores(server, settings, "/a", contentOfSize(smallSize));
+  stores(server, settings, "/b", contentOfSize(largeSize));
+  EXPECT_EQ(server.count("SIZE"), 2U);
+  for (const char* answer : {"213 1999", "213 ", "213 2000 or so", "502 Not known here.", "550 No."}) {
+    server.always("SIZE", reply(answer));
+    EncryptedUpload upload(server, settings, "/c", contentOfSize(smallSize));
+    EXPECT_FALSE(upload.stores()) << answer;
+  }
+  server.always("SIZE", dropControl());
+  EncryptedUpload upload(server, settings, "/d", contentOfSize(smallSize));
+  EXPECT_FALSE(upload.stores());
+}
+
+}  // namespace
