@@ -54,6 +54,34 @@ TEST(LaunchParameters, NumbersAreNumbersFromTheirSmallestOn) {
   }
 }
 
+TEST(LaunchParameters, TheEncryptionIsHandedOnAsItIs) {
+  const auto parameters = parametersFrom({{"security"_ns, "tls"_ns}, {"tlsFingerprint"_ns, ":"_ns}});
+  EXPECT_FALSE(parameters.options.isUsualUpload());
+  EXPECT_EQ(parameters.options.security->objectForKey("Level"_ns)->description()->UTF8String(), "tls");
+  EXPECT_EQ(parameters.options.security->objectForKey("Fingerprint"_ns)->description()->UTF8String(), ":");
+  EXPECT_EQ(parameters.options.security->count(), 2U);
+  EXPECT_EQ(parametersFrom({{"host"_ns, "example.org"_ns}}).options.security, nil);
+}
+
+// Whoever asks for it must not be served in the clear because of a slip.
+TEST(LaunchParameters, AnEncryptionWithoutAMeaningIsToldAndKept) {
+  const std::vector<std::pair<Ref<NSString>, Ref<NSString>>> slips{
+      {"security"_ns, "TLS"_ns},
+      {"security"_ns, ""_ns},
+      {"tlsFingerprint"_ns, "aa"_ns},
+      {"tlsCertificateAuthority"_ns, "/nonexistent.pem"_ns},
+      {"tlsCertificate"_ns, "/nonexistent.pem"_ns},
+      {"tlsKey"_ns, "/nonexistent.pem"_ns},
+  };
+  for (const auto& [key, value] : slips) {
+    const auto parameters = parametersFrom({{key, value}});
+    EXPECT_EQ(parameters.complaints.size(), 1U) << key->UTF8String();
+    EXPECT_NE(parameters.options.security, nil) << key->UTF8String();
+  }
+  EXPECT_TRUE(parametersFrom({{"security"_ns, "implicit"_ns}}).complaints.empty());
+  EXPECT_TRUE(parametersFrom({{"security"_ns, "none"_ns}}).complaints.empty());
+}
+
 TEST(LaunchParameters, TheRemoteDirectoryIsMadeAbsolute) {
   const std::vector<std::pair<std::string, std::string>> expected{
       {"/", "/"},           {"", "/"},          {"/a", "/a"},    {"a/b", "/a/b"}, {"/a/", "/a"},

@@ -110,4 +110,20 @@ TEST(SCDynamicStoreCopyProxies, TheEnvironmentMayLimitTheNumberOfConnections) {
   EXPECT_EQ(as<NSNumber>(connections())->integerValue(), 2);
 }
 
+TEST_F(SCDynamicStoreTest, TellsOfEncryptionWhenItIsAskedFor) {
+  const EnvironmentVariable none("FTP_SECURITY", nullptr);
+  const EnvironmentVariable fingerprint("FTP_TLS_FINGERPRINT", "aa");
+  EXPECT_EQ(settingFor(kSCPropNetProxiesFTPSecurity()), nil);
+  const EnvironmentVariable level("FTP_SECURITY", "tls");
+  const EnvironmentVariable authority("FTP_TLS_CERTIFICATE_AUTHORITY", "/a.pem");
+  const EnvironmentVariable certificate("FTP_TLS_CERTIFICATE", "/b.pem");
+  const EnvironmentVariable key("FTP_TLS_KEY", "/c.pem");
+  const auto expected = NSDictionary::dictionary({{"Level"_ns, "tls"_ns},
+                                                  {"CertificateAuthority"_ns, "/a.pem"_ns},
+                                                  {"Fingerprint"_ns, "aa"_ns},
+                                                  {"Certificate"_ns, "/b.pem"_ns},
+                                                  {"Key"_ns, "/c.pem"_ns}});
+  EXPECT_TRUE(settingFor(kSCPropNetProxiesFTPSecurity())->isEqual(expected));
+}
+
 }  // namespace
