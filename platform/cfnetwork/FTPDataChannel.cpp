@@ -163,7 +163,10 @@ void FTPDataChannel::readUnwanted() {
   // Encrypted, an end that the server has not announced is not its own.
   if (peer_ && !ended_ && !socket_.isEndAnnounced()) return lose(NSError::errorWithPOSIXCode(ECONNRESET));
   // With both directions ended there is nothing left to be told; the socket would be ready for ever.
-  if (ended_ && size == 0) return source_.reset();
+  if (ended_) {
+    noteEnd();
+    return source_.reset();
+  }
   source_->setEvents(blocked_ ? Source::Writable : Source::None);
 }
 
@@ -211,7 +214,13 @@ bool FTPDataChannel::isEndAnnounced() {
   while (socket_ && !endAnnounced_ && socket_.read(buffer.data(), buffer.size()) > 0) {
   }
   endAnnounced_ = endAnnounced_ || (socket_ && socket_.isEndAnnounced());
+  if (ended_ && endAnnounced_) noteEnd();
   return endAnnounced_;
+}
+
+// Some servers reply only when the connection itself has ended on our side, too.
+void FTPDataChannel::noteEnd() {
+  if (peer_ && socket_ && !std::exchange(isOver_, true)) socket_.endConnection();
 }
 
 // An end of the server's that has come before ours says nothing about what it has got.
@@ -223,7 +232,7 @@ Ref<NSError> FTPDataChannel::errorOf(int code) const { return socket_.errorOf(co
 // encrypted connection's end is something that comes before it.
 std::size_t FTPDataChannel::unacknowledged() const {
   const std::size_t bytes = socket_.unacknowledged();
-  return ended_ && !peer_ && bytes > 0 ? bytes - 1 : bytes;
+  return ended_ && (!peer_ || isOver_) && bytes > 0 ? bytes - 1 : bytes;
 }
 
 Ref<NSError> FTPDataChannel::takeError() {

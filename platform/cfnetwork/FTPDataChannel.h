@@ -92,6 +92,7 @@ class FTPDataChannel {
   bool shakeHands();
   void handshakeReady();
   bool isEndAnnounced();
+  void noteEnd();
   void waitForSpace();
   void socketReady();
   void readUnwanted();
@@ -111,6 +112,7 @@ class FTPDataChannel {
   bool ended_ = false;
   bool endAnnounced_ = false;  // by the server, of its own direction
   bool endCameEarly_ = false;  // ... before we have ended ours
+  bool isOver_ = false;        // both have ended theirs, and the connection itself was ended
   std::size_t unwanted_ = 0;   // bytes that the server has sent
 };
 

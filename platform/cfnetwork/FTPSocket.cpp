@@ -81,6 +81,8 @@ FTPSocket::Progress FTPSocket::endWriting() {
   return Progress::Done;
 }
 
+void FTPSocket::endConnection() { ::shutdown(descriptor_.get(), SHUT_WR); }
+
 void FTPSocket::announceEnd() {
   if (channel_ && channel_->isEstablished()) channel_->end();
 }
