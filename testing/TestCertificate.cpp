@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <stdexcept>
+#include <string>
 
 #include <openssl/evp.h>
 #include <openssl/pem.h>
@@ -76,7 +77,7 @@ TestCertificate TestCertificate::make(const TestCertificate* issuer, const std::
   X509_gmtime_adj(X509_getm_notBefore(certificate.get()), begins);
   X509_gmtime_adj(X509_getm_notAfter(certificate.get()), ends);
   X509_set_pubkey(certificate.get(), key.get());
-  setName(certificate.get(), issuer ? "Somebody" : "Test authority");
+  setName(certificate.get(), ("Somebody " + std::to_string(number)).c_str());
   const Certificate above = issuer ? certificateFrom(issuer->certificate) : Certificate();
   const Key signing = issuer ? keyFrom(issuer->key) : Key();
   X509_set_issuer_name(certificate.get(), X509_get_subject_name(above ? above.get() : certificate.get()));

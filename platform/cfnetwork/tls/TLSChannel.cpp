@@ -96,7 +96,9 @@ Progress TLSChannel::Implementation::attempt(Call call) {
   const int result = call();
   const int number = errno;
   const Progress progress = outcome(result, number);
+  const int failure = errno;
   ERR_clear_error();
+  errno = failure;
   return progress;
 }
 
@@ -114,7 +116,9 @@ Progress TLSChannel::Implementation::outcome(int result, int number) {
       return Progress::Failed;
     case SSL_ERROR_SYSCALL:
       isAtEnd = number == 0;
-      return isAtEnd ? Progress::Failed : fail(NSError::errorWithPOSIXCode(number), number);
+      // The system's own failure errno tells; what the server has said before it can still be read.
+      errno = number;
+      return Progress::Failed;
     default:
       break;
   }
@@ -157,7 +161,7 @@ const Ref<NSError>& TLSChannel::error() const { return implementation_->error; }
 Progress TLSChannel::shakeHands() {
   if (implementation_->error) return Progress::Failed;
   const Progress progress = implementation_->attempt([&] { return SSL_do_handshake(implementation_->object.get()); });
-  if (progress != Progress::Failed || implementation_->error) return progress;
+  if (progress != Progress::Failed || !implementation_->isAtEnd) return progress;
   constexpr std::string_view text = "The server closed the connection during the TLS handshake.";
   return implementation_->fail(errorWithCode(kCFURLErrorNetworkConnectionLost, text), ECONNRESET);
 }
@@ -177,7 +181,7 @@ Progress TLSChannel::Implementation::put(const void* bytes, std::size_t size) {
   std::size_t taken = 0;
   const Progress progress = attempt([&] { return SSL_write_ex(object.get(), bytes, size, &taken); });
   // After an end that nobody has announced the library takes nothing more.
-  if (progress == Progress::Failed && !error) return fail(NSError::errorWithPOSIXCode(ECONNRESET), ECONNRESET);
+  if (progress == Progress::Failed && errno == 0) errno = ECONNRESET;
   return progress;
 }
 
@@ -233,8 +237,8 @@ Progress TLSChannel::end() {
     return result < 0 ? result : 1;
   });
   if (result >= 0) return Progress::Done;
-  if (progress != Progress::Failed || implementation_->error) return progress;
-  return implementation_->fail(NSError::errorWithPOSIXCode(ECONNRESET), ECONNRESET);
+  if (progress == Progress::Failed && errno == 0) errno = ECONNRESET;
+  return progress;
 }
 
 }  // namespace cfnetwork

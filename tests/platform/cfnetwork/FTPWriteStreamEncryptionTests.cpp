@@ -44,7 +44,7 @@ TEST_F(FTPWriteStreamEncryption, TakesFilesOfAllSizes) {
     for (const std::size_t size : {std::size_t{0}, std::size_t{1}, smallSize, std::size_t{16384}, largeSize}) {
       stores(server, settings, "/" + std::to_string(size), contentOfSize(size));
     }
-    EncryptedUpload folder(server, settings, "/folder/");
+    EncryptedUpload folder(server, settings, "/folder/", "");
     EXPECT_TRUE(folder.stores());
     EXPECT_EQ(server.sessions(), 1U);
   }
