@@ -137,18 +137,6 @@ TEST_F(FTPWriteStreamSecurity, CertificatesGoBackToAnAuthorityThatIsKnown) {
   expectRefused(alone, trusting(), "Its SHA-256 fingerprint is " + alone.fingerprint + ".");
 }
 
-TEST_F(FTPWriteStreamSecurity, ACertificateThatIsTrustedItselfNeedsNoAuthority) {
-  for (const TestCertificate& certificate : {TestCertificate::make(nullptr), usual()}) {
-    TLSServer tls(certificate);
-    ScriptedFTPServer server;
-    tls.serve(server);
-    const auto trusted = settings();
-    set(*trusted, kCFStreamFTPSecurityCertificateAuthority(), file("own.pem", certificate.certificate));
-    EncryptedUpload upload(server, trusted);
-    EXPECT_TRUE(upload.stores()) << upload.errorText();
-  }
-}
-
 // In place of everything else: names, dates and authorities.
 TEST_F(FTPWriteStreamSecurity, AFingerprintIsAllThatCounts) {
   const TestCertificate certificate = TestCertificate::make(nullptr, "DNS:example.org", -20, -10);
@@ -175,23 +163,6 @@ TEST_F(FTPWriteStreamSecurity, AnotherFingerprintIsAnotherServer) {
   const auto pinned = trusting();
   set(*pinned, kCFStreamFTPSecurityFingerprint(), std::string(64, 'a'));
   expectRefused(usual(), pinned, "differs: it is " + usual().fingerprint + ", not " + std::string(64, 'a'));
-}
-
-TEST_F(FTPWriteStreamSecurity, TheClientShowsItsOwnCertificate) {
-  const TestCertificate client = TestCertificate::make(&authority());
-  TLSServer::Behaviour behaviour;
-  behaviour.clientAuthority = authority().certificate;
-  TLSServer tls(usual(), behaviour);
-  ScriptedFTPServer server;
-  tls.serve(server);
-  expectNothingSent(server, trusting(), "certificate required");
-  const auto showing = trusting();
-  set(*showing, kCFStreamFTPSecurityCertificate(), file("both.pem", client.both()));
-  EXPECT_TRUE(EncryptedUpload(server, showing).stores());
-  const auto withKey = trusting();
-  set(*withKey, kCFStreamFTPSecurityCertificate(), file("client.pem", client.certificate));
-  set(*withKey, kCFStreamFTPSecurityKey(), file("key.pem", client.key));
-  EXPECT_TRUE(EncryptedUpload(server, withKey).stores());
 }
 
 // Settings.
