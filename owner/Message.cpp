@@ -2,6 +2,7 @@
 
 #include <array>
 #include <cerrno>
+#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <string_view>
@@ -46,6 +47,18 @@ std::string wordFor(TemporaryNames names) {
   return {};
 }
 
+std::string wordFor(Security security) {
+  switch (security) {
+    case Security::none:
+      return {};
+    case Security::tls:
+      return "tls";
+    case Security::implicit:
+      return "implicit";
+  }
+  return {};
+}
+
 Outcome outcomeFor(std::string_view word) {
   constexpr std::array<std::pair<std::string_view, Outcome>, 5> words = {{{"sent", Outcome::sent},
                                                                           {"removed", Outcome::removed},
@@ -84,6 +97,12 @@ void read(GVariant* info, const char* key, std::uint64_t& value) {
 
 }  // namespace
 
+std::string absolutePath(const std::string& path) {
+  std::string result = std::filesystem::absolute(path).lexically_normal();
+  while (result.size() > 1 && result.ends_with('/')) result.pop_back();
+  return result;
+}
+
 void addPatterns(const std::string& path, std::vector<std::string>& patterns) {
   std::ifstream file(path);
   for (std::string line; std::getline(file, line);) patterns.push_back(line);
@@ -98,6 +117,11 @@ std::vector<std::string> launchArguments(const Upload& upload, const std::string
   arguments.add("host", upload.host);
   arguments.add("username", upload.user);
   arguments.add("password", upload.password);
+  arguments.add("security", wordFor(upload.security));
+  arguments.add("tlsCertificateAuthority", upload.certificateAuthority);
+  arguments.add("tlsFingerprint", upload.fingerprint);
+  arguments.add("tlsCertificate", upload.certificate);
+  arguments.add("tlsKey", upload.key.empty() ? upload.certificate : upload.key);
   arguments.add("cachedInfoPath", upload.cache);
   arguments.add("debug", upload.debug);
   arguments.add("reportOutcomes", upload.reportOutcomes);

@@ -14,10 +14,20 @@ namespace telvo {
 
 namespace {
 
-constexpr std::string_view scheme = "ftp://";
+constexpr std::string_view plainScheme = "ftp://";
+constexpr std::string_view secureScheme = "ftps://";
 
-bool beginsWithScheme(const std::string& text) {
+bool beginsWith(const std::string& text, std::string_view scheme) {
   return g_ascii_strncasecmp(text.c_str(), scheme.data(), scheme.size()) == 0;
+}
+
+// How long the scheme in front of a URL is; 0 when it is none.
+std::size_t schemeLength(const std::string& written) {
+  for (const std::string_view scheme : {plainScheme, secureScheme}) {
+    if (beginsWith(written, scheme)) return scheme.size();
+  }
+  if (written.find("://") == std::string::npos) return 0;
+  throw std::invalid_argument("\"" + written + "\": of URLs, only ftp:// and ftps:// are understood");
 }
 
 std::string unescaped(const std::string& text) {
@@ -79,15 +89,13 @@ std::string Target::hostName() const {
 }
 
 Target parseTarget(const std::string& written) {
-  const bool isURL = beginsWithScheme(written);
-  if (!isURL && written.find("://") != std::string::npos) {
-    throw std::invalid_argument("\"" + written + "\": of URLs, only ftp:// is understood");
-  }
-  const std::string whole = isURL ? written.substr(scheme.size()) : written;
+  const std::string whole = written.substr(schemeLength(written));
+  const bool isURL = whole.size() < written.size();
   const std::size_t slash = std::min(whole.find('/'), whole.size());
   const std::string authority = whole.substr(0, slash);
   const std::size_t at = authority.rfind('@');
   Target target;
+  target.isImplicitlySecure = beginsWith(written, secureScheme);
   target.host = at == std::string::npos ? authority : authority.substr(at + 1);
   if (at != std::string::npos) target.user = authority.substr(0, at);
   if (isURL && target.user.find(':') != std::string::npos) {
@@ -98,6 +106,15 @@ Target parseTarget(const std::string& written) {
   for (const std::string& part : {target.host, target.user, target.folder}) checkCharacters(part);
   checkHost(target.host);
   return target;
+}
+
+Security securityFor(const std::string& word, const Target& target) {
+  const bool isImplicit = target.isImplicitlySecure;
+  if (word.empty()) return isImplicit ? Security::implicit : Security::none;
+  if (word == "implicit") return Security::implicit;
+  if (word != "tls" && word != "none") throw std::invalid_argument("security is none, tls or implicit, not " + word);
+  if (isImplicit) throw std::invalid_argument("an ftps:// URL stands for implicit encryption, not for " + word);
+  return word == "tls" ? Security::tls : Security::none;
 }
 
 std::string cacheFileFor(const std::string& source, const Target& target, bool contentsOnly) {

@@ -4,15 +4,18 @@
 #include <string>
 
 #include "telvo/owner/Namespace.h"
+#include "telvo/owner/Upload.h"
 
 TELVO_OWNER_NAMESPACE_BEGIN
 
-// Where an upload goes, as people write it: [USER@]HOST[:PORT][/FOLDER], or an ftp:// URL of the same parts, in which
-// user and folder may be percent-escaped.
+// Where an upload goes, as people write it: [USER@]HOST[:PORT][/FOLDER], or an ftp:// or ftps:// URL of the same parts,
+// in which user and folder may be percent-escaped.
 struct Target {
   std::string user;    // empty when it was not given
   std::string host;    // with the port, when one was given: what Upload::host takes
   std::string folder;  // absolute, without a slash at its end; empty when it was not given
+
+  bool isImplicitlySecure = false;  // ftps://: Security::implicit
 
   // The host without its port and without brackets.
   std::string hostName() const;
@@ -20,6 +23,10 @@ struct Target {
 
 // Throws std::invalid_argument with a text for people. A password is not accepted: others can read a command line.
 Target parseTarget(const std::string& text);
+
+// How an upload to the target is encrypted, by a person's word: "none", "tls" or "implicit"; empty: as its URL says.
+// Throws std::invalid_argument with a text for people when that is no such word, or the URL says otherwise.
+Security securityFor(const std::string& word, const Target& target);
 
 // A file for Upload::cache that belongs to this pair of source and target alone, below $XDG_CACHE_HOME. Makes its
 // folder, for this user only; throws std::runtime_error when that fails. `contentsOnly` belongs to the pair, too: with

@@ -14,6 +14,11 @@ TELVO_OWNER_NAMESPACE_BEGIN
 // nobody ever sees half of it. `large`: only files above 512,000 bytes, because renaming costs two round trips.
 enum class TemporaryNames { never, large, always };
 
+// How the connections to the server are encrypted. `tls`: from the first command on, by AUTH TLS; a server that refuses
+// that gets neither login nor file. `implicit`: from the first byte on, which servers have a port of its own for (990,
+// when Upload::host names none).
+enum class Security { none, tls, implicit };
+
 // The helper's launch parameters. A member that is left as it is leaves its parameter out, and the helper does what it
 // does by default.
 struct Upload {
@@ -27,6 +32,14 @@ struct Upload {
   std::string remoteDirectory{};       // absolute folder on the server, made when missing; empty: "/"
   bool contentsOnly = false;           // the source folder's contents go there, not the folder itself
   std::vector<std::string> exclude{};  // patterns as in a .gitignore; none may hold a line end
+
+  // How it is encrypted. The server's certificate has to be valid, for this host, and of an authority that the system
+  // trusts; or of the one, or the very certificate, that is given here.
+  Security security = Security::none;
+  std::string certificateAuthority;  // absolute path of a PEM file; stands in for the system's authorities
+  std::string fingerprint;           // SHA-256 of the server's certificate: 64 hexadecimal digits, colons allowed
+  std::string certificate;           // of the client, for servers that ask for one: absolute path of a PEM file
+  std::string key;                   // ... and of its key; empty: in the same file
 
   // What is remembered between two runs.
   std::string cache{};            // absolute path of the cached-information file; empty: everything is sent
@@ -47,6 +60,9 @@ struct Upload {
   bool announce = false;        // UploadEvents::ready
   bool debug = false;           // the helper writes its log to standard error and to the system log
 };
+
+// Absolute, without "." and "..", and without a slash at its end: how the helper wants a path.
+std::string absolutePath(const std::string& path);
 
 // Adds the lines of the file to patterns such as Upload::exclude. Throws std::runtime_error when it cannot be read.
 void addPatterns(const std::string& path, std::vector<std::string>& patterns);

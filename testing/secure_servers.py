@@ -1,4 +1,4 @@
-"""The real FTP servers with TLS: they take no login, no command and no data in the clear, and those that can demand that
+"""The real FTP servers with TLS: they take no login, no command and no data in the clear. Those that can, demand that
 the data connection goes on with the control connection's session."""
 
 import socket
@@ -19,6 +19,12 @@ class Secure:
         self.clients = clients
         self.is_implicit = is_implicit
         super().__init__(**options)
+
+    @property
+    def launch(self):
+        """The helper's further parameters for an upload there."""
+        return {"security": "implicit" if self.is_implicit else "tls",
+                "tlsCertificateAuthority": certificates.authority().path}
 
     def _answers(self):
         if not self.is_implicit:
@@ -75,6 +81,7 @@ class SecurePureFTPd(Secure, servers.PureFTPd):
 
 class SecureProFTPD(Secure, servers.ProFTPD):
     package = "proftpd-mod-crypto"
+    versions = "TLSv1.2 TLSv1.3"
     further = ""  # lines of the configuration
 
     def command(self):
@@ -86,7 +93,7 @@ LoadModule mod_tls.c
 TLSEngine on
 TLSRequired on
 TLSLog {self.folder}/tls
-TLSProtocol TLSv1.2 TLSv1.3
+TLSProtocol {self.versions}
 TLSECCertificateFile {self.certificate.path}
 TLSECCertificateKeyFile {self.certificate.key_path}
 {options}{clients}{self.further}"""

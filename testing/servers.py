@@ -31,6 +31,7 @@ class Server(ServerProgram):
     # The servers shut every client in its folder with chroot and take on the account's user id.
     needs_root = True
     allows_anonymous = False
+    launch = {}  # the helper's further parameters for an upload there
 
     def __init__(self, root=None, username="telvo", password="secret", **options):
         if self.needs_root:

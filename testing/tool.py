@@ -15,7 +15,7 @@ class Tool:
         self._folder = folder
         self._running = []
 
-    def start(self, *arguments, address=..., **environment):
+    def start(self, *arguments, address=..., prefix=(), **environment):
         kept = {key: value for key, value in os.environ.items() if not key.lower().endswith("_proxy")}
         kept |= {"HOME": str(self._folder), "XDG_CONFIG_HOME": str(self._folder / "config"),
                  "XDG_CACHE_HOME": str(self._folder / "cache")}
@@ -23,8 +23,8 @@ class Tool:
             kept.pop(name, None)
         if address is ...:
             kept["DBUS_SESSION_BUS_ADDRESS"] = self._address
-        process = processes.start([self._path, *arguments], env=kept | environment, cwd=self._folder, text=True,
-                                  stdout=subprocess.PIPE, stderr=subprocess.PIPE)
+        process = processes.start([*prefix, self._path, *arguments], env=kept | environment, cwd=self._folder,
+                                  text=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
         self._running.append(process)
         return process
 

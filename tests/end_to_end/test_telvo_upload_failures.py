@@ -12,6 +12,7 @@ import tempfile
 import pytest
 
 import processes
+import secure_servers
 import servers
 import tree as trees
 
@@ -23,31 +24,6 @@ ODD_NAMES = [
     "what?", "a&b=c", "semi;colon", "[x]", "{y}", "dollar$sign", "quo\"te", "apo'strophe", "pipe|<>", "caret^`~",
     "plus+comma,",
 ]
-
-
-def certificate(folder):
-    path = pathlib.Path(folder) / "server.pem"
-    subprocess.run(["openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes", "-days", "1", "-subj", "/CN=test",
-                    "-keyout", path, "-out", f"{path}.certificate"], check=True, capture_output=True)
-    with open(path, "a") as file:
-        file.write(pathlib.Path(f"{path}.certificate").read_text())
-    path.chmod(0o600)
-    return path
-
-
-class SecureVsftpd(servers.Vsftpd):
-    """Takes only encrypted logins."""
-
-    def command(self):
-        self.settings = f"ssl_enable=YES\nforce_local_logins_ssl=YES\nrsa_cert_file={certificate(self.folder)}\n"
-        return super().command()
-
-
-class SecurePureFTPd(servers.PureFTPd):
-    """Takes only encrypted logins."""
-
-    def command(self):
-        return [*super().command(), "--tls", "2", f"--certfile={certificate(self.folder)}"]
 
 
 class Side:
@@ -138,6 +114,7 @@ def test_a_wrong_login(side, changed):
     assert status == LOGIN_REFUSED
     assert "530" in told and "refused the login" in told
     assert "telvo-upload: 6 of 6 did not arrive:" in told
+    assert "encrypted" not in told
     assert contents(server.root) == {}
     check_both_are_complete(side, server)
 
@@ -172,16 +149,18 @@ def test_a_url_is_understood(side, tool, site):
     check_both_are_complete(side, server)
 
 
-# Pure-FTPd calls it no refused login, but "service not available" (421).
-@pytest.mark.parametrize("secure, plain", [(SecureVsftpd, servers.Vsftpd), (SecurePureFTPd, servers.PureFTPd)],
-                         ids=["vsftpd", "pure-ftpd"])
+@pytest.mark.parametrize("secure, plain", [(secure_servers.SecureVsftpd, servers.Vsftpd),
+                                           (secure_servers.SecurePureFTPd, servers.PureFTPd),
+                                           (secure_servers.SecureProFTPD, servers.ProFTPD),
+                                           (secure_servers.SecurePyftpdlib, servers.Pyftpdlib)],
+                         ids=lambda kind: kind.name)
 def test_a_server_that_speaks_only_tls(secure, plain, tool, site, root):
     with secure(root=root) as server:
         side = Side(tool, site, server)
         assert side.lftp()[0] != 0
         status, told = side.telvo()
-        assert status == LOGIN_REFUSED
-        assert "encryption" in told or "TLS" in told
+        assert status == LOGIN_REFUSED, told
+        assert "this server also takes encrypted logins: --security tls\n" in told
         assert contents(root) == {}
     with plain(root=root) as server:
         check_both_are_complete(Side(tool, site, server), server)

@@ -19,7 +19,8 @@ _telvo_upload_count() {
     word=${words[i]}
     if [[ $value ]]; then
       value=
-    elif [[ $word == @(--user|--password-file|--exclude|--exclude-from|--limit-rate|--retries|--cache) ]]; then
+    elif [[ $word == @(--user|--password-file|--exclude|--exclude-from|--limit-rate|--retries|--cache) ||
+      $word == @(--security|--ca|--fingerprint|--certificate|--key) ]]; then
       value=yes
     elif [[ $word != -* ]]; then
       ((++count))
@@ -33,19 +34,23 @@ _telvo_upload() {
   _init_completion -s -n :@ || return
 
   case $prev in
-    --password-file | --exclude-from | --cache)
+    --password-file | --ca | --certificate | --key | --exclude-from | --cache)
       _filedir
       return
       ;;
-    --user | --exclude | --limit-rate | --retries)
+    --security)
+      COMPREPLY=($(compgen -W 'none tls implicit' -- "$cur"))
+      return
+      ;;
+    --user | --fingerprint | --exclude | --limit-rate | --retries)
       return
       ;;
   esac
   $split && return
 
   if [[ $cur == -* ]]; then
-    COMPREPLY=($(compgen -W "--user --password-file --exclude --exclude-from --delete --allow-empty-source -n --dry-run
-      --limit-rate --retries --atomic --in-place --cache --no-cache -q --quiet -v --verbose --json --debug -h --help
+    COMPREPLY=($(compgen -W "--user --password-file --security --ca --fingerprint --certificate --key --exclude
+      --exclude-from --delete --allow-empty-source -n --dry-run --limit-rate --retries --atomic --in-place --cache --no-cache -q --quiet -v --verbose --json --debug -h --help
       --version" -- "$cur"))
     return
   fi

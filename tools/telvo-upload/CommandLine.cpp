@@ -6,6 +6,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "telvo/owner/Encryption.h"
 #include "telvo/owner/Login.h"
 
 namespace {
@@ -17,6 +18,7 @@ struct Words {
   std::vector<std::string> excludeFiles;
   std::string cache;
   std::string passwordFile;
+  std::string security;
   std::uint64_t retries = 3;
   std::uint64_t rate = 0;
   bool atomic = false, inPlace = false, noCache = false;
@@ -29,11 +31,19 @@ void addOptions(CLI::App& app, Words& words, CommandLine& line) {
     return app.add_option(name, value, text)->option_text(what)->allow_extra_args(false);
   };
   option("SOURCE", words.source, " ", "A file or folder; with a slash at its end, the folder's contents")->required();
-  option("TARGET", words.target, " ", "[USER@]HOST[:PORT][/FOLDER], or an ftp:// URL")->required();
+  option("TARGET", words.target, " ", "[USER@]HOST[:PORT][/FOLDER], or an ftp:// or ftps:// URL")->required();
   option("--user", words.user, "NAME", "The login; default: USER, else ~/.netrc, else anonymous");
   option("--password-file", words.passwordFile, "FILE",
          "A file whose first line is the password; default: TELVO_PASSWORD, else ~/.netrc, else the desktop's keyring, "
          "else it is asked for");
+  option("--security", words.security, "MODE",
+         "none, tls (encrypted, by AUTH TLS) or implicit (encrypted, port 990); default: none, for ftps:// implicit");
+  option("--ca", line.upload.certificateAuthority, "FILE",
+         "Who may have signed the server's certificate; default: those whom the system trusts");
+  option("--fingerprint", line.upload.fingerprint, "HEX",
+         "SHA-256 of the server's certificate, whoever has signed that");
+  option("--certificate", line.upload.certificate, "FILE", "Your own certificate, where the server wants one");
+  option("--key", line.upload.key, "FILE", "... and its key; default: in the same file");
   option("--exclude", line.upload.exclude, "PATTERN", "Leave out what matches, as in a .gitignore; may be repeated");
   option("--exclude-from", words.excludeFiles, "FILE", "Patterns from a file, one a line; may be repeated");
   auto* const remove = flag("--delete", line.upload.deleteMissing, "Remove what an earlier run sent and is gone here");
@@ -55,15 +65,8 @@ void addOptions(CLI::App& app, Words& words, CommandLine& line) {
   flag("--json", words.json, "Tell everything as JSON, one line an event")->excludes(quiet)->excludes(verbose);
   flag("--debug", line.upload.debug, "Let the helper write its log");
   app.footer(
-      "Exit status: 0 all has arrived, 1 something has not, 2 usage, 3 login refused, 4 host not reached,\n"
-      "130 stopped.");
-}
-
-// Absolute, without "." and "..", and without a slash at its end: how the helper wants a path.
-std::string absolutePath(const std::string& text) {
-  std::string path = std::filesystem::absolute(text).lexically_normal();
-  while (path.size() > 1 && path.ends_with('/')) path.pop_back();
-  return path;
+      "Exit status: 0 all has arrived, 1 something has not, 2 usage, 3 login or encryption refused, 4 host\n"
+      "not reached, or not securely, 130 stopped.");
 }
 
 std::optional<std::string> givenPassword(const std::string& file) {
@@ -78,11 +81,16 @@ void fillIn(CommandLine& line, const Words& words) {
   telvo::Upload& upload = line.upload;
   try {
     line.target = telvo::parseTarget(words.target);
+    upload.security = telvo::securityFor(words.security, line.target);
+    telvo::checkEncryption(upload);
   } catch (const std::invalid_argument& error) {
     throw UsageError(error.what());
   }
   if (!words.user.empty()) line.target.user = words.user;
-  upload.source = absolutePath(words.source);
+  upload.source = telvo::absolutePath(words.source);
+  for (std::string* const path : {&upload.certificateAuthority, &upload.certificate, &upload.key}) {
+    if (!path->empty()) *path = telvo::absolutePath(*path);
+  }
   upload.contentsOnly = words.source.ends_with('/');
   if (!std::filesystem::exists(std::filesystem::symlink_status(upload.source)) && !upload.allowEmptySource) {
     throw UsageError(words.source + " does not exist");
@@ -94,7 +102,7 @@ void fillIn(CommandLine& line, const Words& words) {
   upload.bytesPerSecond = static_cast<std::int64_t>(words.rate);
   upload.temporaryNames = words.atomic ? telvo::TemporaryNames::always : telvo::TemporaryNames::large;
   if (words.inPlace) upload.temporaryNames = telvo::TemporaryNames::never;
-  if (!words.cache.empty()) upload.cache = absolutePath(words.cache);
+  if (!words.cache.empty()) upload.cache = telvo::absolutePath(words.cache);
   if (upload.cache.empty() && !words.noCache) {
     upload.cache = telvo::cacheFileFor(upload.source, line.target, upload.contentsOnly);
   }

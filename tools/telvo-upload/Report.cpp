@@ -103,8 +103,14 @@ void Report::tellEnding(telvo::Ending ending, Verdict verdict) const {
   if (verdict == Verdict::stopped) {
     return complain("stopped in item " + std::to_string(last.nth) + " of " + std::to_string(last.total));
   }
-  if (verdict == Verdict::loginRefused) return complain("the server refused the login; nothing more was tried");
-  if (verdict == Verdict::notReached) return complain("the server was not reached; nothing more was tried");
+  if (verdict == Verdict::loginRefused) {
+    const std::string what = isEncrypted_ ? "encryption or the login" : "the login";
+    return complain("the server refused " + what + "; nothing more was tried");
+  }
+  if (verdict == Verdict::notReached) {
+    const std::string how = isEncrypted_ ? ", or not securely" : "";
+    return complain("the server was not reached" + how + "; nothing more was tried");
+  }
   if (verdict == Verdict::unknown) return complain("this helper does not tell what has arrived");
   if (ending == telvo::Ending::helperEnded) complain("the helper ended before the upload did");
   if (ending == telvo::Ending::busLost) complain("the bus is gone, and with it any word of the upload");

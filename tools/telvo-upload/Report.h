@@ -13,7 +13,8 @@ enum class Output { usual, quiet, verbose, json };
 // output.
 class Report {
  public:
-  Report(Output output, bool isDryRun) : output_(output), isDryRun_(isDryRun) {}
+  Report(Output output, const telvo::Upload& upload)
+      : output_(output), isDryRun_(upload.dryRun), isEncrypted_(upload.security != telvo::Security::none) {}
 
   void ready(const std::string& version) const;
   void item(const telvo::Record& record);
@@ -30,6 +31,7 @@ class Report {
 
   Output output_;
   bool isDryRun_;
+  bool isEncrypted_;
   telvo::Progress progress_;
   telvo::StatusLine line_{[this](int columns) { return telvo::progressText(progress_, columns); }};
 };

@@ -9,6 +9,7 @@
 
 #include "telvo-upload/CommandLine.h"
 #include "telvo-upload/Report.h"
+#include "telvo/owner/Encryption.h"
 #include "telvo/owner/Login.h"
 #include "telvo/owner/Owner.h"
 
@@ -46,7 +47,7 @@ struct Requests {
 };
 
 telvo::Verdict follow(telvo::Owner& owner, const CommandLine& line) {
-  Report report(line.output, line.upload.dryRun);
+  Report report(line.output, line.upload);
   Requests requests{owner};
   for (const int number : {SIGINT, SIGTERM}) g_unix_signal_add(number, &Requests::stop, &requests);
   std::optional<telvo::Ending> ending;
@@ -67,7 +68,12 @@ int run(int argc, char** argv) {
   const telvo::Login login = findLogin(*line, owner.isOnSessionBus());
   line->upload.user = login.user;
   line->upload.password = login.password;
-  return statusFor(follow(owner, *line));
+  const telvo::Verdict verdict = follow(owner, *line);
+  if (verdict == telvo::Verdict::loginRefused && line->upload.security == telvo::Security::none &&
+      telvo::offersEncryption(line->upload.host)) {
+    std::fputs("telvo-upload: this server also takes encrypted logins: --security tls\n", stderr);
+  }
+  return statusFor(verdict);
 }
 
 }  // namespace
