@@ -8,7 +8,9 @@ import subprocess
 import time
 
 import bus as buses
+import certificates
 import owner as owners
+import secure_servers
 
 HELPER = pathlib.Path(__file__).resolve().parents[1] / "build" / "release" / "TelvoFTPHelper"
 TIME_LIMIT = 600
@@ -16,6 +18,10 @@ TIME_LIMIT = 600
 
 # When the client was started, and what it took, in seconds.
 Outcome = collections.namedtuple("Outcome", "seconds processor started")
+
+
+def _is_secure(server):
+    return isinstance(server, secure_servers.Secure)
 
 
 class Client:
@@ -56,7 +62,7 @@ class Helper(Client):
     def upload(self, source, server, network, folder):
         with buses.SessionBus() as bus, owners.Owner(bus, HELPER, folder) as owner:
             started = time.monotonic()
-            helper = owner.launch(source, server, prefix=network.client_prefix, debug=None)
+            helper = owner.launch(source, server, prefix=network.client_prefix, debug=None, **server.launch)
             owner.wait_for_last_record(timeout=TIME_LIMIT)
             seconds = owner.progress()[-1].time - started
             ticks = pathlib.Path(f"/proc/{helper.pid}/stat").read_text().rpartition(")")[2].split()[11:13]
@@ -73,6 +79,9 @@ class Curl(Client):
 
     def command(self, source, server, folder):
         lines = ["silent", "show-error", "ftp-create-dirs", f'user = "{server.username}:{server.password}"']
+        if _is_secure(server):
+            # With TLS 1.3 it gives each data connection the last one's session, which the servers refuse.
+            lines += ["ssl-reqd", f'cacert = "{certificates.authority().path}"', 'tls-max = "1.2"']
         files = [source] if source.is_file() else sorted(path for path in source.rglob("*") if path.is_file())
         for path in files:
             lines += [f'upload-file = "{path}"', f'url = "ftp://{server.address}/{path.relative_to(source.parent)}"']
@@ -90,6 +99,9 @@ class Lftp(Client):
 
     def command(self, source, server, folder):
         what = f"put {source}" if source.is_file() else f"mirror --reverse --no-perms {self.options} {source}"
+        if _is_secure(server):
+            secured = f"set ftp:ssl-force yes; set ssl:ca-file {certificates.authority().path}"
+            what = f"{secured}; set ftp:ssl-protect-data yes; {what}"
         return ["lftp", "-u", f"{server.username},{server.password}", "-e", f"{what}; bye", f"ftp://{server.address}"]
 
 
