@@ -9,7 +9,8 @@ import tempfile
 
 import pytest
 
-sys.path.insert(0, str(pathlib.Path(__file__).resolve().parents[2] / "testing"))
+TESTING = pathlib.Path(__file__).resolve().parents[2] / "testing"
+sys.path[:0] = [str(TESTING), str(TESTING / "tls")]
 
 import bus as buses  # noqa: E402
 import crowd as crowds  # noqa: E402
