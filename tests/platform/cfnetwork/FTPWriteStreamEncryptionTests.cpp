@@ -29,7 +29,10 @@ TEST_F(FTPWriteStreamEncryption, BeginsBeforeTheLogin) {
   ScriptedFTPServer server;
   tls.serve(server);
   stores(server, trusting(), "/a", "content");
-  EXPECT_EQ(server.verbs(), (std::vector<std::string>{"AUTH", "PBSZ", "PROT", "USER", "PASS", "TYPE", "EPSV", "STOR"}));
+  // It may ask for the size behind that, when the server's end comes after its reply.
+  std::vector<std::string> verbs = server.verbs();
+  std::erase(verbs, "SIZE");
+  EXPECT_EQ(verbs, (std::vector<std::string>{"AUTH", "PBSZ", "PROT", "USER", "PASS", "TYPE", "EPSV", "STOR"}));
   EXPECT_EQ(server.timesAhead(), 0U);
 }
 
