@@ -1,6 +1,7 @@
 #include "telvo/owner/Login.h"
 
 #include <cerrno>
+#include <cstdlib>
 #include <fstream>
 #include <map>
 #include <sstream>
@@ -98,6 +99,13 @@ std::string passwordFromFile(const std::string& path) {
   }
   if (line.ends_with('\r')) line.pop_back();
   return line;
+}
+
+std::optional<std::string> passwordFromEnvironment(const char* variable) {
+  std::optional<std::string> password;
+  if (const char* const value = std::getenv(variable)) password = value;
+  unsetenv(variable);
+  return password;
 }
 
 std::optional<Login> loginFromNetrc(const std::string& host, const std::string& user) {

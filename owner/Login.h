@@ -17,6 +17,9 @@ struct Login {
 // The first line of the file. Throws std::runtime_error when it cannot be read.
 std::string passwordFromFile(const std::string& path);
 
+// The value of the environment variable, which is removed: what this program starts does not inherit it.
+std::optional<std::string> passwordFromEnvironment(const char* variable);
+
 // From ~/.netrc: the entry for the host, or the default one; with a user given, only an entry for that user. Throws
 // std::runtime_error with a text for people when others than this user may read the file.
 std::optional<Login> loginFromNetrc(const std::string& host, const std::string& user);

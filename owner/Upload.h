@@ -36,10 +36,10 @@ struct Upload {
   // How it is encrypted. The server's certificate has to be valid, for this host, and of an authority that the system
   // trusts; or of the one, or the very certificate, that is given here.
   Security security = Security::none;
-  std::string certificateAuthority;  // absolute path of a PEM file; stands in for the system's authorities
-  std::string fingerprint;           // SHA-256 of the server's certificate: 64 hexadecimal digits, colons allowed
-  std::string certificate;           // of the client, for servers that ask for one: absolute path of a PEM file
-  std::string key;                   // ... and of its key; empty: in the same file
+  std::string certificateAuthority{};  // absolute path of a PEM file; stands in for the system's authorities
+  std::string fingerprint{};           // SHA-256 of the server's certificate: 64 hexadecimal digits, colons allowed
+  std::string certificate{};           // of the client, for servers that ask for one: absolute path of a PEM file
+  std::string key{};                   // ... and of its key; empty: in the same file
 
   // What is remembered between two runs.
   std::string cache{};            // absolute path of the cached-information file; empty: everything is sent

@@ -15,7 +15,7 @@
 #include "cfnetwork/FTPConnection.h"
 #include "cfnetwork/tls/TLSContext.h"
 #include "foundation/Foundation.h"
-#include "testing/TestCertificate.h"
+#include "testing/tls/TestCertificate.h"
 #include "tests/fuzz/FuzzInput.h"
 
 using namespace cfnetwork;

@@ -1,6 +1,5 @@
 #include "telvo-upload/CommandLine.h"
 
-#include <cstdlib>
 #include <filesystem>
 #include <vector>
 
@@ -69,14 +68,6 @@ void addOptions(CLI::App& app, Words& words, CommandLine& line) {
       "not reached, or not securely, 130 stopped.");
 }
 
-std::optional<std::string> givenPassword(const std::string& file) {
-  std::optional<std::string> password;
-  if (const char* const variable = std::getenv("TELVO_PASSWORD")) password = variable;
-  unsetenv("TELVO_PASSWORD");
-  if (!file.empty()) password = telvo::passwordFromFile(file);
-  return password;
-}
-
 void fillIn(CommandLine& line, const Words& words) {
   telvo::Upload& upload = line.upload;
   try {
@@ -107,7 +98,8 @@ void fillIn(CommandLine& line, const Words& words) {
     upload.cache = telvo::cacheFileFor(upload.source, line.target, upload.contentsOnly);
   }
   upload.rememberSentOnly = upload.escapeNames = upload.reportOutcomes = upload.announce = true;
-  line.password = givenPassword(words.passwordFile);
+  line.password = telvo::passwordFromEnvironment("TELVO_PASSWORD");
+  if (!words.passwordFile.empty()) line.password = telvo::passwordFromFile(words.passwordFile);
   upload.reportBytes = !words.quiet;
   if (words.quiet) line.output = Output::quiet;
   if (words.verbose) line.output = Output::verbose;

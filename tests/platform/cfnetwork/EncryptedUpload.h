@@ -4,8 +4,8 @@
 
 #include "cfnetwork/CFNetworkErrors.h"
 #include "foundation/Foundation.h"
-#include "testing/TLSServer.h"
 #include "testing/TemporaryDirectory.h"
+#include "testing/tls/TLSServer.h"
 #include "tests/platform/cfnetwork/Upload.h"
 
 // What the tests of encrypted connections share: certificates, which are made once, and uploads with settings.

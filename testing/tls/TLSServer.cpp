@@ -1,4 +1,4 @@
-#include "testing/TLSServer.h"
+#include "testing/tls/TLSServer.h"
 
 #include <cerrno>
 #include <csignal>

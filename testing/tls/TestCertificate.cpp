@@ -1,4 +1,4 @@
-#include "testing/TestCertificate.h"
+#include "testing/tls/TestCertificate.h"
 
 #include <cstdint>
 #include <memory>

@@ -10,7 +10,7 @@
 
 #include "foundation/files/FileIO.h"
 #include "testing/ScriptedFTPServer.h"
-#include "testing/TestCertificate.h"
+#include "testing/tls/TestCertificate.h"
 
 // Encrypts the connections of a ScriptedFTPServer, which goes on in the clear behind it. Must outlive the server.
 //
