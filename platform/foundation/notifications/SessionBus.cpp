@@ -86,10 +86,10 @@ GDBusConnection* sessionBus();
 void flushBeforeExit() {
   if (!somethingWasEmitted) return;
   // Never destroyed: a flush that has not returned by now still reports to it. The process is about to end already.
-  auto& loop = *new PrivateLoop(PrivateLoop::Serving::Nothing);
-  bool& over = *new bool(false);
+  static auto& loop = *new PrivateLoop(PrivateLoop::Serving::Nothing);
+  static bool& over = *new bool(false);
   g_dbus_connection_flush(
-      sessionBus(), nullptr, [](GObject*, GAsyncResult*, gpointer data) { *static_cast<bool*>(data) = true; }, &over);
+      sessionBus(), nullptr, [](GObject*, GAsyncResult*, gpointer) { over = true; }, nullptr);
   loop.turnUntil(over, flushLimit);
 }
 
