@@ -131,7 +131,8 @@ class Client : private FTPConnection::Delegate {
 
   void run() {
     while (!isOver_) {
-      NSRunLoop::currentRunLoop()->runMode_beforeDate(NSDefaultRunLoopMode(), NSDate::dateWithTimeIntervalSinceNow(1));
+      NSRunLoop::currentRunLoop()->runMode_beforeDate(NSDefaultRunLoopMode(),
+                                                      NSDate::dateWithTimeIntervalSinceNow(0.01));
     }
     connection_->close();
   }
