@@ -4,6 +4,7 @@
 #include <array>
 #include <cerrno>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include <openssl/bio.h>
@@ -35,13 +36,24 @@ bool isEnd(unsigned long code) {
   return ERR_GET_LIB(code) == ERR_LIB_SSL && ERR_GET_REASON(code) == SSL_R_UNEXPECTED_EOF_WHILE_READING;
 }
 
+// "tlsv13 alert certificate required" without what is only the library's. (Its list of alerts for people lacks those
+// of TLS 1.3.)
+std::string textOfAlert(unsigned long code) {
+  const char* const reason = ERR_reason_error_string(code);
+  if (!reason) return "alert " + std::to_string(ERR_GET_REASON(code) - SSL_AD_REASON_OFFSET);
+  const std::string_view text = reason;
+  constexpr std::string_view mark = " alert ";
+  const std::size_t found = text.find(mark);
+  return std::string(found == text.npos ? text.substr(text.find(' ') + 1) : text.substr(found + mark.size()));
+}
+
 // What the library's notes say is wrong.
 Ref<NSError> protocolError(bool isEstablished) {
   const unsigned long code = ERR_peek_error();
   std::string text;
   if (isAlert(code)) {
     text = isEstablished ? "The server has ended the encryption: " : "The server has refused the TLS handshake: ";
-    text += SSL_alert_desc_string_long(ERR_GET_REASON(code) - SSL_AD_REASON_OFFSET);
+    text += textOfAlert(code);
   } else {
     text = isEstablished ? "The encryption has failed: " : "The TLS handshake has failed: ";
     text += takeTLSFailure();

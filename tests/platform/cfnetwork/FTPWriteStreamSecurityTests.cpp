@@ -214,4 +214,34 @@ TEST_F(FTPWriteStreamSecurity, IsAlsoASettingOfTheSystem) {
   EXPECT_EQ(server.verbs(), (std::vector<std::string>{"AUTH"}));
 }
 
+TEST_F(FTPWriteStreamSecurity, ACertificateThatIsTrustedItselfNeedsNoAuthority) {
+  for (const TestCertificate& certificate : {TestCertificate::make(nullptr), usual()}) {
+    TLSServer tls(certificate);
+    ScriptedFTPServer server;
+    tls.serve(server);
+    const auto trusted = settings();
+    set(*trusted, kCFStreamFTPSecurityCertificateAuthority(),
+        file(certificate.fingerprint + ".pem", certificate.certificate));
+    EncryptedUpload upload(server, trusted);
+    EXPECT_TRUE(upload.stores()) << upload.errorText();
+  }
+}
+
+TEST_F(FTPWriteStreamSecurity, TheClientShowsItsOwnCertificate) {
+  const TestCertificate client = TestCertificate::make(&authority());
+  TLSServer::Behaviour behaviour;
+  behaviour.clientAuthority = authority().certificate;
+  TLSServer tls(usual(), behaviour);
+  ScriptedFTPServer server;
+  tls.serve(server);
+  expectNothingSent(server, trusting(), "certificate required");
+  const auto showing = trusting();
+  set(*showing, kCFStreamFTPSecurityCertificate(), file("both.pem", client.both()));
+  EXPECT_TRUE(EncryptedUpload(server, showing).stores());
+  const auto withKey = trusting();
+  set(*withKey, kCFStreamFTPSecurityCertificate(), file("client.pem", client.certificate));
+  set(*withKey, kCFStreamFTPSecurityKey(), file("key.pem", client.key));
+  EXPECT_TRUE(EncryptedUpload(server, withKey).stores());
+}
+
 }  // namespace
