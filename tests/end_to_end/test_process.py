@@ -9,17 +9,6 @@ import pytest
 import processes
 import scripted_server as scripts
 
-# A user of no other process, whom permissions bind all the same.
-USER = 64777
-AS_USER = ["setpriv", f"--reuid={USER}", f"--regid={USER}", "--clear-groups", "--inh-caps=+dac_override",
-           "--ambient-caps=+dac_override"]
-MEGABYTE = 1 << 20
-
-
-@pytest.fixture
-def root():
-    processes.require_root("another user")
-
 
 def test_descriptors_that_are_closed_are_opened_to_nothing(owner, scripted, small_tree):
     scripted.on("STOR", scripts.silence)
@@ -81,68 +70,15 @@ def test_who_asked_for_no_hangup_gets_none(owner, scripted, small_tree):
     assert helper.is_running()
 
 
-# Limits.
-
-
-def ended_or_uploaded(helper):
-    """Waits for either; the exit status, or None when it has done its work."""
-    processes.wait_until(lambda: not helper.is_running() or "finished; term" in helper.error_output(),
-                         what="an end of either kind")
-    if helper.is_running():
-        helper.terminate()
-        assert helper.wait() == 0
-        return None
-    return helper.process.returncode
-
-
-@pytest.mark.usefixtures("root")
-def test_without_threads_it_ends_in_an_error(owner, scripted, small_tree):
-    outcomes = []
-    for limit in range(1, 8):
-        token = f"{limit} processes"
-        helper = owner.launch(small_tree.path, scripted, notificationIdentifier=token,
-                              prefix=["prlimit", f"--nproc={limit}", *AS_USER])
-        outcomes.append(ended_or_uploaded(helper))
-        assert outcomes[-1] in (None, 1), f"{token}: {outcomes[-1]}\n{helper.error_output()}"
-        if outcomes[-1] == 1:
-            assert helper.error_output().splitlines()[-1].startswith("TelvoFTPHelper: ")
-    assert outcomes[0] == 1
-    assert outcomes[-1] is None
-
-
-def test_without_memory_it_ends_in_an_error(owner, scripted, small_tree):
-    outcomes = []
-    for megabytes in [*range(40, 160, 4), 4000]:
-        token = f"{megabytes} MB"
-        helper = owner.launch(small_tree.path, scripted, notificationIdentifier=token,
-                              prefix=["prlimit", f"--as={megabytes * MEGABYTE}"])
-        outcomes.append(ended_or_uploaded(helper))
-        # Without room for its libraries it does not even start, and the system says so with another status.
-        assert outcomes[-1] is None or outcomes[-1] > 0, f"{token}: {outcomes[-1]}\n{helper.error_output()}"
-    assert outcomes[-1] is None
-
-
-def test_a_plan_that_does_not_fit_into_memory_ends_in_an_error(owner, scripted, tmp_path):
-    source = tmp_path / "Site"
-    inner = source / "inner"
-    inner.mkdir(parents=True)
-    # Each link doubles the plan: twenty of them make it endless for this purpose.
-    for number in range(8):
-        (inner / f"link{number}").symlink_to(".")
-    helper = owner.launch(source, scripted, prefix=["prlimit", f"--as={300 * MEGABYTE}"])
-    assert helper.wait(120) == 1
-    assert helper.error_output().splitlines()[-1] == "TelvoFTPHelper: out of memory"
-
-
-@pytest.mark.usefixtures("root")
 def test_others_of_the_same_user_cannot_look_into_it(owner, scripted, small_tree):
+    processes.require_root("another user")
     scripted.on("STOR", scripts.silence)
-    helper = owner.launch(small_tree.path, scripted, prefix=AS_USER)
+    helper = owner.launch(small_tree.path, scripted, prefix=processes.AS_USER)
     owner.wait_until(lambda: "STOR" in scripted.verbs(), what="the login")
     # The system gives what belongs to a process that may not be dumped to root.
     assert os.stat(f"/proc/{helper.pid}/mem").st_uid == 0
     status = open(f"/proc/{helper.pid}/status").read()
-    assert f"Uid:\t{USER}\t" in status
+    assert f"Uid:\t{processes.USER}\t" in status
 
 
 # Waiting for others.

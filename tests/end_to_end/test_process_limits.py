@@ -1,0 +1,56 @@
+"""What the helper does where the system gives it no more threads or memory. Not run under the sanitizers, which need
+more of both than the limits leave."""
+
+import processes
+
+MEGABYTE = 1 << 20
+
+
+def ended_or_uploaded(helper):
+    """Waits for either; the exit status, or None when it has done its work."""
+    processes.wait_until(lambda: not helper.is_running() or "finished; term" in helper.error_output(),
+                         what="an end of either kind")
+    if helper.is_running():
+        helper.terminate()
+        assert helper.wait() == 0
+        return None
+    return helper.process.returncode
+
+
+def test_without_threads_it_ends_in_an_error(owner, scripted, small_tree):
+    processes.require_root("another user")
+    outcomes = []
+    for limit in range(1, 8):
+        token = f"{limit} processes"
+        helper = owner.launch(small_tree.path, scripted, notificationIdentifier=token,
+                              prefix=["prlimit", f"--nproc={limit}", *processes.AS_USER])
+        outcomes.append(ended_or_uploaded(helper))
+        assert outcomes[-1] in (None, 1), f"{token}: {outcomes[-1]}\n{helper.error_output()}"
+        if outcomes[-1] == 1:
+            assert helper.error_output().splitlines()[-1].startswith("TelvoFTPHelper: ")
+    assert outcomes[0] == 1
+    assert outcomes[-1] is None
+
+
+def test_without_memory_it_ends_in_an_error(owner, scripted, small_tree):
+    outcomes = []
+    for megabytes in [*range(40, 160, 4), 4000]:
+        token = f"{megabytes} MB"
+        helper = owner.launch(small_tree.path, scripted, notificationIdentifier=token,
+                              prefix=["prlimit", f"--as={megabytes * MEGABYTE}"])
+        outcomes.append(ended_or_uploaded(helper))
+        # Without room for its libraries it does not even start, and the system says so with another status.
+        assert outcomes[-1] is None or outcomes[-1] > 0, f"{token}: {outcomes[-1]}\n{helper.error_output()}"
+    assert outcomes[-1] is None
+
+
+def test_a_plan_that_does_not_fit_into_memory_ends_in_an_error(owner, scripted, tmp_path):
+    source = tmp_path / "Site"
+    inner = source / "inner"
+    inner.mkdir(parents=True)
+    # Each link doubles the plan: twenty of them make it endless for this purpose.
+    for number in range(8):
+        (inner / f"link{number}").symlink_to(".")
+    helper = owner.launch(source, scripted, prefix=["prlimit", f"--as={300 * MEGABYTE}"])
+    assert helper.wait(120) == 1
+    assert helper.error_output().splitlines()[-1] == "TelvoFTPHelper: out of memory"
