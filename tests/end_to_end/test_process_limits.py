@@ -1,7 +1,13 @@
-"""What the helper does where the system gives it no more threads or memory. Not run under the sanitizers, which need
-more of both than the limits leave."""
+"""What the helper does where the system gives it no more threads, memory or descriptors. Not run under the sanitizers,
+which need more of all than the limits leave."""
+
+import os
+import resource
+import threading
+import time
 
 import processes
+from scripted_server import ScriptedServer, store
 
 MEGABYTE = 1 << 20
 
@@ -54,3 +60,37 @@ def test_a_plan_that_does_not_fit_into_memory_ends_in_an_error(owner, scripted, 
     helper = owner.launch(source, scripted, prefix=["prlimit", f"--as={300 * MEGABYTE}"])
     assert helper.wait(120) == 1
     assert helper.error_output().splitlines()[-1] == "TelvoFTPHelper: out of memory"
+
+
+def lowest_free_descriptor(pid):
+    used = {int(name) for name in os.listdir(f"/proc/{pid}/fd")}
+    return next(number for number in range(len(used) + 1) if number not in used)
+
+
+def test_waiting_for_a_descriptor_is_not_busy(owner, tmp_path):
+    """In active mode the server's connection cannot be accepted without one."""
+    source = tmp_path / "file.txt"
+    source.write_bytes(b"content")
+    reached, connects = threading.Event(), threading.Event()
+
+    def late(session, argument):
+        reached.set()
+        connects.wait(30)
+        store()(session, argument)
+
+    with ScriptedServer() as server:
+        server.on("STOR", late)
+        helper = owner.launch(source, server, environment={"FTP_PASSIVE_MODE": "no"})
+        assert reached.wait(30)
+        limits = resource.prlimit(helper.pid, resource.RLIMIT_NOFILE)
+        resource.prlimit(helper.pid, resource.RLIMIT_NOFILE, (lowest_free_descriptor(helper.pid), limits[1]))
+        connects.set()
+        owner.wait_until(lambda: server.data_peers, what="the server's connection")
+        # Ten turns a second take hardly any of a processor's time, whatever the machine does besides.
+        started, before = time.monotonic(), processes.processor_time(helper.pid)
+        owner.wait_until(lambda: time.monotonic() - started > 3)
+        used = processes.processor_time(helper.pid) - before
+        assert used < 0.03 * (time.monotonic() - started)
+        resource.prlimit(helper.pid, resource.RLIMIT_NOFILE, limits)
+        owner.wait_for_last_record()
+        assert helper.is_running()
