@@ -51,6 +51,12 @@ bool belongsElsewhere(const FTPReply& reply, std::string_view verb) {
   return std::ranges::any_of(successes, isCode) && std::ranges::none_of(successes, isOwn);
 }
 
+// After some replies the server closes the connection, so that they answer whatever was asked: "Service not available",
+// and the last words of vsftpd, of which each of its processes may have some.
+bool isLast(const FTPReply& reply) {
+  return reply.code == 421 || (reply.code == 500 && reply.text.starts_with("OOPS: "));
+}
+
 std::string withDoubledTelnetBytes(const std::string& line) {
   constexpr char interpretAsCommand = '\xFF';
   std::string doubled;
@@ -246,8 +252,7 @@ void FTPConnection::readNow() {
 }
 
 void FTPConnection::handle(const FTPReply& reply) {
-  // "Service not available, closing control connection": the answer to whatever was asked.
-  if (reply.code == 421) return fail(errorWithReply(reply), Loss::ClosedByServer);
+  if (isLast(reply)) return fail(errorWithReply(reply), Loss::ClosedByServer);
   if (reply.isPreliminary()) return handlePreliminary(reply);
   if (!pending_) return failWithReply(reply);
   if (belongsElsewhere(reply, pending_->verb)) {

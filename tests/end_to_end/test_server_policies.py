@@ -1,13 +1,17 @@
 """Servers with rules of their own: where nothing may be written over, everything has another name, one data port serves
 all, a command ends the transfer, and so on. Every file is sent exactly once, and arrives."""
 
+import contextlib
 import os
+import random
+import socket
 
 import pytest
 
 import servers
 import tree
 from far import ROUND_TRIP, far, scripted
+from network_namespace import NetworkNamespace
 from scripted_server import close, store
 
 FILES = 12
@@ -118,6 +122,26 @@ def test_files_of_the_same_size_are_replaced(owner, source, kind):
                 servers.own(path)
         owner.upload(source.path, **way.launch)
         assert source.differences(way.server.root) == []
+
+
+def test_a_server_that_finds_no_free_port_now_and_then(owner, tmp_path):
+    """vsftpd tries nine ports, and ends the session when all of them are taken."""
+    source = tmp_path / "Site"
+    tree.make_empty_files(source, folders=4, files_each=500)
+    ports = range(40000, 40200)
+
+    class FewFreePorts(servers.Vsftpd):
+        settings = f"pasv_min_port={ports[0]}\npasv_max_port={ports[-1]}\n"
+
+    with NetworkNamespace() as network, contextlib.ExitStack() as taken:
+        for port in random.sample(ports, k=len(ports) * 55 // 100):
+            listener = taken.enter_context(network.run(socket.socket))
+            listener.bind(("127.0.0.1", port))
+            listener.listen()
+        with FewFreePorts(side=network) as server:
+            owner.upload(source, server, prefix=network.prefix)
+            assert server.log.read_text().count("OK LOGIN") > 1
+            assert len(list(server.root.rglob("*.txt"))) == 2000
 
 
 # Servers that there may be.

@@ -19,6 +19,7 @@ TEST(FTPWriteStreamKept, AConnectionThatIsClosedWhenAPortIsAskedForIsReplacedUns
   const std::vector<std::pair<std::string, Action>> faults{
       {"end", dropControl()},
       {"421", then(reply("421 No port is free."), dropControl())},
+      {"OOPS", then(reply("500 OOPS: vsf_sysutil_bind"), then(reply("500 OOPS: priv_sock_get_int"), dropControl()))},
   };
   for (const auto& [name, fault] : faults) {
     SCOPED_TRACE(name);
