@@ -29,7 +29,8 @@ Ref<NSError> fileError(std::string_view what, const std::string& path) {
 // What is in the file is trusted as it stands: one server's own certificate as well as an authority's.
 Ref<NSError> trust(SSL_CTX* context, const TLSSettings& settings) {
   if (settings.authority.empty()) {
-    SSL_CTX_set_default_verify_paths(context);
+    // A server whose fingerprint is known needs none of them, and reading them all takes its time.
+    if (settings.fingerprint.empty()) SSL_CTX_set_default_verify_paths(context);
     return nil;
   }
   if (SSL_CTX_load_verify_file(context, settings.authority.c_str()) != 1) {
