@@ -76,7 +76,6 @@ void preferGroup(SSL* connection, int group) {
 void resume(SSL* connection, const TLSPeer::Session& session) {
   const TLSSessionObject copy(SSL_SESSION_dup(session.object.get()));
   if (copy) SSL_set_session(connection, copy.get());
-  preferGroup(connection, session.group);
 }
 
 }  // namespace
@@ -97,6 +96,7 @@ struct TLSChannel::Implementation {
   Progress fail(const Ref<NSError>& cause, int number);
   Progress put(const void* bytes, std::size_t size);
   Progress putHeldBack();
+  void learn();
 };
 
 // Whatever the library writes to, or notes, stays in here.
@@ -161,9 +161,15 @@ TLSChannel::TLSChannel(std::shared_ptr<TLSPeer> peer, int descriptor, Use use)
   // Control connections carry too little to be worth it.
   SSL_set_options(object.get(), SSL_OP_ENABLE_KTLS);
   if (peer->session()) resume(object.get(), *peer->session());
+  preferGroup(object.get(), peer->group());
 }
 
 TLSChannel::~TLSChannel() = default;
+
+// Also of a server that gives no sessions, whose every data connection agrees on keys from the start.
+void TLSChannel::Implementation::learn() {
+  if (state.isOfControl) peer->setGroup(static_cast<int>(SSL_get_negotiated_group(object.get())));
+}
 
 bool TLSChannel::isEstablished() const { return implementation_->isEstablished(); }
 std::size_t TLSChannel::heldBack() const { return implementation_->heldBack.size(); }
@@ -173,6 +179,7 @@ const Ref<NSError>& TLSChannel::error() const { return implementation_->error; }
 Progress TLSChannel::shakeHands() {
   if (implementation_->error) return Progress::Failed;
   const Progress progress = implementation_->attempt([&] { return SSL_do_handshake(implementation_->object.get()); });
+  if (progress == Progress::Done) implementation_->learn();
   if (progress != Progress::Failed || !implementation_->isAtEnd) return progress;
   constexpr std::string_view text = "The server closed the connection during the TLS handshake.";
   return implementation_->fail(errorWithCode(kCFURLErrorNetworkConnectionLost, text), ECONNRESET);

@@ -57,10 +57,9 @@ Ref<NSError> introduce(SSL_CTX* context, const TLSSettings& settings) {
 // own: the library's one would be marked as spoilt when a connection is broken off.
 int keepSession(SSL* connection, SSL_SESSION* session) {
   const TLSConnectionState* const state = TLSStateOf(connection);
-  if (!state || !state->keepsSessions) return 0;
+  if (!state || !state->isOfControl) return 0;
   TLSSessionObject copy(SSL_SESSION_dup(session));
-  const int group = static_cast<int>(SSL_get_negotiated_group(connection));
-  if (copy) state->peer.setSession(std::make_unique<TLSPeer::Session>(TLSPeer::Session{std::move(copy), group}));
+  if (copy) state->peer.setSession(std::make_unique<TLSPeer::Session>(TLSPeer::Session{std::move(copy)}));
   return 0;
 }
 

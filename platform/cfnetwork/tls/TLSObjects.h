@@ -33,13 +33,12 @@ struct TLSContext::Implementation {
 
 struct TLSPeer::Session {
   TLSSessionObject object;
-  int group = 0;  // in which the keys were agreed on, as the library numbers them; not positive: unknown
 };
 
 // What belongs to one encrypted connection beside the library's own state.
 struct TLSConnectionState {
   TLSPeer& peer;
-  bool keepsSessions = false;     // for the peer's other connections
+  bool isOfControl = false;       // what it learns is kept for the peer's other connections
   Ref<NSError> certificateError;  // what is wrong with the server's certificate; nil as long as nothing is
 };
 

@@ -29,11 +29,17 @@ class TLSPeer {
   const Session* session() const { return session_.get(); }
   void setSession(std::unique_ptr<Session> session);
 
+  // In which group of keys the control connection has agreed with the server, as the library numbers them; not
+  // positive: unknown.
+  int group() const { return group_; }
+  void setGroup(int group) { group_ = group; }
+
  private:
   const TLSContext::Shared context_;
   std::string name_;
   bool isAddress_ = false;
   std::unique_ptr<Session> session_;
+  int group_ = 0;
 };
 
 }  // namespace cfnetwork
