@@ -37,6 +37,7 @@ FTPDataChannel::~FTPDataChannel() = default;
 void FTPDataChannel::belongTo(const FTPConnection& control) {
   peer_ = control.peer();
   mayGetReady_ = control.takesEarlyData();
+  endsAtOnce_ = !control.isThroughProxy();
 }
 
 void FTPDataChannel::connect(const FTPConnection& control, std::uint16_t port, NSTimeInterval limit) {
@@ -164,7 +165,7 @@ void FTPDataChannel::readUnwanted() {
   if (peer_ && !ended_ && !socket_.isEndAnnounced()) return lose(NSError::errorWithPOSIXCode(ECONNRESET));
   // With both directions ended there is nothing left to be told; the socket would be ready for ever.
   if (ended_) {
-    noteEnd();
+    endConnection();
     return source_.reset();
   }
   source_->setEvents(blocked_ ? Source::Writable : Source::None);
@@ -205,6 +206,7 @@ void FTPDataChannel::end() {
   // What has broken it shows when it is read.
   ended_ = progress == FTPSocket::Progress::Done;
   blocked_ = false;
+  if (ended_ && endsAtOnce_) endConnection();
   if (source_) source_->setEvents(Source::Readable);
 }
 
@@ -214,12 +216,15 @@ bool FTPDataChannel::isEndAnnounced() {
   while (socket_ && !endAnnounced_ && socket_.read(buffer.data(), buffer.size()) > 0) {
   }
   endAnnounced_ = endAnnounced_ || (socket_ && socket_.isEndAnnounced());
-  if (ended_ && endAnnounced_) noteEnd();
+  if (ended_ && endAnnounced_) endConnection();
   return endAnnounced_;
 }
 
-// Some servers reply only when the connection itself has ended on our side, too.
-void FTPDataChannel::noteEnd() {
+// Some servers reply only when an encrypted connection itself has ended on our side, too. Proxies that know of no end
+// in one direction only would close the other one as well, which the server has filled with what belongs to the
+// encryption: they reset it then, and what they had not passed on is lost. Through them the server's own end is waited
+// for.
+void FTPDataChannel::endConnection() {
   if (peer_ && socket_ && !std::exchange(isOver_, true)) socket_.endConnection();
 }
 

@@ -92,7 +92,7 @@ class FTPDataChannel {
   bool shakeHands();
   void handshakeReady();
   bool isEndAnnounced();
-  void noteEnd();
+  void endConnection();
   void waitForSpace();
   void socketReady();
   void readUnwanted();
@@ -107,12 +107,13 @@ class FTPDataChannel {
   FTPSocket socket_;
   std::optional<foundation::DescriptorSource> source_;
   bool mayGetReady_ = false;
+  bool endsAtOnce_ = false;  // an encrypted connection, without waiting for the server's end
   bool isReady_ = false;
   bool blocked_ = false;
   bool ended_ = false;
   bool endAnnounced_ = false;  // by the server, of its own direction
   bool endCameEarly_ = false;  // ... before we have ended ours
-  bool isOver_ = false;        // both have ended theirs, and the connection itself was ended
+  bool isOver_ = false;        // ours was ended as a connection, too
   std::size_t unwanted_ = 0;   // bytes that the server has sent
 };
 

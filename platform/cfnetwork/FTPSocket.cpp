@@ -70,9 +70,7 @@ std::int64_t FTPSocket::sendFile(int file, std::size_t size) {
   return sent < 0 && isNoRoom() ? 0 : -1;
 }
 
-// Encrypted, the announcement is the end. The connection's own one would make proxies that know of no end in one
-// direction only close the other one as well, which the server has filled with what belongs to the encryption: they
-// reset it then, and what they had not passed on is lost.
+// Encrypted, the announcement is the end of what is written; the connection's own one is endConnection()'s.
 FTPSocket::Progress FTPSocket::endWriting() {
   const Progress progress = channel_ ? channel_->end() : Progress::Done;
   if (progress != Progress::Done) return progress;

@@ -44,7 +44,7 @@ class FTPSocket {
 
   // The end of what is written: what was taken still arrives. Waits to write as long as there is no room for it.
   Progress endWriting();
-  // Behind the other side's end of an encrypted connection, and ours: ends the connection itself, which some wait for.
+  // Behind endWriting() of an encrypted connection: ends the connection itself in our direction, which some wait for.
   void endConnection();
   // Whether bytes that were taken are still here, for want of room; write() puts them first.
   bool holdsBack() const { return channel_ && channel_->heldBack() > 0; }

@@ -48,6 +48,18 @@ bool isReady(int descriptor, short events, int milliseconds = turn) {
   return ::poll(&polled, 1, milliseconds) > 0;
 }
 
+void waitForEnd(int descriptor, const std::atomic<bool>& isOver) {
+  char byte = 0;
+  while (!isOver && (!isReady(descriptor, POLLIN) || ::recv(descriptor, &byte, 1, 0) > 0)) {
+  }
+}
+
+void countHellos(int isWritten, int, int type, const void* bytes, std::size_t size, SSL*, void* counter) {
+  const bool isHello =
+      type == SSL3_RT_HANDSHAKE && size > 0 && *static_cast<const char*>(bytes) == SSL3_MT_CLIENT_HELLO;
+  if (isWritten == 0 && isHello) ++*static_cast<std::atomic<std::size_t>*>(counter);
+}
+
 bool sendAll(int descriptor, const char* bytes, std::size_t size) {
   while (size > 0) {
     const ssize_t sent = ::send(descriptor, bytes, size, MSG_NOSIGNAL);
@@ -76,6 +88,12 @@ TLSServer::TLSServer(const TestCertificate& certificate, const Behaviour& behavi
   }
   constexpr unsigned char purpose[] = "test";
   SSL_CTX_set_session_id_context(context, purpose, sizeof purpose);
+  if (!behaviour.groups.empty()) SSL_CTX_set1_groups_list(context, behaviour.groups.c_str());
+  if (!behaviour.givesSessions) {
+    SSL_CTX_set_num_tickets(context, 0);
+    SSL_CTX_set_options(context, SSL_OP_NO_TICKET);
+    SSL_CTX_set_session_cache_mode(context, SSL_SESS_CACHE_OFF);
+  }
   if (behaviour.isLimitedTo12) SSL_CTX_set_max_proto_version(context, TLS1_2_VERSION);
   if (behaviour.takesOldVersionsOnly) {
     SSL_CTX_set_security_level(context, 0);
@@ -131,6 +149,10 @@ void TLSServer::relay(int encrypted, FileDescriptor plain, bool isData) {
   ::fcntl(encrypted, F_SETFL, O_NONBLOCK);
   SSL_set_fd(connection.get(), encrypted);
   SSL_set_accept_state(connection.get());
+  if (isData) {
+    SSL_set_msg_callback(connection.get(), countHellos);
+    SSL_set_msg_callback_arg(connection.get(), &dataHellos_);
+  }
   while (SSL_do_handshake(connection.get()) != 1) {
     if (isOver_ || (!SSL_want_read(connection.get()) && !SSL_want_write(connection.get()))) return;
     isReady(encrypted, SSL_want_write(connection.get()) ? POLLOUT : POLLIN);
@@ -155,6 +177,7 @@ void TLSServer::relay(int encrypted, FileDescriptor plain, bool isData) {
       if (SSL_get_error(connection.get(), result) != SSL_ERROR_ZERO_RETURN) return;
       ++announcedEnds_;
       fromClient = false;
+      if (isData && behaviour_.waitsForEnd) waitForEnd(encrypted, isOver_);
       ::shutdown(plain.get(), SHUT_WR);
     }
     pollfd descriptors[] = {{fromClient ? encrypted : -1, POLLIN, 0}, {plain.get(), POLLIN, 0}};

@@ -24,6 +24,9 @@ class TLSServer {
     std::size_t cutAfter = std::string::npos;  // so many bytes of data the connection is cut, like a file's end
     bool takesOldVersionsOnly = false;         // older than TLS 1.2
     bool isLimitedTo12 = false;
+    bool givesSessions = true;
+    bool waitsForEnd = false;     // of a data connection itself, behind close_notify, before it says anything more
+    std::string groups;           // of keys that it takes, as OpenSSL writes them; empty: the usual ones
     std::string clientAuthority;  // PEM; not empty: clients need a certificate of it
   };
 
@@ -41,6 +44,8 @@ class TLSServer {
   std::size_t dataConnections() const { return dataConnections_; }
   // How many of them have resumed a session.
   std::size_t resumed() const { return resumed_; }
+  // How often the client has begun a handshake on them; more often than that, where it was asked for another group.
+  std::size_t dataHellos() const { return dataHellos_; }
   // How many connections the client has ended by close_notify.
   std::size_t announcedEnds() const { return announcedEnds_; }
 
@@ -55,5 +60,6 @@ class TLSServer {
   std::atomic<bool> isOver_ = false;
   std::atomic<std::size_t> dataConnections_ = 0;
   std::atomic<std::size_t> resumed_ = 0;
+  std::atomic<std::size_t> dataHellos_ = 0;
   std::atomic<std::size_t> announcedEnds_ = 0;
 };

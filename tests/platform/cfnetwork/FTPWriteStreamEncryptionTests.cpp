@@ -82,6 +82,31 @@ TEST_F(FTPWriteStreamEncryption, ResumesTheControlConnectionsSessionForEachFile)
   }
 }
 
+// Offered another one, the server asks for it, which takes every file a round trip.
+TEST_F(FTPWriteStreamEncryption, OffersTheControlConnectionsGroupOfKeysForEachFile) {
+  for (const bool givesSessions : {true, false}) {
+    TLSServer::Behaviour behaviour;
+    behaviour.groups = "P-256";
+    behaviour.givesSessions = givesSessions;
+    TLSServer tls(usual(), behaviour);
+    ScriptedFTPServer server;
+    tls.serve(server);
+    for (int i = 0; i < 3; ++i) stores(server, trusting(), "/" + std::to_string(i), contentOfSize(smallSize));
+    EXPECT_EQ(tls.dataConnections(), 3U);
+    EXPECT_EQ(tls.dataHellos(), 3U) << givesSessions;
+  }
+}
+
+TEST_F(FTPWriteStreamEncryption, EndsTheConnectionBehindTheFile) {
+  TLSServer::Behaviour behaviour;
+  behaviour.waitsForEnd = true;
+  TLSServer tls(usual(), behaviour);
+  ScriptedFTPServer server;
+  tls.serve(server);
+  stores(server, trusting(), "/small", contentOfSize(smallSize));
+  stores(server, trusting(), "/large", contentOfSize(largeSize));
+}
+
 TEST_F(FTPWriteStreamEncryption, AnnouncesTheEndOfAFile) {
   TLSServer tls(usual());
   ScriptedFTPServer server;
