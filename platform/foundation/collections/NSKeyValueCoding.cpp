@@ -1,6 +1,9 @@
 // The methods of NSObject that reach values by key and by key path, and those of the collections that do it for their
 // elements.
 
+#include <string>
+#include <string_view>
+
 #include "foundation/collections/KeyPathOperators.h"
 #include "foundation/collections/NSArray.h"
 #include "foundation/collections/NSDictionary.h"
@@ -57,16 +60,18 @@ void NSObject::setValue_forKey(const id& value, const Ref<NSString>& key) {
 
 id NSObject::valueForKeyPath(const Ref<NSString>& keyPath) const {
   if (!keyPath) return valueForKey(keyPath);
-  const std::u16string path(keyPath->units());
-  id object = self();
-  for (std::size_t from = 0; object;) {
-    const std::size_t dot = path.find(u'.', from);
-    const auto key = textOf(std::u16string_view(path).substr(from, dot - from));
-    if (dot == std::u16string::npos) return object->valueForKey(key);
-    from = dot + 1;
-    if (foundation::isKeyPathOperator(object, key)) {
-      return foundation::valueOfKeyPathOperator(object, key, textOf(std::u16string_view(path).substr(from)));
-    }
+  // A copy: a mutable text may be changed by what is called on the way.
+  return foundation::valueAtPath(self(), std::u16string(keyPath->units()));
+}
+
+id foundation::valueAtPath(const id& start, std::u16string_view path) {
+  id object = start;
+  while (object) {
+    const std::size_t dot = path.find(u'.');
+    const auto key = textOf(path.substr(0, dot));
+    if (dot == std::u16string_view::npos) return object->valueForKey(key);
+    path.remove_prefix(dot + 1);
+    if (isKeyPathOperator(object, key)) return valueOfKeyPathOperator(object, key, path);
     object = object->valueForKey(key);
   }
   return nil;

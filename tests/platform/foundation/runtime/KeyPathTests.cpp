@@ -1,5 +1,8 @@
 // Values by key path: through collections, into the settings, and by the operators that begin with "@".
 
+#include <string>
+#include <string_view>
+
 #include <gtest/gtest.h>
 
 #include "foundation/collections/NSArray.h"
@@ -113,6 +116,20 @@ TEST(KeyPath, MayBeLong) {
   for (int step = 0; step < 100'000; ++step) path += u"next.";
   expectValue(node, NSString::stringWithUnits(path + u"value"), "end"_ns);
   node->removeAllObjects();
+}
+
+TEST(KeyPath, OperatorsWithinOperatorsMayNotGoOnForEver) {
+  const auto list = NSMutableArray::array();
+  list->addObject(list);
+  std::u16string path;
+  for (int step = 0; step < 100'000; ++step) path += u"@unionOfObjects.";
+  EXPECT_THROW(list->valueForKeyPath(NSString::stringWithUnits(path + u"@count")), Ref<NSException>);
+  // So many as anybody needs are no trouble.
+  path.resize(std::u16string_view(u"@unionOfObjects.").size() * 20);
+  id value = list->valueForKeyPath(NSString::stringWithUnits(path + u"@count"));
+  for (int level = 0; level < 20; ++level) value = as<NSArray>(value)->firstObject();
+  EXPECT_TRUE(NSEqualObjects(value, number(1)));
+  list->removeAllObjects();
 }
 
 TEST(KeyPath, AnElementWithoutAValueHasNullInAnArray) {
