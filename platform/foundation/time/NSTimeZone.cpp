@@ -10,12 +10,14 @@
 #include <string>
 #include <vector>
 
+#include <sys/stat.h>
 #include <unicode/strenum.h>
 #include <unicode/timezone.h>
 
 #include "foundation/text/NSString.h"
 #include "foundation/time/EngineTimeZone.h"
 #include "foundation/time/NSDate.h"
+#include "foundation/time/ZoneFiles.h"
 #include "foundation/time/ZoneRules.h"
 
 inline namespace telvo {
@@ -59,6 +61,20 @@ std::string nameFromZoneFile(const std::string& path) {
   return isInZoneData(name) ? name : std::string();
 }
 
+// What says which zone is the default one.
+struct ZoneSetting {
+  std::string text;  // of the variable, without the colon that may stand in front
+  std::string file;  // that it is the path of, or that the system keeps when there is no variable
+};
+
+ZoneSetting zoneSetting() {
+  const char* value = std::getenv("TZ");
+  if (!value) return {"", "/etc/localtime"};
+  const std::string_view named(value);
+  const std::string text(foundation::plainZoneName(named.starts_with(':') ? named.substr(1) : named));
+  return {text, text.starts_with('/') ? text : ""};
+}
+
 // The clock of the C library, which knows rules and zone files of every kind: its offset at each hour of this year.
 struct LocalClock {
   std::vector<std::time_t> hours;
@@ -99,49 +115,74 @@ Ref<NSString> nameOfFixedZone(NSInteger seconds) {
   return distance % 60 == 0 ? name : name->stringByAppendingFormat("%02ld"_ns, distance % 60);
 }
 
-Ref<NSString> nameOfZoneLikeLocalClock() {
-  const LocalClock clock = localClockThisYear();
-  auto fixed = nameOfFixedZone(std::clamp(clock.standardOffset(), -farthestOffset, farthestOffset));
-  if (std::ranges::count(clock.offsets, clock.offsets.front()) == std::ssize(clock.offsets)) return fixed;
-
+Ref<NSString> nameOfZoneLike(const LocalClock& clock) {
   const auto rawOffset = static_cast<std::int32_t>(clock.standardOffset() * 1000);
   UErrorCode status = U_ZERO_ERROR;
   const std::unique_ptr<icu::StringEnumeration> names(
       icu::TimeZone::createTimeZoneIDEnumeration(UCAL_ZONE_TYPE_CANONICAL_LOCATION, nullptr, &rawOffset, status));
-  if (U_FAILURE(status)) return fixed;
+  if (U_FAILURE(status)) return nil;
   while (const icu::UnicodeString* name = names->snext(status)) {
     auto found = NSString::stringWithCharacters_length(name->getBuffer(), static_cast<NSUInteger>(name->length()));
     if (agrees(*foundation::engineTimeZone(found), clock)) return found;
   }
-  return fixed;
+  return nil;
 }
 
-// The search takes milliseconds, so the answer is kept for as long as TZ stays the same.
-Ref<NSString> cachedNameOfZoneLikeLocalClock(const std::string& setting) {
+// As the C library understands a rule without dates ("EST5EDT4"): those of the United States apply. Empty for what is
+// none.
+std::string completeRule(const std::string& text) {
+  if (text.empty()) return {};
+  const bool hasDates = text.find(',') != std::string::npos;
+  const std::string rule = hasDates ? text : text + ",M3.2.0,M11.1.0";
+  return foundation::ZoneRules::ofZone(rule) ? rule : std::string();
+}
+
+Ref<NSString> nameOfZoneWithoutName(const ZoneSetting& setting) {
+  const std::string original = foundation::nameOfZoneWithCopy(setting.file);
+  if (!original.empty()) return NSString::stringWithUTF8String(original);
+  const LocalClock clock = localClockThisYear();
+  const auto fixed = nameOfFixedZone(std::clamp(clock.standardOffset(), -farthestOffset, farthestOffset));
+  if (std::ranges::count(clock.offsets, clock.offsets.front()) == std::ssize(clock.offsets)) return fixed;
+  const std::string rule = completeRule(setting.text);
+  if (!rule.empty()) return NSString::stringWithUTF8String(rule);
+  const auto similar = nameOfZoneLike(clock);
+  return similar ? similar : fixed;
+}
+
+// What tells one setting from another, or from what it was before its file was replaced.
+std::string keyOf(const ZoneSetting& setting) {
+  struct stat status {};
+  if (setting.file.empty() || stat(setting.file.c_str(), &status) != 0) return setting.text;
+  std::string key = setting.text;
+  for (const auto number :
+       {static_cast<std::int64_t>(status.st_ino), static_cast<std::int64_t>(status.st_size),
+        static_cast<std::int64_t>(status.st_mtim.tv_sec), static_cast<std::int64_t>(status.st_mtim.tv_nsec)}) {
+    key += "\n" + std::to_string(number);
+  }
+  return key;
+}
+
+// The search takes milliseconds, so the answer is kept for as long as the setting stays the same.
+Ref<NSString> cachedNameOfZoneWithoutName(const ZoneSetting& setting) {
   static std::mutex& mutex = *new std::mutex;
-  static std::string& knownSetting = *new std::string;
+  static std::string& knownKey = *new std::string;
   static Ref<NSString>& knownName = *new Ref<NSString>;
+  const std::string key = keyOf(setting);
   const std::lock_guard lock(mutex);
-  if (!knownName || knownSetting != setting) {
-    knownName = nameOfZoneLikeLocalClock();
-    knownSetting = setting;
+  if (!knownName || knownKey != key) {
+    knownName = nameOfZoneWithoutName(setting);
+    knownKey = key;
   }
   return knownName;
 }
 
-std::string nameFromSetting(const std::string& setting) {
-  const std::string_view named(setting);
-  const std::string name(foundation::plainZoneName(named.starts_with(':') ? named.substr(1) : named));
-  if (name.starts_with('/')) return nameFromZoneFile(name);
-  return isInZoneData(name) ? name : std::string();
-}
-
 Ref<NSString> nameOfDefaultZone() {
-  const char* value = std::getenv("TZ");
-  const std::string setting = value ? value : "";
-  if (value && setting.empty()) return "GMT"_ns;
-  const std::string name = value ? nameFromSetting(setting) : nameFromZoneFile("/etc/localtime");
-  return name.empty() ? cachedNameOfZoneLikeLocalClock(setting) : NSString::stringWithUTF8String(name);
+  const ZoneSetting setting = zoneSetting();
+  if (setting.text.empty() && setting.file.empty()) return "GMT"_ns;
+  const std::string name = !setting.file.empty()        ? nameFromZoneFile(setting.file)
+                           : isInZoneData(setting.text) ? setting.text
+                                                        : std::string();
+  return name.empty() ? cachedNameOfZoneWithoutName(setting) : NSString::stringWithUTF8String(name);
 }
 
 foundation::ZoneOffsets offsetsOfZoneAt(const NSTimeZone& zone, const Ref<NSDate>& date) {

@@ -15,11 +15,12 @@ class NSTimeZone : public NSObject {
   explicit NSTimeZone(Ref<NSString> name) : name_(std::move(name)) {}
 
   // The zone of the process, looked up anew on every call: the environment's TZ, otherwise the system's setting. TZ
-  // may hold a zone's name ("Europe/Berlin", also behind "posix/" or "right/"), a path below the zone folder, or a rule
-  // ("CET-1CEST,M3.5.0,M10.5.0/3"), which gives a named zone that keeps the same clock all through the current year, or
-  // else the rule's standard time.
+  // may hold a zone's name ("Europe/Berlin", also behind "posix/" or "right/"), the path of a zone file, or a rule
+  // ("CET-1CEST,M3.5.0,M10.5.0/3"), which is then the zone's name. A file that is a copy of a named zone's is that
+  // zone; any other one gives a zone that keeps the same clock all through the current year, or else its standard time.
   static Ref<NSTimeZone> defaultTimeZone();
-  // Nil for a name that neither the system nor the engine of the calendars knows, and that is not "GMT+hhmm".
+  // Nil for a name that neither the system nor the engine of the calendars knows, and that is neither "GMT+hhmm" nor a
+  // rule.
   static Ref<NSTimeZone> timeZoneWithName(const Ref<NSString>& name);
   // Nil beyond 18 hours. Named "GMT", "GMT+0530", "GMT-033015".
   static Ref<NSTimeZone> timeZoneForSecondsFromGMT(NSInteger seconds);

@@ -1,10 +1,7 @@
 #include "foundation/time/ZoneRules.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <map>
@@ -14,31 +11,18 @@
 
 #include <glib.h>
 
+#include "foundation/time/ZoneFiles.h"
+
 inline namespace telvo {
 
 namespace {
 
 constexpr std::int64_t secondsPerHour = 3600;
 
-std::string zoneFolder() {
-  const char* folder = std::getenv("TZDIR");  // where the C library looks, too
-  return folder && *folder ? folder : "/usr/share/zoneinfo";
-}
-
 // No path that leads out of the folder.
 bool isZoneName(std::string_view name) {
   return !name.empty() && !name.starts_with('/') && name.find("..") == std::string_view::npos &&
          name.find('\0') == std::string_view::npos;
-}
-
-// The folder holds lists and folders as well, about which the reader of zone files would complain in the log.
-bool isZoneFile(const std::string& path) {
-  std::error_code failure;
-  if (!std::filesystem::is_regular_file(path, failure)) return false;
-  std::ifstream file(path, std::ios::binary);
-  std::array<char, 44> header{};
-  constexpr std::string_view magic = "TZif";
-  return file.read(header.data(), header.size()) && std::string_view(header.data(), magic.size()) == magic;
 }
 
 // The rule at the end of a zone file, which goes on where the file's table of changes ends.
@@ -63,14 +47,25 @@ std::string turnedRound(const std::string& rule) {
 }
 
 std::shared_ptr<const foundation::ZoneRules> openZone(std::string_view name) {
-  // By the file's path: as a mere name, "EST5EDT" would be read as a rule.
-  const std::string path = zoneFolder() + "/" + std::string(name);
-  GTimeZone* zone = isZoneFile(path) ? g_time_zone_new_identifier(path.c_str()) : nullptr;
+  // By the file's path: as a mere name, "EST5EDT" would be read as a rule. What is no zone file, the reader of them
+  // would complain about in the log.
+  const std::string path = foundation::zoneFolder() + "/" + std::string(name);
+  GTimeZone* zone = foundation::isZoneFile(path) ? g_time_zone_new_identifier(path.c_str()) : nullptr;
   if (!zone) return nullptr;
   const std::string rule = turnedRound(ruleAtEnd(path));
   GTimeZone* later = rule.empty() ? nullptr : g_time_zone_new_identifier(rule.c_str());
   if (!later) return std::make_shared<const foundation::ZoneRules>(zone);
   return std::make_shared<const foundation::ZoneRules>(zone, std::make_shared<const foundation::ZoneRules>(later));
+}
+
+// "CET-1CEST,M3.5.0,M10.5.0/3". Those without the dates behind a comma are fixed zones, or the dates are the system's
+// own choice.
+bool mayBeRule(const std::string& text) { return text.find(',') != std::string::npos; }
+
+std::shared_ptr<const foundation::ZoneRules> rulesFromText(const std::string& text) {
+  const std::string turned = turnedRound(text);
+  GTimeZone* zone = g_time_zone_new_identifier(turned.empty() ? text.c_str() : turned.c_str());
+  return zone ? std::make_shared<const foundation::ZoneRules>(zone) : nullptr;
 }
 
 // Zone files list every change up to the year 2037.
@@ -102,13 +97,17 @@ std::string_view plainZoneName(std::string_view name) {
 std::shared_ptr<const ZoneRules> ZoneRules::ofZone(const std::string& name) {
   static std::mutex& mutex = *new std::mutex;
   static auto& known = *new std::map<std::string, std::shared_ptr<const ZoneRules>, std::less<>>;
+  // There may be any number of rules, and in use is mostly one, the process's own.
+  static auto& latest = *new std::pair<std::string, std::shared_ptr<const ZoneRules>>;
   const std::string_view plainName = plainZoneName(name);
   if (!isZoneName(plainName)) return nullptr;
   const std::lock_guard lock(mutex);
   const auto found = known.find(plainName);
   if (found != known.end()) return found->second;
-  auto rules = openZone(plainName);
-  return rules ? known.emplace(plainName, std::move(rules)).first->second : nullptr;
+  if (auto rules = openZone(plainName)) return known.emplace(plainName, std::move(rules)).first->second;
+  if (!mayBeRule(name)) return nullptr;
+  if (latest.first != name) latest = {name, rulesFromText(name)};
+  return latest.second;
 }
 
 ZoneRules::ZoneRules(GTimeZone* zone, std::shared_ptr<const ZoneRules> laterRules)

@@ -25,9 +25,9 @@ std::string_view plainZoneName(std::string_view name);
 // One zone's rules, from the zone files of the system, which are as new as the machine's clock. Immutable, any thread.
 class ZoneRules {
  public:
-  // The zone of that name ("Europe/Berlin"), with a prefix "posix/" or "right/" or without; null when the system has
-  // none. The zone files that count leap seconds ("right/") are not used, since the system's clock does not count any.
-  // Zones are read once in the life of the process.
+  // The zone of that name ("Europe/Berlin"), with a prefix "posix/" or "right/" or without, or that keeps to that rule
+  // ("CET-1CEST,M3.5.0,M10.5.0/3"); null when the system has none. The zone files that count leap seconds ("right/")
+  // are not used, since the system's clock does not count any. Zone files are read once in the life of the process.
   static std::shared_ptr<const ZoneRules> ofZone(const std::string& name);
 
   // Takes over the reference. The later rules, if any, hold from 2038 on.

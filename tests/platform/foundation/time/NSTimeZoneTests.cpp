@@ -1,5 +1,7 @@
 #include <cmath>
 #include <ctime>
+#include <fstream>
+#include <iterator>
 #include <limits>
 #include <string>
 
@@ -9,11 +11,17 @@
 #include "foundation/time/NSDate.h"
 #include "foundation/time/NSTimeZone.h"
 #include "testing/EnvironmentVariable.h"
+#include "testing/TemporaryDirectory.h"
 
 namespace {
 
 constexpr NSTimeInterval winter2024 = 1705320000.0;  // 2024-01-15 12:00 UTC, since 1970
 constexpr NSTimeInterval summer2024 = 1721044800.0;  // 2024-07-15 12:00 UTC
+constexpr NSTimeInterval march2024 = 1710936000.0;   // 2024-03-20 12:00 UTC
+constexpr NSTimeInterval summer1971 = 48427200.0;    // 1971-07-15 12:00 UTC
+constexpr NSTimeInterval winter2013 = 1358251200.0;  // 2013-01-15 12:00 UTC
+constexpr NSTimeInterval summer2021 = 1626350400.0;  // 2021-07-15 12:00 UTC
+constexpr NSTimeInterval summer2039 = 2194344000.0;  // 2039-07-15 12:00 UTC
 
 Ref<NSDate> at(NSTimeInterval since1970) { return NSDate::dateWithTimeIntervalSince1970(since1970); }
 
@@ -46,11 +54,53 @@ TEST(NSTimeZone, VariableMayHoldThePathOfAZoneFile) {
   EXPECT_EQ(defaultName(), "Asia/Kolkata");
 }
 
+std::string zoneFile(const std::string& name) {
+  std::ifstream file("/usr/share/zoneinfo/" + name, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+NSInteger offsetAt(NSTimeInterval since1970) {
+  return NSTimeZone::defaultTimeZone()->secondsFromGMTForDate(at(since1970));
+}
+
+// What containers have for a setting is a copy of a zone file. Today's clock of the zone does not tell its history:
+// Mexico gave up daylight saving in 2022, Moscow its winters from 2011 to 2014.
+TEST(NSTimeZone, ACopyOfAZoneFileIsThatZone) {
+  const TemporaryDirectory folder;
+  const std::string copy = folder.write("localtime", zoneFile("America/Mexico_City"));
+  const EnvironmentVariable zone("TZ", copy.c_str());
+  EXPECT_EQ(defaultName(), "America/Mexico_City");
+  EXPECT_EQ(offsetAt(summer2021), -5 * 3600);
+  EXPECT_EQ(offsetAt(summer2024), -6 * 3600);
+  folder.write("localtime", zoneFile("Europe/Moscow"));
+  EXPECT_EQ(defaultName(), "Europe/Moscow") << "the file is another one now";
+  EXPECT_EQ(offsetAt(winter2013), 4 * 3600);
+  setenv("TZ", (":" + copy).c_str(), 1);
+  EXPECT_EQ(defaultName(), "Europe/Moscow");
+}
+
+TEST(NSTimeZone, AZoneFileThatIsNoCopyGivesAZoneWithItsClock) {
+  const TemporaryDirectory folder;
+  std::string own = zoneFile("Europe/Berlin");
+  own.replace(own.rfind(std::string("CEST") + '\0'), 1, "X");  // the summer time's abbreviation
+  const EnvironmentVariable zone("TZ", folder.write("own", own).c_str());
+  EXPECT_EQ(offsetAt(winter2024), 3600);
+  EXPECT_EQ(offsetAt(summer2024), 7200);
+  setenv("TZ", folder.write("none", "no zone file").c_str(), 1);
+  EXPECT_EQ(offsetAt(summer2024), 0);
+}
+
 TEST(NSTimeZone, VariableMayHoldARule) {
   const EnvironmentVariable zone("TZ", "CET-1CEST,M3.5.0,M10.5.0/3");
-  const auto found = NSTimeZone::defaultTimeZone();
-  EXPECT_EQ(found->secondsFromGMTForDate(at(winter2024)), 3600);
-  EXPECT_EQ(found->secondsFromGMTForDate(at(summer2024)), 7200);
+  EXPECT_EQ(defaultName(), "CET-1CEST,M3.5.0,M10.5.0/3");
+  EXPECT_EQ(offsetAt(winter2024), 3600);
+  EXPECT_EQ(offsetAt(summer2024), 7200);
+  // A rule has no history: in 1971 no place in Europe that keeps it now put its clocks forward.
+  EXPECT_EQ(offsetAt(summer1971), 7200);
+  EXPECT_EQ(NSTimeZone::defaultTimeZone()->daylightSavingTimeOffsetForDate(at(summer1971)), 3600.0);
+  EXPECT_EQ(NSTimeZone::defaultTimeZone()->daylightSavingTimeOffsetForDate(at(winter2024)), 0.0);
+  EXPECT_NE(NSTimeZone::timeZoneWithName("CET-1CEST,M3.5.0,M10.5.0/3"_ns), nil);
+  EXPECT_EQ(NSTimeZone::timeZoneWithName("CET-1CEST,M3.5.0,nonsense"_ns), nil);
 
   setenv("TZ", "<+0545>-5:45", 1);
   EXPECT_EQ(defaultName(), "GMT+0545");
@@ -61,14 +111,32 @@ TEST(NSTimeZone, VariableMayHoldARule) {
 
 TEST(NSTimeZone, RuleThatDeclaresWinterTheExceptionKeepsItsClock) {
   const EnvironmentVariable zone("TZ", "IST-1GMT0,M10.5.0,M3.5.0/1");
-  const auto found = NSTimeZone::defaultTimeZone();
-  EXPECT_EQ(found->secondsFromGMTForDate(at(winter2024)), 0);
-  EXPECT_EQ(found->secondsFromGMTForDate(at(summer2024)), 3600);
+  EXPECT_EQ(offsetAt(winter2024), 0);
+  EXPECT_EQ(offsetAt(summer2024), 3600);
+  EXPECT_EQ(offsetAt(summer1971), 3600);
 }
 
-TEST(NSTimeZone, RuleThatNoPlaceKeepsGivesItsStandardTime) {
-  const EnvironmentVariable zone("TZ", "AAA-1:07BBB,M3.2.0,M11.1.0");
-  EXPECT_EQ(defaultName(), "GMT+0107");
+// Whether a place keeps it or not.
+TEST(NSTimeZone, RulesAreWhatTheSystemsClockGoesBy) {
+  for (const char* rule :
+       {"AAA-1:07BBB,M3.2.0,M11.1.0", "XXX-3YYY,M4.1.0,M9.1.0", "AAA3BBB,J60/0,J300/0",
+        "<-02>2<-01>,M3.5.0/-1,M10.5.0/0", "EST5EDT4,M3.2.0,M11.1.0", ":NZST-12NZDT,M9.5.0,M4.1.0/3"}) {
+    const EnvironmentVariable zone("TZ", rule);
+    tzset();
+    for (const NSTimeInterval instant : {summer1971, winter2013, summer2021, winter2024, summer2024, summer2039}) {
+      const auto seconds = static_cast<std::time_t>(instant);
+      std::tm local{};
+      localtime_r(&seconds, &local);
+      EXPECT_EQ(offsetAt(instant), local.tm_gmtoff) << rule << " " << instant;
+    }
+  }
+}
+
+TEST(NSTimeZone, RuleWithoutDatesHasThoseOfTheUnitedStates) {
+  const EnvironmentVariable zone("TZ", "EET-2EEST");
+  EXPECT_EQ(offsetAt(winter2024), 7200);
+  EXPECT_EQ(offsetAt(summer2024), 10800);
+  EXPECT_EQ(offsetAt(march2024), 10800) << "as there, two weeks before Europe";
 }
 
 TEST(NSTimeZone, NonsenseInTheVariableIsGMT) {
