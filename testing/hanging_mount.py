@@ -1,10 +1,11 @@
 """A file system that stops answering, for use in front of a command line:
 
-    hanging_mount.py FOLDER COMMAND...
+    hanging_mount.py [--interrupted] FOLDER COMMAND...
 
 The command sees the folder as the root of a mount, in a mount namespace of its own. The folder can be looked at once;
-then the server of the mount reads no request any more, as that of a network share whose other side has gone. Needs
-root. The kernel's side is all real: this process is the server, and speaks the protocol of /dev/fuse itself.
+then the server of the mount reads no request any more, as that of a network share whose other side has gone. With
+--interrupted, the look lasts until a signal has come for the command. Needs root. The kernel's side is all real: this
+process is the server, and speaks the protocol of /dev/fuse itself.
 """
 
 import ctypes
@@ -14,7 +15,7 @@ import stat
 import struct
 import sys
 
-INIT, GETATTR = 26, 3
+INIT, GETATTR, INTERRUPT = 26, 3, 36
 BUFFER = 1 << 17
 _PR_SET_PDEATHSIG = 1
 _CLONE_NEWNS = 0x20000
@@ -39,16 +40,24 @@ def _attributes_of_a_folder():
     return struct.pack("<QII", *validity) + struct.pack("<QQQQQQIIIIIIIIII", *attributes)
 
 
-def _serve(device):
+def _next_request(device):
+    """Its operation, its number, and all of it."""
+    request = os.read(device, BUFFER)
+    _, operation, unique = struct.unpack_from("<IIQ", request)
+    return operation, unique, request
+
+
+def _serve(device, waits_for_signal):
     """Answers until the folder has been looked at, and then waits for its own end."""
     while True:
-        request = os.read(device, BUFFER)
-        _, operation, unique = struct.unpack_from("<IIQ", request)
+        operation, unique, request = _next_request(device)
         if operation == INIT:
             major, minor = struct.unpack_from("<II", request, 40)
             body = struct.pack("<IIIIHHIIHHI28x", major, minor, 0, 0, 12, 9, BUFFER // 2, 1, 0, 0, 0)
         else:
             assert operation == GETATTR, operation
+            if waits_for_signal:
+                assert _next_request(device)[0] == INTERRUPT
             body = _attributes_of_a_folder()
         os.write(device, struct.pack("<IiQ", 16 + len(body), 0, unique) + body)
         if operation == GETATTR:
@@ -57,14 +66,16 @@ def _serve(device):
 
 
 def _main():
-    folder, *command = sys.argv[1:]
+    arguments = sys.argv[1:]
+    waits_for_signal = arguments[0] == "--interrupted"
+    folder, *command = arguments[1:] if waits_for_signal else arguments
     device = os.open("/dev/fuse", os.O_RDWR | os.O_CLOEXEC)
     command_process = os.getpid()
     _mount(device, folder)
     if os.fork() == 0:
         _libc.prctl(_PR_SET_PDEATHSIG, signal.SIGKILL)
         if os.getppid() == command_process:
-            _serve(device)
+            _serve(device, waits_for_signal)
         os._exit(1)
     os.close(device)
     os.execvp(command[0], command)

@@ -59,7 +59,7 @@ sigset_t caughtSignals() {
 }
 
 // Sees that a request is served although the main thread cannot: in the kernel, waiting for a file system that does not
-// answer, it runs no handler, and the signal stays pending.
+// answer, it runs no handler, and the signal stays pending; or the handler has run just before.
 class MainThreadWatch {
  public:
   explicit MainThreadWatch(const sigset_t& signals) : signals_(signals) {}
@@ -67,11 +67,14 @@ class MainThreadWatch {
   [[noreturn]] void run() const {
     const int pending = signalfd(-1, &signals_, SFD_CLOEXEC);
     while (true) {
-      pollfd arrival{pending, POLLIN, 0};
-      poll(&arrival, 1, pending < 0 ? static_cast<int>(step.count()) : -1);
-      // The handler may run a moment later.
+      std::array<pollfd, 2> arrivals = {{{pending, POLLIN, 0}, {descriptor, POLLIN, 0}}};
+      poll(arrivals.data(), arrivals.size(), pending < 0 ? static_cast<int>(step.count()) : -1);
+      // The main thread may serve it a moment later.
       std::this_thread::sleep_for(step);
-      if (isRequested() && isStuck()) _exit(EXIT_SUCCESS);
+      const std::string state = stateOfStuckMainThread();
+      if (isUninterruptible(state)) _exit(EXIT_SUCCESS);
+      // Some file systems (FUSE) first wait in a way that any other waiting may be, too. It takes a signal to tell.
+      if (isWaiting(state)) tgkill(getpid(), getpid(), SIGTERM);
     }
   }
 
@@ -88,15 +91,16 @@ class MainThreadWatch {
     return requests != servedRequests;
   }
 
-  // A disk that is merely slow lets the thread run now and then.
-  bool isStuck() const {
+  // A disk that is merely slow lets the thread run now and then. Empty when it does, or nothing is left to be served.
+  std::string stateOfStuckMainThread() const {
     constexpr int steps = 20;
     const std::string before = stateOfMainThread();
     for (int i = 0; i < steps; ++i) {
-      if (!isRequested() || !isUninterruptible(before) || stateOfMainThread() != before) return false;
+      const bool isStill = isUninterruptible(before) || isWaiting(before);
+      if (!isRequested() || !isStill || stateOfMainThread() != before) return {};
       std::this_thread::sleep_for(step);
     }
-    return true;
+    return before;
   }
 
   // The state and the numbers of its turns on a processor.
@@ -110,6 +114,7 @@ class MainThreadWatch {
   }
 
   static bool isUninterruptible(const std::string& state) { return state.starts_with("State:\tD"); }
+  static bool isWaiting(const std::string& state) { return state.starts_with("State:\tS"); }
 
   const sigset_t signals_;
 };

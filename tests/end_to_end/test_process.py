@@ -135,13 +135,14 @@ def test_a_cache_under_a_write_lease_is_waited_for(owner, scripted, small_tree, 
         assert owner.upload(small_tree.path, scripted, cachedInfoPath=cache)[-1].record is None
 
 
-def test_a_folder_that_hangs_does_not_keep_it_from_ending(owner, scripted, tmp_path):
-    """On a mount whose server does not answer any more."""
+@pytest.mark.parametrize("manner", [[], ["--interrupted"]], ids=["hanging before", "hanging after the signal"])
+def test_a_folder_that_hangs_does_not_keep_it_from_ending(owner, scripted, tmp_path, manner):
+    """On a mount whose server does not answer any more, or answers once more when the signal has come."""
     processes.require_root("a file system of its own")
     source = tmp_path / "Mounted"
     source.mkdir()
     program = os.path.join(os.path.dirname(processes.__file__), "hanging_mount.py")
-    helper = owner.launch(source, scripted, prefix=[sys.executable, program, source])
+    helper = owner.launch(source, scripted, prefix=[sys.executable, program, *manner, source])
     helper.wait_for_line(f"starting upload of {source}")
     processes.wait_until(lambda: place_in_the_system(helper.pid) == "request_wait_answer", what="the hanging folder")
     helper.terminate()
