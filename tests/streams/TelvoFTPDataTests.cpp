@@ -136,6 +136,16 @@ TEST(TelvoFTPDataScan, ANilRemoteDirectoryIsLeftOut) {
   EXPECT_FALSE(recordAt(plan, 0)->objectForKey("RemoteDirectory"_ns));
 }
 
+TEST(TelvoFTPDataScan, NamesComposedInDifferentWaysAreDifferentFiles) {
+  const TemporaryDirectory folder;
+  std::vector<std::string> expected{folder.write("Site/caf\xc3\xa9"), folder.write("Site/cafe\xcc\x81"),
+                                    folder / "Site"};
+  auto found = values(scanned(folder.text("Site"))->uploadInfo(), "LocalPath"_ns);
+  std::sort(expected.begin(), expected.end());
+  std::sort(found.begin(), found.end());
+  EXPECT_EQ(found, expected);
+}
+
 TEST(TelvoFTPDataScan, SlashesAtTheEndOfThePathDoNotCount) {
   const TemporaryDirectory folder;
   folder.write("Site/a");
@@ -259,6 +269,14 @@ TEST(TelvoFTPDataFilter, LetterCaseAndFractionsOfSecondsDoNotCount) {
   EXPECT_EQ(filtered(plan, cache)->count(), 0U);
 }
 
+TEST(TelvoFTPDataFilter, HowCharactersAreComposedDoesNotCount) {
+  const auto plan = NSMutableArray::arrayWithObjects(
+      {fileRecord("/s/caf\u00e9/\uac00"_ns, "/s/caf\u00e9"_ns, 5), folderRecord("/s/CAF\u00c9"_ns, "/s"_ns)});
+  const auto cache = NSArray::arrayWithObjects(
+      {fileRecord("/s/cafe\u0301/\u1100\u1161"_ns, "/s/cafe\u0301"_ns, 5), folderRecord("/s/cafe\u0301"_ns, "/s"_ns)});
+  EXPECT_EQ(filtered(plan, cache)->count(), 0U);
+}
+
 TEST(TelvoFTPDataFilter, AFileThatBecameAFolderIsSentAgain) {
   const auto plan = NSMutableArray::arrayWithObjects({folderRecord("/a"_ns, "/"_ns)});
   EXPECT_EQ(filtered(plan, NSArray::arrayWithObjects({fileRecord("/a"_ns, "/"_ns, 5)}))->count(), 1U);
@@ -280,8 +298,8 @@ TEST(TelvoFTPDataFilter, ACacheOfOtherThingsDropsNothing) {
 
 TEST(TelvoFTPDataFilter, GivesExactlyWhatALinearSearchGives) {
   std::minstd_rand random(7);
-  const std::vector<Ref<NSString>> names{"a"_ns,  "A"_ns,       "ä"_ns, "Ä"_ns, "ß"_ns,
-                                         "ss"_ns, "b \"q\""_ns, "ﬀ"_ns, "FF"_ns};
+  const std::vector<Ref<NSString>> names{"a"_ns,  "A"_ns,       "ä"_ns, "Ä"_ns,  "a\u0308"_ns,
+                                         "ss"_ns, "b \"q\""_ns, "ﬀ"_ns, "FF"_ns, "ß"_ns};
   const auto anyRecord = [&]() -> id {
     const auto& name = names[random() % names.size()];
     const auto& directory = names[random() % names.size()];
