@@ -14,7 +14,27 @@ inline namespace telvo {
 
 namespace {
 
-constexpr std::size_t maximumDepth = 512;
+// The collections that are being described on this thread, the outermost one first. What an object on the way describes
+// in its own description, as a dictionary does its keys, belongs to them. A collection that holds itself is not
+// described once more inside itself, and what is nested endlessly is cut.
+class Descent {
+ public:
+  explicit Descent(const NSObject* collection) { path().push_back(collection); }
+  ~Descent() { path().pop_back(); }
+  Descent(const Descent&) = delete;
+  Descent& operator=(const Descent&) = delete;
+
+  static bool mayEnter(const NSObject* collection) {
+    constexpr std::size_t deepest = 512;
+    return path().size() < deepest && std::ranges::find(path(), collection) == path().end();
+  }
+
+ private:
+  static std::vector<const NSObject*>& path() {
+    thread_local std::vector<const NSObject*> collections;
+    return collections;
+  }
+};
 
 bool isPlainWord(std::u16string_view text) {
   return !text.empty() && std::ranges::all_of(text, [](char16_t unit) {
@@ -61,6 +81,20 @@ const T* castTo(const id& object, Class kind) {
 
 void append(std::u16string& output, const id& object, std::size_t depth);
 
+// A key stands in quotes, and a key inside a key in quotes that are escaped: each level makes the text longer by half
+// at least, so that few levels are shown.
+Ref<NSString> descriptionOfKey(const id& key) {
+  constexpr int deepest = 8;
+  thread_local int level = 0;
+  if (castTo<NSString>(key, key->isa())) return key->description();
+  if (level == deepest) return "..."_ns;
+  struct Level {
+    Level() { ++level; }
+    ~Level() { --level; }
+  } const inside;
+  return key->description();
+}
+
 void appendArray(std::u16string& output, const NSArray& array, std::size_t depth) {
   output.append(u"(\n");
   bool first = true;
@@ -77,7 +111,7 @@ void appendArray(std::u16string& output, const NSArray& array, std::size_t depth
 void appendDictionary(std::u16string& output, const NSDictionary& dictionary, std::size_t depth) {
   std::vector<std::pair<Ref<NSString>, const id*>> lines;
   lines.reserve(dictionary.count());
-  for (const auto& [key, object] : dictionary) lines.emplace_back(key->description(), &object);
+  for (const auto& [key, object] : dictionary) lines.emplace_back(descriptionOfKey(key), &object);
   std::ranges::stable_sort(
       lines, [](const auto& left, const auto& right) { return left.first->units() < right.first->units(); });
   output.append(u"{\n");
@@ -111,17 +145,18 @@ void appendSet(std::u16string& output, const NSSet& set, std::size_t depth) {
 
 void append(std::u16string& output, const id& object, std::size_t depth) {
   const Class kind = object->isa();
-  if (depth >= maximumDepth) {
+  const auto* array = castTo<NSArray>(object, kind);
+  const auto* dictionary = array ? nullptr : castTo<NSDictionary>(object, kind);
+  const auto* set = array || dictionary ? nullptr : castTo<NSSet>(object, kind);
+  if (!array && !dictionary && !set) return appendText(output, object->description()->units());
+  if (!Descent::mayEnter(object.get())) {
     output.append(u"...");
-  } else if (const auto* array = castTo<NSArray>(object, kind)) {
-    appendArray(output, *array, depth);
-  } else if (const auto* dictionary = castTo<NSDictionary>(object, kind)) {
-    appendDictionary(output, *dictionary, depth);
-  } else if (const auto* set = castTo<NSSet>(object, kind)) {
-    appendSet(output, *set, depth);
-  } else {
-    appendText(output, object->description()->units());
+    return;
   }
+  const Descent descent(object.get());
+  if (array) appendArray(output, *array, depth);
+  if (dictionary) appendDictionary(output, *dictionary, depth);
+  if (set) appendSet(output, *set, depth);
 }
 
 }  // namespace

@@ -51,6 +51,14 @@ TEST_P(NestedCollections, AreReleasedWithoutRunningOutOfStack) {
   EXPECT_TRUE(probe->isKindOfClass(NSMutableArray::classObject()));
 }
 
+TEST_P(NestedCollections, AreDescribedToACertainDepth) {
+  const auto few = nested("innermost"_ns, 8, GetParam())->description();
+  EXPECT_NE(few->rangeOfString("innermost"_ns).location, NSNotFound);
+  const auto many = nested("innermost"_ns, 100'000, GetParam())->description();
+  EXPECT_EQ(many->rangeOfString("innermost"_ns).location, NSNotFound);
+  EXPECT_NE(many->rangeOfString("..."_ns).location, NSNotFound);
+}
+
 INSTANTIATE_TEST_SUITE_P(EveryKind, NestedCollections, testing::Values(&inArray, &inDictionary, &inSet, &asKey));
 
 TEST(NestedCollection, OfManyKindsIsComparedThrough) {
@@ -89,6 +97,26 @@ TEST(NestedCollection, ThatHoldsItselfEqualsOneOfTheSameShape) {
   EXPECT_FALSE(dictionary->isEqual(NSDictionary::dictionaryWithObject_forKey("x"_ns, "self"_ns)));
   ring->removeAllObjects();
   alike->removeAllObjects();
+  dictionary->removeAllObjects();
+}
+
+TEST(NestedCollection, ThatHoldsItselfIsDescribedOnce) {
+  const auto ring = NSMutableArray::array();
+  ring->addObject(ring);
+  ring->addObject(ring);
+  ring->addObject("end"_ns);
+  EXPECT_EQ(ring->description()->UTF8String(), "(\n    ...,\n    ...,\n    end\n)");
+  const auto set = NSMutableSet::set();
+  set->addObject(inDictionary(set));
+  EXPECT_EQ(set->description()->UTF8String(), "{(\n    {\n        key = ...;\n    }\n)}");
+  const auto dictionary = NSMutableDictionary::dictionary();
+  dictionary->setObject_forKey("value"_ns, inArray(dictionary));
+  dictionary->setObject_forKey(dictionary, "self"_ns);
+  EXPECT_EQ(dictionary->description()->UTF8String(), "{\n    \"(\\n    ...\\n)\" = value;\n    self = ...;\n}");
+  EXPECT_EQ(NSArray::arrayWithObjects({ring, ring})->componentsJoinedByString(" "_ns)->UTF8String(),
+            "(\n    ...,\n    ...,\n    end\n) (\n    ...,\n    ...,\n    end\n)");
+  ring->removeAllObjects();
+  set->removeAllObjects();
   dictionary->removeAllObjects();
 }
 
