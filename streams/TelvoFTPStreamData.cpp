@@ -6,6 +6,7 @@
 #include "categories/NSFileManager+Telvo.h"
 #include "cfnetwork/CFFTPStream.h"
 #include "cfnetwork/CFReadStream.h"
+#include "cfnetwork/FTPWriteStream.h"
 #include "foundation/Foundation.h"
 #include "foundation/files/PercentEncoding.h"
 #include "foundation/runtime/WeakRef.h"
@@ -62,7 +63,7 @@ Ref<NSURL> remoteURL(const Ref<NSDictionary>& parameters) {
   return NSURL::URLWithString(text);
 }
 
-void setFurtherProperties(FTPWriteStream& writer, const Ref<NSDictionary>& parameters) {
+void setFurtherProperties(NSOutputStream& writer, const Ref<NSDictionary>& parameters) {
   const auto yes = NSNumber::numberWithBool(true);
   const auto action = textForKey(parameters, "Action"_ns);
   if (action && action->hasPrefix("Remove"_ns)) writer.setProperty_forKey(yes, kCFStreamPropertyFTPRemovesItem());
@@ -105,13 +106,13 @@ Class TelvoDownloadFTPStreamData::classObject() {
 
 void TelvoAbstractFTPStreamData::setUsername_andPassword_forStream(const Ref<NSString>& username,
                                                                    const Ref<NSString>& password,
-                                                                   const Ref<FTPWriteStream>& stream) {
+                                                                   const Ref<NSOutputStream>& stream) {
   if (!stream || !username || username->length() == 0) return;
   stream->setProperty_forKey(username, kCFStreamPropertyFTPUserName());
   stream->setProperty_forKey(password, kCFStreamPropertyFTPPassword());
 }
 
-void TelvoAbstractFTPStreamData::setProxyForStream(const Ref<FTPWriteStream>& stream) {
+void TelvoAbstractFTPStreamData::setProxyForStream(const Ref<NSOutputStream>& stream) {
   if (!stream) return;
   proxyDict_ = SCDynamicStoreCopyProxies();
   if (!proxyDict_) return;
@@ -153,10 +154,11 @@ void TelvoUploadFTPStreamData::setStreamsWithParameters(const Ref<NSDictionary>&
   setFurtherProperties(*writer, parameters);
   // A stop, or the release of this object, ends the wait for the server's last word; after a failed read, what the
   // server got is not the whole file and must not end as one.
-  writer->setInterruption([weak = WeakRef<TelvoUploadFTPStreamData>(Ref<TelvoUploadFTPStreamData>(this))] {
-    const auto connection = weak.lock();
-    return !connection || connection->needToStop() || connection->readFailed_;
-  });
+  as<FTPWriteStream>(writer)->setInterruption(
+      [weak = WeakRef<TelvoUploadFTPStreamData>(Ref<TelvoUploadFTPStreamData>(this))] {
+        const auto connection = weak.lock();
+        return !connection || connection->needToStop() || connection->readFailed_;
+      });
   setInputStream(reader);
   setOutputStream(writer);
 }

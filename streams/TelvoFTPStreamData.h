@@ -11,7 +11,6 @@
 
 TELVO_NAMESPACE_BEGIN
 
-class FTPWriteStream;
 class NSDictionary;
 class NSError;
 
@@ -21,11 +20,12 @@ class TelvoAbstractFTPStreamData : public TelvoStreamData {
   NS_OBJECT(TelvoAbstractFTPStreamData, TelvoStreamData)
 
  public:
-  // Sets login and password on the stream when there is a login; without one the stream's own default applies.
+  // Sets login and password on a stream of CFWriteStreamCreateWithFTPURL() when there is a login; without one the
+  // stream's own default applies. Nothing happens for nil.
   void setUsername_andPassword_forStream(const Ref<NSString>& username, const Ref<NSString>& password,
-                                         const Ref<FTPWriteStream>& stream);
-  // Reads the system's proxy settings anew and sets them and the mode on the stream.
-  void setProxyForStream(const Ref<FTPWriteStream>& stream);
+                                         const Ref<NSOutputStream>& stream);
+  // Reads the system's proxy settings anew and sets them and the mode on such a stream. Nothing happens for nil.
+  void setProxyForStream(const Ref<NSOutputStream>& stream);
 
   const Ref<NSDictionary>& proxyDict() const { return proxyDict_; }
   std::int64_t fileSize() const { return fileSize_; }

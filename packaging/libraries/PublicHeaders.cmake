@@ -3,9 +3,6 @@
 # such a one includes them (TELVO_INTERNAL_NAMESPACE_BEGIN), and Foundation.h. Done while CMake runs, and again when one
 # of them has changed.
 
-# These would bring the FTP client's inside along; streams/ is how others use it.
-set(telvo_kept_back platform/cfnetwork/CFFTPStream.h platform/cfnetwork/CFReadStream.h)
-
 # Leaves a file that is right already untouched, so that nothing that includes it is compiled again.
 function(telvo_write_if_different path content)
   if(EXISTS ${path})
@@ -25,8 +22,7 @@ function(telvo_write_public_headers folder umbrella root)
     foreach(header IN LISTS headers)
       set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/${header})
       file(READ ${PROJECT_SOURCE_DIR}/${header} content)
-      if((content MATCHES "TELVO_(INTERNAL_)?NAMESPACE_BEGIN" OR header MATCHES "/Foundation\\.h$") AND
-          NOT header IN_LIST telvo_kept_back)
+      if(content MATCHES "TELVO_(INTERNAL_)?NAMESPACE_BEGIN" OR header MATCHES "/Foundation\\.h$")
         string(REGEX REPLACE "^platform/" "" name ${header})
         string(REGEX REPLACE "#include \"" "#include \"telvo/" content "${content}")
         string(PREPEND content "// SPDX-License-Identifier: MIT\n")

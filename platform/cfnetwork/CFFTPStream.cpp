@@ -1,5 +1,6 @@
 #include "cfnetwork/CFFTPStream.h"
 
+#include "cfnetwork/FTPWriteStream.h"
 #include "foundation/files/NSURL.h"
 #include "foundation/text/NSString.h"
 
@@ -20,7 +21,7 @@ const Ref<NSString>& kCFStreamFTPSecurityFingerprint() { return "Fingerprint"_ns
 const Ref<NSString>& kCFStreamFTPSecurityCertificate() { return "Certificate"_ns; }
 const Ref<NSString>& kCFStreamFTPSecurityKey() { return "Key"_ns; }
 
-Ref<FTPWriteStream> CFWriteStreamCreateWithFTPURL(const Ref<NSURL>& url) {
+Ref<NSOutputStream> CFWriteStreamCreateWithFTPURL(const Ref<NSURL>& url) {
   if (!url || !url->scheme() || url->scheme()->caseInsensitiveCompare("ftp"_ns) != NSOrderedSame) return nil;
   if (!url->host() || url->host()->length() == 0) return nil;
   // A name may begin with "?" or "#", which mean nothing in FTP.

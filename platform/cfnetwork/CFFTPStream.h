@@ -1,6 +1,6 @@
 #pragma once
 
-#include "cfnetwork/FTPWriteStream.h"
+#include "foundation/events/NSStream.h"
 #include "foundation/runtime/Ref.h"
 
 TELVO_NAMESPACE_BEGIN
@@ -8,8 +8,10 @@ TELVO_NAMESPACE_BEGIN
 class NSString;
 class NSURL;
 
-// A file for an FTP server. The delegate is told when there is room for bytes, and of a failure; close() returns when
-// the server has confirmed the file:
+// A file for an FTP server. The delegate is told when there is room for bytes, and of a failure; close() runs the run
+// loop and returns when the server has confirmed the file, or has refused it, which is told as the error event before
+// it returns. Streams that one thread opens one after the other share connections. An error has the domain
+// kCFErrorDomainCFNetwork (CFNetworkErrors.h) or the system's.
 //
 //   const auto stream = CFWriteStreamCreateWithFTPURL(NSURL::URLWithString("ftp://ftp.example.com/index.html"_ns));
 //   stream->setProperty_forKey("anna"_ns, kCFStreamPropertyFTPUserName());
@@ -62,6 +64,6 @@ const Ref<NSString>& kCFStreamFTPSecurityKey();
 
 // A stream that stores what is written to it as a file at an "ftp" URL; a URL that ends in a slash makes that folder
 // instead. Nil when the URL is nil, of another scheme or without a host or name. Nothing is connected before open().
-Ref<FTPWriteStream> CFWriteStreamCreateWithFTPURL(const Ref<NSURL>& url);
+Ref<NSOutputStream> CFWriteStreamCreateWithFTPURL(const Ref<NSURL>& url);
 
 TELVO_NAMESPACE_END

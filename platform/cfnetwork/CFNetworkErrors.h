@@ -1,7 +1,5 @@
 #pragma once
 
-#include <string_view>
-
 #include "foundation/errors/NSError.h"
 #include "foundation/runtime/Ref.h"
 
@@ -25,19 +23,5 @@ enum CFNetworkErrorCode : NSInteger {
   kCFURLErrorBadServerResponse = -1011,
   kCFURLErrorSecureConnectionFailed = -1200,  // no encryption, or not with whom it should be: nothing was sent
 };
-
-namespace cfnetwork {
-
-struct FTPReply;
-
-// A refusal, or whatever else was not to be expected, as the error that tells it.
-Ref<NSError> errorWithReply(const FTPReply& reply);
-// The same error, marked as one that has come before the login was done.
-Ref<NSError> errorBeforeLogin(const Ref<NSError>& error);
-Ref<NSError> errorWithCode(CFNetworkErrorCode code, std::string_view text);
-// A refusal that leaves the connection unencrypted: the text, and then the server's own words.
-Ref<NSError> errorWithoutSecurity(std::string_view text, const FTPReply& reply);
-
-}  // namespace cfnetwork
 
 TELVO_NAMESPACE_END

@@ -9,7 +9,7 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
-#include "cfnetwork/CFNetworkErrors.h"
+#include "cfnetwork/FTPErrors.h"
 #include "cfnetwork/FTPGreeting.h"
 #include "foundation/errors/NSError.h"
 #include "foundation/events/NSRunLoop.h"

@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "cfnetwork/CFNetworkErrors.h"
+#include "cfnetwork/FTPErrors.h"
 #include "foundation/errors/NSError.h"
 
 inline namespace telvo {

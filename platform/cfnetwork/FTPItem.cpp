@@ -2,7 +2,7 @@
 
 #include <string_view>
 
-#include "cfnetwork/CFNetworkErrors.h"
+#include "cfnetwork/FTPErrors.h"
 #include "foundation/collections/NSArray.h"
 #include "foundation/collections/NSDictionary.h"
 #include "foundation/collections/NSNumber.h"

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "cfnetwork/CFFTPStream.h"
-#include "cfnetwork/CFNetworkErrors.h"
+#include "cfnetwork/FTPErrors.h"
 #include "cfnetwork/tls/TLSContext.h"
 #include "foundation/collections/NSDictionary.h"
 #include "foundation/errors/NSError.h"

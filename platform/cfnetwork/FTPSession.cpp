@@ -5,7 +5,7 @@
 #include <string>
 #include <utility>
 
-#include "cfnetwork/CFNetworkErrors.h"
+#include "cfnetwork/FTPErrors.h"
 #include "foundation/errors/NSError.h"
 #include "foundation/events/NSRunLoop.h"
 

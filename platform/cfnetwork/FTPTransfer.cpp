@@ -4,7 +4,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "cfnetwork/CFNetworkErrors.h"
+#include "cfnetwork/FTPErrors.h"
 #include "foundation/errors/NSError.h"
 #include "foundation/events/NSRunLoop.h"
 

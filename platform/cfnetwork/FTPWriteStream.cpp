@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "cfnetwork/CFFTPStream.h"
-#include "cfnetwork/CFNetworkErrors.h"
+#include "cfnetwork/FTPErrors.h"
 #include "cfnetwork/FTPSessionPool.h"
 #include "foundation/collections/NSDictionary.h"
 #include "foundation/collections/NSNumber.h"

@@ -8,7 +8,7 @@
 #include <gio/gio.h>
 #include <unistd.h>
 
-#include "cfnetwork/CFNetworkErrors.h"
+#include "cfnetwork/FTPErrors.h"
 #include "cfnetwork/LimitTimer.h"
 #include "cfnetwork/SocketOptions.h"
 #include "foundation/errors/NSError.h"

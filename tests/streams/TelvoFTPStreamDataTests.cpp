@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include "cfnetwork/CFFTPStream.h"
+#include "cfnetwork/FTPWriteStream.h"
 #include "cfnetwork/FileReadStream.h"
 #include "foundation/Foundation.h"
 #include "streams/TelvoFTPStreamData.h"

@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-#include "cfnetwork/CFNetworkErrors.h"
+#include "cfnetwork/FTPErrors.h"
 #include "foundation/Foundation.h"
 #include "streams/ItemOutcome.h"
 #include "streams/RateLimit.h"

@@ -12,7 +12,7 @@
 #include <unistd.h>
 
 #include "cfnetwork/BrokenPipeSilencer.h"
-#include "cfnetwork/CFNetworkErrors.h"
+#include "cfnetwork/FTPErrors.h"
 #include "cfnetwork/tls/TLSObjects.h"
 #include "foundation/errors/NSError.h"
 

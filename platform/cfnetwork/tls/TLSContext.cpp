@@ -8,7 +8,7 @@
 
 #include <openssl/err.h>
 
-#include "cfnetwork/CFNetworkErrors.h"
+#include "cfnetwork/FTPErrors.h"
 #include "cfnetwork/tls/TLSObjects.h"
 #include "foundation/errors/NSError.h"
 

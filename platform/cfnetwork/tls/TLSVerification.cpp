@@ -8,7 +8,7 @@
 #include <openssl/x509_vfy.h>
 #include <openssl/x509v3.h>
 
-#include "cfnetwork/CFNetworkErrors.h"
+#include "cfnetwork/FTPErrors.h"
 #include "cfnetwork/tls/TLSObjects.h"
 #include "foundation/errors/NSError.h"
 

@@ -16,7 +16,7 @@
 
 namespace {
 
-std::string readUpTo(FileReadStream& stream, std::size_t length) {
+std::string readUpTo(NSInputStream& stream, std::size_t length) {
   std::string bytes(length, '\0');
   const NSInteger size = stream.read_maxLength(reinterpret_cast<std::uint8_t*>(bytes.data()), length);
   bytes.resize(size > 0 ? static_cast<std::size_t>(size) : 0);

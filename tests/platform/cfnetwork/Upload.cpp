@@ -7,7 +7,8 @@
 #include "cfnetwork/CFNetworkErrors.h"
 
 Upload::Upload(const std::string& url, std::string text)
-    : stream(CFWriteStreamCreateWithFTPURL(NSURL::URLWithString(NSString::stringWithUTF8String(url)))),
+    : stream(
+          as<FTPWriteStream>(CFWriteStreamCreateWithFTPURL(NSURL::URLWithString(NSString::stringWithUTF8String(url))))),
       content(std::move(text)),
       atEnd_(NSRunLoop::currentRunLoop(), [this] { close(); }) {
   if (!stream) throw std::invalid_argument("no URL of an item: " + url);

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cfnetwork/CFFTPStream.h"
+#include "cfnetwork/FTPWriteStream.h"
 #include "foundation/Foundation.h"
 #include "foundation/events/EventSource.h"
 #include "testing/ScriptedFTPServer.h"
