@@ -6,6 +6,7 @@ import os
 import pathlib
 import re
 import shlex
+import shutil
 import subprocess
 
 import pytest
@@ -56,6 +57,58 @@ def test_pkg_config_tells_all_that_is_needed(environment, compiler, selectors, l
     check_names(selectors, tmp_path / "names", env=environment)
 
 
+@pytest.fixture
+def archives(installed, tmp_path):
+    """An installation without the shared libraries."""
+    folder = shutil.copytree(installed, tmp_path / "archives", symlinks=True)
+    [package] = folder.rglob("telvo.pc")
+    for path in [*package.parents[1].glob("lib*.so*"), *package.parents[1].glob("cmake/telvo/*-shared-targets*")]:
+        path.unlink()
+    return folder
+
+
+def test_pkg_config_tells_all_that_archives_need(archives, selectors, tmp_path):
+    [package] = archives.rglob("telvo.pc")
+    environment = os.environ | {"PKG_CONFIG_PATH": str(package.parent)}
+    flags = shlex.split(run("pkg-config", "--cflags", "--libs", "--static", "telvo", env=environment))
+    run("g++", "-std=c++20", CONSUMERS / "names" / "names.cpp", *flags, "-o", tmp_path / "names")
+    check_names(selectors, tmp_path / "names")
+    assert [name for name in needed_by(tmp_path / "names") if "telvo" in name] == []
+
+
+def configured(folder, prefix, request, **environment):
+    """What CMake says to a project that looks for such a package, and whether it is content."""
+    folder.mkdir()
+    (folder / "CMakeLists.txt").write_text("cmake_minimum_required(VERSION 3.20)\nproject(x LANGUAGES CXX)\n"
+                                           f"find_package(telvo {request} REQUIRED)\n"
+                                           "foreach(name telvo platform owner)\n  if(TARGET telvo::${name})\n"
+                                           '    message(STATUS "has ${name}")\n  endif()\nendforeach()\n')
+    result = subprocess.run([CMAKE, "-S", folder, "-B", folder / "build", f"-DCMAKE_PREFIX_PATH={prefix}"], text=True,
+                            stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=120, env=os.environ | environment)
+    return result.returncode == 0, " ".join(result.stdout.split())
+
+
+@pytest.fixture
+def without_icu(tmp_path):
+    """A pkg-config that knows all that the system's does, but for ICU."""
+    kept = tmp_path / "kept"
+    kept.mkdir()
+    for folder in run("pkg-config", "--variable=pc_path", "pkg-config").strip().split(":"):
+        for path in pathlib.Path(folder).glob("*.pc"):
+            if not path.name.startswith("icu") and not (kept / path.name).exists():
+                (kept / path.name).symlink_to(path)
+    return {"PKG_CONFIG_LIBDIR": str(kept)}
+
+
+def test_an_archive_needs_only_what_is_asked_for(archives, without_icu, tmp_path):
+    assert configured(tmp_path / "all", archives, "1.0")[0]
+    found, said = configured(tmp_path / "owner", archives, "1.0 COMPONENTS owner", **without_icu)
+    assert found and "has owner" in said and "has telvo" not in said
+    for number, request in enumerate(("1.0", "1.0 COMPONENTS telvo", "1.0 COMPONENTS owner platform")):
+        found, said = configured(tmp_path / str(number), archives, request, **without_icu)
+        assert not found and "icu-i18n" in said
+
+
 def test_pkg_config_names_the_helper(environment):
     for package in ("telvo", "telvo-owner"):
         [helper] = shlex.split(run("pkg-config", "--variable=helper", package, env=environment))
@@ -64,13 +117,8 @@ def test_pkg_config_names_the_helper(environment):
 
 def test_a_component_or_version_that_is_not_there_is_told(installed, tmp_path):
     for number, (request, message) in enumerate({"1.0 COMPONENTS colours": "colours", "2.0": "2.0"}.items()):
-        source = tmp_path / str(number)
-        source.mkdir()
-        (source / "CMakeLists.txt").write_text("cmake_minimum_required(VERSION 3.20)\nproject(x LANGUAGES CXX)\n"
-                                               f"find_package(telvo {request} REQUIRED)\n")
-        result = subprocess.run([CMAKE, "-S", source, "-B", source / "build", f"-DCMAKE_PREFIX_PATH={installed}"],
-                                text=True, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, timeout=120)
-        assert result.returncode != 0 and message in result.stdout
+        found, said = configured(tmp_path / str(number), installed, request)
+        assert not found and message in said
 
 
 def test_the_example_is_built_and_lists_a_folder(installed, compiler, tmp_path):
