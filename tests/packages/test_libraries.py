@@ -11,6 +11,7 @@ import pytest
 from conftest import BUILD, COMPILERS, SOURCES, run
 
 NAMES = ["telvo-platform", "telvo", "telvo-owner"]
+VERSION = run(SOURCES / "packaging" / "version").strip()
 
 
 def exported_by(library):
@@ -87,34 +88,87 @@ def test_headers_stand_in_one_folder_and_include_only_from_there(installed):
     assert re.findall(r"#include <((?:[\w-]+/)+[^>]+|[^>]+\.h)>", texts) == []
 
 
+class Interface:
+    """What is compared of a build, and of the sources, to be changed."""
+
+    def __init__(self, folder):
+        self.build, self.sources = folder / "build", folder / "sources"
+        shutil.copytree(BUILD / "include" / "public", self.build / "include" / "public")
+        shutil.copytree(BUILD / "packaging" / "libraries", self.build / "packaging" / "libraries", symlinks=True,
+                        ignore=shutil.ignore_patterns("CMakeFiles", "*.a"))
+        shutil.copytree(SOURCES / "owner", self.sources / "owner")
+        (self.sources / "packaging" / "abi").mkdir(parents=True)
+        for name in ("CMakeLists.txt", "packaging/check-abi", "packaging/version"):
+            shutil.copy(SOURCES / name, self.sources / name)
+        (self.sources / "CHANGELOG.md").write_text("## [Unreleased]\n")
+        self.git("init", "--quiet")
+
+    def git(self, *arguments):
+        run("git", "-c", "user.name=A", "-c", "user.email=a@example.com", *arguments, cwd=self.sources)
+
+    def release(self, tag):
+        self.git("add", "--all")
+        self.git("commit", "--quiet", "--message", tag)
+        self.git("tag", tag)
+
+    def check(self, *options):
+        result = subprocess.run([self.sources / "packaging" / "check-abi", *options, self.build], text=True, timeout=600,
+                                stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        return result.returncode, result.stdout
+
+    def change(self, header, text, other):
+        [path] = self.build.rglob(header)
+        assert text in path.read_text()
+        path.write_text(path.read_text().replace(text, other))
+
+    def forget(self, function):
+        """As if the record had been made when there was no such function."""
+        record = self.sources / "packaging" / "abi" / "libtelvo.abi"
+        lines = record.read_text().splitlines(keepends=True)
+        record.write_text("".join(line for line in lines if f"{len(function)}{function}" not in line))
+        assert len(record.read_text()) < sum(map(len, lines))
+
+
+@pytest.fixture(scope="module")
+def recorded(tmp_path_factory):
+    interface = Interface(tmp_path_factory.mktemp("interface"))
+    assert interface.check("--record") == (0, "")
+    return interface
+
+
 @pytest.fixture
-def copied_build(tmp_path):
-    """What is compared of a build, to be changed."""
-    headers = tmp_path / "build" / "include" / "public"
-    shutil.copytree(BUILD / "include" / "public", headers)
-    shutil.copytree(BUILD / "packaging" / "libraries", tmp_path / "build" / "packaging" / "libraries", symlinks=True,
-                    ignore=shutil.ignore_patterns("CMakeFiles", "*.a"))
-    return tmp_path / "build"
+def interface(recorded, tmp_path):
+    copy = shutil.copytree(recorded.build.parent, tmp_path / "interface", symlinks=True)
+    changed = Interface.__new__(Interface)
+    changed.build, changed.sources = copy / "build", copy / "sources"
+    return changed
 
 
-def check_abi(build, records, *options):
-    return subprocess.run([SOURCES / "packaging" / "check-abi", *options, build], text=True, timeout=600,
-                          env=os.environ | {"TELVO_ABI_RECORDS": str(records)}, stdout=subprocess.PIPE,
-                          stderr=subprocess.STDOUT)
+def test_until_a_release_a_difference_of_the_interface_is_only_told(interface):
+    assert interface.check() == (0, "")
+    interface.change("NSTimer.h", "  bool repeats_;\n", "  bool repeats_;\n  long further_[4];\n")
+    status, said = interface.check()
+    assert status == 0 and "further_" in said and "not the recorded one" in said
 
 
-def test_the_binary_interface_is_held_against_its_record(copied_build, tmp_path):
-    records = tmp_path / "records"
-    records.mkdir()
-    recorded = check_abi(copied_build, records, "--record")
-    assert (recorded.returncode, recorded.stdout) == (0, "")
-    same = check_abi(copied_build, records, "--released")
-    assert (same.returncode, same.stdout) == (0, "")
-    # A function is called otherwise, and a class gets larger.
-    record = records / "libtelvo.abi"
-    record.write_text(record.read_text().replace("telvo_left", "telvo_late"))
-    [header] = copied_build.rglob("NSTimer.h")
-    header.write_text(header.read_text().replace("  bool repeats_;\n", "  bool repeats_;\n  long further_[4];\n"))
-    changed = check_abi(copied_build, records, "--released")
-    assert changed.returncode == 1
-    assert "telvo_late" in changed.stdout and "further_" in changed.stdout
+def test_a_release_needs_a_record_of_its_own(interface):
+    interface.forget("telvo_left")
+    (interface.sources / "CHANGELOG.md").write_text(f"## [Unreleased]\n\n## [{VERSION}] - 2026-01-01\n")
+    status, said = interface.check()
+    assert status == 1 and "telvo_left" in said and "not the recorded one" in said
+
+
+def test_what_the_last_release_had_has_to_stay(interface):
+    interface.forget("telvo_left")
+    interface.release(f"v{VERSION}")
+    # More than the release had is fine; the record is then to be made anew for the next one.
+    status, said = interface.check()
+    assert status == 0 and "no longer run" not in said
+    interface.change("NSTimer.h", "  bool repeats_;\n", "  bool repeats_;\n  long further_[4];\n")
+    assert interface.check("--record") == (0, "")
+    status, said = interface.check()
+    assert status == 1 and f"linked with v{VERSION} would no longer run" in said and "further_" in said
+    # With another soname it may be what it likes.
+    cmake = interface.sources / "CMakeLists.txt"
+    cmake.write_text(cmake.read_text().replace(f"VERSION {VERSION} ", "VERSION 99.0.0 "))
+    assert interface.check() == (0, "")
