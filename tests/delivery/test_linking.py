@@ -4,16 +4,28 @@ import os
 import pathlib
 import re
 import subprocess
+import sys
 
 import pytest
 
 ROOT = pathlib.Path(__file__).resolve().parents[2]
-SECTION = (ROOT / "docs" / "extension-library.md").read_text().split("## How to link")[1].split("\n## ")[0]
+PAGE = (ROOT / "docs" / "extension-library.md").read_text()
+sys.path.insert(0, str(ROOT / "testing" / "tls"))
+
+import certificates  # noqa: E402
+import secure_servers  # noqa: E402
 
 
-def block(language):
-    [text] = re.findall(rf"```{language}\n(.*?)```", SECTION, re.DOTALL)
-    return text
+def section(title):
+    return PAGE.split(f"## {title}\n")[1].split("\n## ")[0]
+
+
+SECTION = section("How to link")
+
+
+def block(language, text=SECTION):
+    [found] = re.findall(rf"```{language}\n(.*?)```", text, re.DOTALL)
+    return found
 
 
 @pytest.fixture(scope="module")
@@ -47,9 +59,54 @@ def test_with_pkg_config(project, installed):
     assert run(project, installed, "./program") == "Tel\n"
 
 
+def test_the_owner_librarys_manual_page_shows_a_program_and_how_to_link_it(project, installed):
+    page = (ROOT / "docs" / "man" / "libtelvo-owner.3").read_text()
+    [example] = re.findall(r"^\.SH EXAMPLES\n\.nf\n(.*?)^\.fi$", page, re.MULTILINE | re.DOTALL)
+    (project / "program.cpp").write_text(example.replace("\\e", "\\"))
+    [lines] = re.findall(r"^With CMake:\n\.PP\n\.nf\n(.*?)^\.fi$", page, re.MULTILINE | re.DOTALL)
+    find, link = (re.sub(r'^\.BI? |" ?', "", line) for line in lines.splitlines())
+    (project / "CMakeLists.txt").write_text("cmake_minimum_required(VERSION 3.20)\nproject(program LANGUAGES CXX)\n"
+                                            f"add_compile_options(-Wall -Wextra -Wconversion -Werror)\n{find}\n"
+                                            f"add_executable(program program.cpp)\n{link}\n")
+    run(project, installed, "cmake -S . -B build && cmake --build build", CMAKE_PREFIX_PATH=str(installed))
+    assert "libtelvo-owner.so.1" in run(project, installed, "readelf --dynamic build/program")
+
+
+@pytest.fixture
+def sender(project, installed):
+    """The program that uploads without the helper."""
+    (project / "program.cpp").write_text(block("cpp", section("Uploads in the program itself")))
+    [package] = installed.rglob("telvo.pc")
+    run(project, installed, block("sh").replace("c++ ", "c++ -Wall -Wextra -Wconversion -Werror "),
+        PKG_CONFIG_PATH=str(package.parent))
+    return project / "program"
+
+
+def send(sender, installed, server, authority):
+    [package] = installed.rglob("telvo.pc")
+    kept = {key: value for key, value in os.environ.items() if not key.lower().endswith("_proxy")}
+    return subprocess.run([sender, sender.with_suffix(".cpp"), server.address, server.username, authority.path],
+                          input=f"{server.password}\n", env=kept | {"LD_LIBRARY_PATH": str(package.parents[1])},
+                          text=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE, timeout=120)
+
+
+def test_the_program_that_sends_a_file_does_so_encrypted_or_not_at_all(sender, installed):
+    with secure_servers.SecurePyftpdlib() as server:
+        sent = send(sender, installed, server, certificates.authority())
+        assert (sent.returncode, sent.stdout, sent.stderr) == (0, "", "")
+        arrived = server.root / "program.cpp"
+        assert arrived.read_text() == sender.with_suffix(".cpp").read_text()
+        arrived.unlink()
+        # Another authority than the server's.
+        refused = send(sender, installed, server, certificates.Authority(sender.parent))
+        assert (refused.returncode, refused.stdout) == (1, "")
+        assert "certificate" in refused.stderr
+        assert not arrived.exists()
+
+
 def test_each_header_that_the_page_names_is_installed(installed):
-    headers = re.findall(r"<(telvo/[^>]+)>", SECTION)
-    assert len(set(headers)) == 3
+    headers = re.findall(r"[<`](telvo/[^>`]+\.h)[>`]", PAGE)
+    assert len(set(headers)) == 5
     for header in headers:
         assert (installed / "include" / header).is_file(), header
 

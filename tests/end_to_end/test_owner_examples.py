@@ -133,6 +133,10 @@ def test_the_interface_is_described_as_it_is(installed):
     [posted] = interface
     assert (posted.tag, posted.get("name")) == ("signal", "Posted")
     assert "".join(argument.get("type") for argument in posted) == "ssa{sv}"
+    # What can be posted is told in the comments: all that the guide knows.
+    posts = r"TelvoFTPHelper\w+DistributedNotification"
+    guide = (SOURCES / "docs" / "owners-guide.md").read_text()
+    assert set(re.findall(posts, path.read_text())) == set(re.findall(posts, guide))
 
 
 def test_the_helper_is_found_by_pkg_config(installed, environment):
