@@ -145,6 +145,17 @@ def interface(recorded, tmp_path):
     return changed
 
 
+@pytest.mark.parametrize("name", NAMES)
+def test_all_that_programs_need_of_a_library_is_recorded(recorded, libraries, name):
+    """What they have of their own, out of the headers, may come and go."""
+    lines = run("nm", "--dynamic", "--defined-only", "--without-symbol-versions", libraries / f"lib{name}.so").splitlines()
+    symbols = {symbol: kind for kind, symbol in (line.split()[-2:] for line in lines) if kind != "A"}
+    assert "T" in symbols.values()
+    record = (recorded.sources / "packaging" / "abi" / f"lib{name}.abi").read_text()
+    assert set(re.findall(r"<elf-symbol name='([^']+)'", record)) == \
+        {symbol for symbol, kind in symbols.items() if kind not in "WVu"}
+
+
 def test_until_a_release_a_difference_of_the_interface_is_only_told(interface):
     assert interface.check() == (0, "")
     interface.change("NSTimer.h", "  bool repeats_;\n", "  bool repeats_;\n  long further_[4];\n")
