@@ -38,6 +38,23 @@ std::vector<std::u32string> segmentsOf(View path) {
   return segments;
 }
 
+// The parts of a pattern between its slashes, which a backslash changes nothing about. An empty part fits no name.
+std::vector<std::u32string> partsOf(View pattern) {
+  std::vector<std::u32string> parts(1);
+  for (std::size_t index = 0; index < pattern.size(); ++index) {
+    const bool isEscape = pattern[index] == U'\\' && index + 1 < pattern.size();
+    if (isEscape && pattern[index + 1] != U'/') {
+      parts.back() += pattern.substr(index++, 2);
+    } else if (isEscape || pattern[index] == U'/') {
+      index += isEscape ? 1 : 0;
+      parts.emplace_back();
+    } else {
+      parts.back().push_back(pattern[index]);
+    }
+  }
+  return parts;
+}
+
 bool isOfClass(char32_t character, View name) {
   static constexpr std::array<std::pair<View, int (*)(int)>, 11> classes{{{U"alnum", std::isalnum},
                                                                           {U"alpha", std::isalpha},
@@ -211,8 +228,9 @@ void ExcludePatterns::addLine(View line) {
     line.remove_suffix(1);
   }
   const bool isAnchored = line.find(U'/') != View::npos;
-  pattern.segments = segmentsOf(line);
-  if (pattern.segments.empty()) return;
+  if (line.starts_with(U'/')) line.remove_prefix(1);
+  if (line.empty()) return;
+  pattern.segments = partsOf(line);
   if (!isAnchored) pattern.segments.insert(pattern.segments.begin(), U"**");
   patterns_.push_back(std::move(pattern));
 }

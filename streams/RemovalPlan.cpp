@@ -17,11 +17,10 @@ namespace streams {
 
 namespace {
 
-// Only what the system says is not there is gone: it may as well not be reachable at the moment.
-bool isGone(const NSDictionary& record) {
-  const std::string path = localPathOf(record)->fileSystemRepresentation();
+bool isGoneAsWhatItWas(const NSDictionary& record) {
+  const auto path = localPathOf(record);
   struct stat status {};
-  if (::lstat(path.c_str(), &status) != 0) return errno == ENOENT || errno == ENOTDIR;
+  if (::lstat(path->fileSystemRepresentation().c_str(), &status) != 0) return streams::isGone(path);
   return isDirectory(record) ? S_ISREG(status.st_mode) : S_ISDIR(status.st_mode);
 }
 
@@ -40,13 +39,18 @@ std::vector<Ref<NSDictionary>> removals(const std::vector<Ref<NSDictionary>>& le
     const bool isSource = withSlash(path)->isEqualToString(root);
     if (!isSource && !path->hasPrefix(root)) continue;
     if (!isSource && excluded.exclude(path->substringFromIndex(root->length()), isDirectory(*record))) continue;
-    if (isGone(*record)) result.push_back(removalOf(record));
+    if (isGoneAsWhatItWas(*record)) result.push_back(removalOf(record));
   }
   // A folder's path is the beginning of those of its contents, which come first this way.
   std::stable_sort(result.begin(), result.end(), [](const Ref<NSDictionary>& left, const Ref<NSDictionary>& right) {
     return remotePathOf(*left)->compare(remotePathOf(*right)) == NSOrderedDescending;
   });
   return result;
+}
+
+bool isGone(const Ref<NSString>& path) {
+  struct stat status {};
+  return ::lstat(path->fileSystemRepresentation().c_str(), &status) != 0 && (errno == ENOENT || errno == ENOTDIR);
 }
 
 bool hasContents(const Ref<NSString>& sourcePath) {

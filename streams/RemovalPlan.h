@@ -20,6 +20,9 @@ class ExcludePatterns;
 std::vector<Ref<NSDictionary>> removals(const std::vector<Ref<NSDictionary>>& leftOvers,
                                         const Ref<NSString>& sourcePath, const ExcludePatterns& excluded);
 
+// Whether the system says that nothing is at the path; it may as well not be reachable at the moment.
+bool isGone(const Ref<NSString>& path);
+
 // Whether there is anything at all at the path: a file, or a folder with something in it.
 bool hasContents(const Ref<NSString>& sourcePath);
 

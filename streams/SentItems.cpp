@@ -52,7 +52,8 @@ std::size_t SentItems::find(const NSDictionary& record) const {
   return nothing;
 }
 
-Ref<NSMutableArray> SentItems::missingOf(const NSArray& plan, const foundation::Checkpoint& checkpoint) {
+Ref<NSMutableArray> SentItems::missingOf(const NSArray& plan, const foundation::Checkpoint& checkpoint,
+                                         const Doubt& isInDoubt) {
   const auto missing = NSMutableArray::array();
   for (const id& object : plan) {
     if (!checkpoint()) break;
@@ -60,7 +61,8 @@ Ref<NSMutableArray> SentItems::missingOf(const NSArray& plan, const foundation::
     const std::size_t index = find(*record);
     const bool isKnown = index != nothing && isDirectory(*records_[index]) == isDirectory(*record);
     if (isKnown) isPlanned_[index] = true;
-    if (isKnown && isSameState(*records_[index], *record)) {
+    const bool isCertain = !isInDoubt || !isInDoubt(*record);
+    if (isKnown && isCertain && isSameState(*records_[index], *record)) {
       records_[index] = record;  // one of two equal ones is enough
     } else {
       missing->addObject(record);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <vector>
 
@@ -34,8 +35,11 @@ class SentItems {
   // What was read from the file; nil is nothing.
   SentItems(const Ref<NSArray>& content, const foundation::Checkpoint& checkpoint);
 
-  // The plan's records that have not arrived in the state that they are in now, in the plan's order.
-  Ref<NSMutableArray> missingOf(const NSArray& plan, const foundation::Checkpoint& checkpoint);
+  // The plan's records that have not arrived in the state that they are in now, in the plan's order; also those that
+  // are in doubt.
+  using Doubt = std::function<bool(const NSDictionary& record)>;
+  Ref<NSMutableArray> missingOf(const NSArray& plan, const foundation::Checkpoint& checkpoint,
+                                const Doubt& isInDoubt = nullptr);
   // After that: the records of what was sent earlier and has no item of its kind in the plan.
   std::vector<Ref<NSDictionary>> leftOvers() const;
   // Whether something was sent to the record's place before.

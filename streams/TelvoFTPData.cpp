@@ -1,6 +1,7 @@
 #include "streams/TelvoFTPData.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 #include <vector>
 
@@ -245,6 +246,8 @@ void TelvoFTPData::moveOn() { incrementIndex(); }
 
 bool TelvoFTPData::isLeftOut(const Ref<NSString>&) const { return false; }
 
+void TelvoFTPData::couldNotList(const Ref<NSString>&, int) {}
+
 // Recursive by its name and by the order that it gives, but not by its calls: a tree may be deeper than the stack of
 // the thread. A job without a plan has nothing to append to.
 void TelvoFTPData::recursivelyScanLocalPath_forRemoteDirectory(const Ref<NSString>& localPath,
@@ -261,7 +264,7 @@ void TelvoFTPData::recursivelyScanLocalPath_forRemoteDirectory(const Ref<NSStrin
   const auto visit = [&](const Ref<NSString>& path, const Ref<NSString>& remote) {
     if (isLeftOut(path) || !appendRecord(path, remote)) return;
     const auto entries = foundation::contentsOfDirectory(path, [this] { return goesOn(); });
-    if (!entries) return;
+    if (!entries) return couldNotList(path, errno);
     const Ref<NSString> below = remote ? remote : ""_ns;
     folders.push_back({path, below->stringByAppendingPathComponent(path->lastPathComponent()), entries});
   };
@@ -277,7 +280,6 @@ void TelvoFTPData::recursivelyScanLocalPath_forRemoteDirectory(const Ref<NSStrin
   }
 }
 
-// Returns whether the path names a folder.
 bool TelvoFTPData::appendRecord(const Ref<NSString>& localPath, const Ref<NSString>& remoteDirectory) {
   const auto& files = NSFileManager::defaultManager();
   const bool isDirectory = telvo_isDirectoryAtPath(files, localPath);

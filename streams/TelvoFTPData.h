@@ -95,6 +95,10 @@ class TelvoFTPData : public NSObject {
   virtual void writeCachedInfo(const Ref<NSString>& path);
   // Whether the item and everything in it stays out of the plan: never, usually.
   virtual bool isLeftOut(const Ref<NSString>& localPath) const;
+  // The names in the folder are not known; the reason is the system's error number. Usually nobody hears of it.
+  virtual void couldNotList(const Ref<NSString>& localPath, int reason);
+  // Appends the path's record to the plan. Returns whether the path names a folder.
+  bool appendRecord(const Ref<NSString>& localPath, const Ref<NSString>& remoteDirectory);
   virtual void sendItems();
   // Sends the item at index(); returns when streamDataEnded() has been called.
   virtual void sendItem(const Ref<TelvoUploadFTPStreamData>& stream);
@@ -113,7 +117,6 @@ class TelvoFTPData : public NSObject {
  private:
   void makePlan(const Ref<NSString>& localPath, const Ref<NSString>& remoteDirectory,
                 const Ref<NSString>& cachedInfoPath);
-  bool appendRecord(const Ref<NSString>& localPath, const Ref<NSString>& remoteDirectory);
   void waitForFile();
   void uploadNextPath();
 

@@ -1,6 +1,7 @@
 #include "streams/TelvoTrackedFTPData.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 #include <sys/stat.h>
@@ -81,12 +82,21 @@ Ref<NSDictionary> TelvoTrackedFTPData::record() const {
 
 void TelvoTrackedFTPData::scan(const Ref<NSString>& localPath, const Ref<NSString>& remoteDirectory) {
   sourcePath_ = withoutTrailingSlashes(textOrEmpty(localPath));
-  const auto& files = NSFileManager::defaultManager();
-  if (!options_.contentsOnly || !telvo_isDirectoryAtPath(files, localPath)) {
-    return TelvoFTPData::scan(localPath, remoteDirectory);
+  unlistedFolders_ = nil;
+  const bool isOfContents =
+      options_.contentsOnly && telvo_isDirectoryAtPath(NSFileManager::defaultManager(), localPath);
+  if (isOfContents) return scanContents(localPath, remoteDirectory);
+  TelvoFTPData::scan(localPath, remoteDirectory);
+}
+
+void TelvoTrackedFTPData::scanContents(const Ref<NSString>& localPath, const Ref<NSString>& remoteDirectory) {
+  const auto names = foundation::contentsOfDirectory(localPath, [this] { return goesOn(); });
+  if (!names) {
+    couldNotList(localPath, errno);
+    // Somebody has to tell that nothing is sent.
+    if (unlistedFolders_) appendRecord(localPath, remoteDirectory);
+    return;
   }
-  const auto names = files->contentsOfDirectoryAtPath_error(localPath, nullptr);
-  if (!names) return;
   for (const id& name : *names) {
     if (!goesOn()) return;
     TelvoFTPData::scan(localPath->stringByAppendingPathComponent(as<NSString>(name)), remoteDirectory);
@@ -99,6 +109,19 @@ bool TelvoTrackedFTPData::isLeftOut(const Ref<NSString>& localPath) const {
   if (localPath->length() <= sourcePath_->length()) return false;
   return options_.excluded.excludeItem(localPath->substringFromIndex(sourcePath_->length()),
                                        telvo_isDirectoryAtPath(NSFileManager::defaultManager(), localPath));
+}
+
+// What is in such a folder is not sent, so that the folder is not told as sent either: it is planned whatever is known
+// of it, and fails.
+void TelvoTrackedFTPData::couldNotList(const Ref<NSString>& localPath, int reason) {
+  if (!options_.reportsOutcomes || isAbandoned()) return;
+  if (!unlistedFolders_) unlistedFolders_ = NSMutableDictionary::dictionary();
+  unlistedFolders_->setObject_forKey(NSError::errorWithPOSIXCode(reason), localPath);
+}
+
+Ref<NSError> TelvoTrackedFTPData::listingError(const NSDictionary& record) const {
+  const bool isFolder = unlistedFolders_ && streams::isDirectory(record) && !streams::isRemoval(record);
+  return isFolder ? as<NSError>(unlistedFolders_->objectForKey(streams::localPathOf(record))) : Ref<NSError>();
 }
 
 void TelvoTrackedFTPData::filterUploadInfoUsingCachedInfo() {
@@ -114,7 +137,9 @@ void TelvoTrackedFTPData::filterUploadInfoUsingCachedInfo() {
 // What is removed comes first, since something else may take its place.
 void TelvoTrackedFTPData::planWithRemovals() {
   const Ref<NSArray> complete = uploadInfo();
-  const auto missing = sentItems_.missingOf(*complete, [this] { return goesOn(); });
+  const auto missing = sentItems_.missingOf(
+      *complete, [this] { return goesOn(); },
+      [this](const NSDictionary& record) { return listingError(record) != nil; });
   if (isAbandoned()) return;
   const auto plan = NSMutableArray::array();
   if (options_.deletesMissing && (options_.allowsEmptySource || streams::hasContents(sourcePath_))) {
@@ -122,7 +147,9 @@ void TelvoTrackedFTPData::planWithRemovals() {
       plan->addObject(removal);
     }
   }
-  plan->addObjectsFromArray(missing);
+  // A source that is meant to be gone is no item that could not be read.
+  const bool isMeantToBeGone = options_.deletesMissing && options_.allowsEmptySource && streams::isGone(sourcePath_);
+  if (!isMeantToBeGone) plan->addObjectsFromArray(missing);
   setCachedInfo(complete);
   setUploadInfo(plan);
 }
@@ -210,6 +237,8 @@ void TelvoTrackedFTPData::sendItem(const Ref<TelvoUploadFTPStreamData>& stream) 
     outcome_.endsRun = true;
   } else if (remoteDirectoryOutcome_.endsRun) {
     outcome_ = remoteDirectoryOutcome_;
+  } else if (const auto error = listingError(*record())) {
+    outcome_ = ItemOutcome::failure(error);
   }
   if (!isWorking() || outcome_.error) return streamDataEnded(nil);
   outcome_ = failureWithText(nil);

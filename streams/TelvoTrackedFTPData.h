@@ -15,6 +15,7 @@
 
 TELVO_NAMESPACE_BEGIN
 
+class NSError;
 class NSNumber;
 
 namespace streams {
@@ -52,6 +53,7 @@ class TelvoTrackedFTPData : public TelvoFTPData {
   void filterUploadInfoUsingCachedInfo() override;
   void writeCachedInfo(const Ref<NSString>& path) override;
   bool isLeftOut(const Ref<NSString>& localPath) const override;
+  void couldNotList(const Ref<NSString>& localPath, int reason) override;
   void sendItems() override;
   void sendItem(const Ref<TelvoUploadFTPStreamData>& stream) override;
   void streamDataEnded(const id& stream) override;
@@ -63,6 +65,8 @@ class TelvoTrackedFTPData : public TelvoFTPData {
   void streamData_uploadedBytes(const id& stream, const Ref<NSNumber>& bytes);
 
   void planWithRemovals();
+  void scanContents(const Ref<NSString>& localPath, const Ref<NSString>& remoteDirectory);
+  Ref<NSError> listingError(const NSDictionary& record) const;
   void expectBytes();
   void tellPlan();
   void keepSaving();
@@ -84,6 +88,7 @@ class TelvoTrackedFTPData : public TelvoFTPData {
   const streams::UploadOptions options_;
   Ref<NSString> sourcePath_;
   std::unique_ptr<const streams::RunIdentity> identity_;  // for temporary names
+  Ref<NSMutableDictionary> unlistedFolders_;  // by local path, why the names in them are not known; nil: none
   streams::SentItems sentItems_;
   streams::RetryQueue retries_;
   streams::ByteProgress bytes_;

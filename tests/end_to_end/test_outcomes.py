@@ -6,7 +6,8 @@ import pytest
 
 import processes
 import scripted_server as scripts
-from tracked_upload import keep, outcomes, remembered, track
+import tree
+from tracked_upload import keep, outcomes, remembered, track, upload
 
 
 @pytest.fixture
@@ -65,6 +66,50 @@ def test_a_file_that_cannot_be_read_is_told_in_the_systems_words(owner, scripted
               if record["Outcome"] == "failed"}
     assert failed == {"a.txt": "Permission denied", "gone.txt": "No such file or directory"}
     assert scripted.files == {"/Site/b.txt": b"b"}
+
+
+def closed_folder(tmp_path):
+    source = tree.Tree(tmp_path / "Site")
+    source.file("closed/inside", b"1")
+    source.file("other", b"2")
+    (source.path / "closed").chmod(0)
+    return source.path
+
+
+def test_a_folder_that_cannot_be_looked_into_has_failed(owner, scripted, tmp_path, cache):
+    source = closed_folder(tmp_path)
+    records = keep(owner, source, scripted, cache, prefix=processes.BOUND_BY_PERMISSIONS)
+    told = {os.path.basename(record["LocalPath"]): (record["Outcome"], record.get("Error")) for record in records}
+    assert told == {"Site": ("sent", None), "other": ("sent", None), "closed": ("failed", "Permission denied")}
+    (source / "closed").chmod(0o755)
+    assert outcomes(keep(owner, source, scripted, cache)) == ["sent", "sent"]
+    assert scripted.files == {"/Site/closed/inside": b"1", "/Site/other": b"2"}
+
+
+def test_so_has_one_that_was_sent_before(owner, scripted, tmp_path, cache):
+    source = closed_folder(tmp_path)
+    (source / "closed").chmod(0o755)
+    keep(owner, source, scripted, cache)
+    (source / "closed").chmod(0)
+    (record,) = keep(owner, source, scripted, cache, deleteMissing="YES", prefix=processes.BOUND_BY_PERMISSIONS)
+    assert (record["LocalPath"], record["Outcome"], record["ErrorCode"]) == (f"{source}/closed", "failed", 0)
+    (source / "closed").chmod(0o755)
+    assert keep(owner, source, scripted, cache) == [None]
+
+
+def test_a_source_whose_contents_cannot_be_listed_has_failed(owner, scripted, small_tree):
+    small_tree.path.chmod(0)
+    (record,) = track(owner, small_tree.path, scripted, contentsOnly="YES", prefix=processes.BOUND_BY_PERMISSIONS)
+    assert (record["LocalPath"], record["Outcome"], record["Error"], record["IsMore"]) == (
+        str(small_tree.path), "failed", "Permission denied", False)
+    assert scripted.folders == {"/"}
+
+
+def test_without_outcomes_such_a_folder_is_made_as_usual(owner, scripted, tmp_path):
+    source = closed_folder(tmp_path)
+    records = upload(owner, source, scripted, escapeNames="YES", prefix=processes.BOUND_BY_PERMISSIONS)
+    assert len(records) == 3
+    assert scripted.folders == {"/", "/Site", "/Site/closed"}
 
 
 def test_a_stop_leaves_the_rest_and_says_so(owner, scripted, five_items, cache):

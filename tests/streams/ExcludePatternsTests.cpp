@@ -63,6 +63,13 @@ INSTANTIATE_TEST_SUITE_P(AnyFolders, ExcludePatternsTest,
                                          Case{"x/**/b", "x/1/2/b", true}, Case{"x/**/b", "y/b", false},
                                          Case{"x**y", "xaay", true}, Case{"/x**y", "xa/ay", false}));
 
+// As in a .gitignore, where nothing has an empty name.
+INSTANTIATE_TEST_SUITE_P(Slashes, ExcludePatternsTest,
+                         testing::Values(Case{"x//a", "x/a", false}, Case{"//a", "a", false}, Case{"a//", "a/", false},
+                                         Case{"**//a", "x/a", false}, Case{"//", "a/", false},
+                                         Case{"x\\/a", "x/a", true}, Case{"x\\/a", "y/x/a", false},
+                                         Case{"**\\/a", "x/y/a", true}, Case{"\\/a", "a", false}));
+
 INSTANTIATE_TEST_SUITE_P(Lines, ExcludePatternsTest,
                          testing::Values(Case{"", "a", false}, Case{"\n\n#a\n", "a", false}, Case{"#a", "#a", false},
                                          Case{"\\#a", "#a", true}, Case{"\\!a", "!a", true}, Case{"a  ", "a", true},
