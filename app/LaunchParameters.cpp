@@ -79,15 +79,15 @@ class Reader {
  private:
   void readSwitches() {
     UploadOptions& options = parameters_.options;
-    options.reportsOutcomes = defaults_.boolForKey("reportOutcomes"_ns);
-    options.remembersSentOnly = defaults_.boolForKey("rememberSentOnly"_ns);
-    options.escapesNames = defaults_.boolForKey("escapeNames"_ns);
-    options.contentsOnly = defaults_.boolForKey("contentsOnly"_ns);
-    options.deletesMissing = defaults_.boolForKey("deleteMissing"_ns);
-    options.allowsEmptySource = defaults_.boolForKey("allowEmptySource"_ns);
-    options.reportsBytes = defaults_.boolForKey("reportBytes"_ns);
-    options.isDryRun = defaults_.boolForKey("dryRun"_ns);
-    parameters_.announces = defaults_.boolForKey("announce"_ns);
+    options.reportsOutcomes = isOn("reportOutcomes"_ns);
+    options.remembersSentOnly = isOn("rememberSentOnly"_ns);
+    options.escapesNames = isOn("escapeNames"_ns);
+    options.contentsOnly = isOn("contentsOnly"_ns);
+    options.deletesMissing = isOn("deleteMissing"_ns);
+    options.allowsEmptySource = isOn("allowEmptySource"_ns);
+    options.reportsBytes = isOn("reportBytes"_ns);
+    options.isDryRun = isOn("dryRun"_ns);
+    parameters_.announces = isOn("announce"_ns);
   }
 
   // Absolute, and without a slash at its end, whatever was given.
@@ -133,12 +133,34 @@ class Reader {
     return TemporaryNames::Never;
   }
 
+  bool isOn(const Ref<NSString>& key) {
+    const bool value = defaults_.boolForKey(key);
+    const auto text = defaults_.stringForKey(key);
+    if (text && !value && !isNo(*text)) complain(NSString::stringWithFormat("%@ is YES or NO, not %@"_ns, key, text));
+    return value;
+  }
+
+  static bool isNo(const NSString& text) {
+    const std::array words{"no"_ns, "n"_ns, "false"_ns, "f"_ns, "0"_ns};
+    return std::any_of(words.begin(), words.end(), [&text](const Ref<NSString>& word) {
+      return text.caseInsensitiveCompare(word) == NSOrderedSame;
+    });
+  }
+
   NSUInteger number(const Ref<NSString>& key, NSInteger smallest) {
-    if (!defaults_.objectForKey(key)) return static_cast<NSUInteger>(smallest);
+    const auto text = defaults_.stringForKey(key);
+    if (!text) return static_cast<NSUInteger>(smallest);
     const NSInteger value = defaults_.integerForKey(key);
-    if (value >= smallest) return static_cast<NSUInteger>(value);
-    complain(NSString::stringWithFormat("%@ is a number from %ld on"_ns, key, smallest));
+    if (isNumber(*text) && value >= smallest) return static_cast<NSUInteger>(value);
+    complain(NSString::stringWithFormat("%@ is a number from %ld on, not %@"_ns, key, smallest, text));
     return static_cast<NSUInteger>(smallest);
+  }
+
+  // Nothing else: "10k" is not 10.
+  static bool isNumber(const NSString& text) {
+    const std::u16string_view units = text.units();
+    return !units.empty() &&
+           std::all_of(units.begin(), units.end(), [](char16_t unit) { return unit >= u'0' && unit <= u'9'; });
   }
 
   void complain(const Ref<NSString>& text) { parameters_.complaints.push_back(text); }

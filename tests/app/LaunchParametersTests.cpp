@@ -47,9 +47,26 @@ TEST(LaunchParameters, EverySwitchIsRead) {
 TEST(LaunchParameters, NumbersAreNumbersFromTheirSmallestOn) {
   EXPECT_EQ(parametersFrom({{"attempts"_ns, "3"_ns}}).options.attempts, 3U);
   EXPECT_EQ(parametersFrom({{"bytesPerSecond"_ns, "1000"_ns}}).options.bytesPerSecond, 1000U);
-  for (const char* wrong : {"0", "-1", "many", ""}) {
+  for (const char* wrong : {"0", "-1", "many", "", "3x", " 3"}) {
     const auto parameters = parametersFrom({{"attempts"_ns, NSString::stringWithUTF8String(wrong)}});
     EXPECT_EQ(parameters.options.attempts, 1U) << wrong;
+    EXPECT_EQ(parameters.complaints.size(), 1U) << wrong;
+  }
+  const auto parameters = parametersFrom({{"bytesPerSecond"_ns, "10k"_ns}});
+  EXPECT_EQ(parameters.options.bytesPerSecond, 0U);
+  ASSERT_EQ(parameters.complaints.size(), 1U);
+  EXPECT_EQ(parameters.complaints[0]->UTF8String(), "bytesPerSecond is a number from 0 on, not 10k");
+}
+
+TEST(LaunchParameters, ASwitchIsYesOrNo) {
+  for (const char* off : {"NO", "no", "False", "0"}) {
+    const auto parameters = parametersFrom({{"escapeNames"_ns, NSString::stringWithUTF8String(off)}});
+    EXPECT_FALSE(parameters.options.escapesNames) << off;
+    EXPECT_TRUE(parameters.complaints.empty()) << off;
+  }
+  for (const char* wrong : {"on", "maybe", ""}) {
+    const auto parameters = parametersFrom({{"escapeNames"_ns, NSString::stringWithUTF8String(wrong)}});
+    EXPECT_FALSE(parameters.options.escapesNames) << wrong;
     EXPECT_EQ(parameters.complaints.size(), 1U) << wrong;
   }
 }

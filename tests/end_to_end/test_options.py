@@ -298,7 +298,7 @@ def test_unknown_parameters_are_told_in_the_debug_log_only(owner, scripted, smal
     lines = helper.log()
     assert lines.count("unknown launch parameter unheardOf") == 1
     assert "temporaryNames is always, large or never, not sometimes" in lines
-    assert "attempts is a number from 1 on" in lines
+    assert "attempts is a number from 1 on, not none" in lines
     owner.heard.clear()
     helper = owner.launch(small_tree.path, scripted, unheardOf="1", debug=None)
     owner.wait_for_last_record()
