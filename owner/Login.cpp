@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <sstream>
 #include <stdexcept>
@@ -66,7 +67,7 @@ struct Entry {
 
   bool isFor(const std::string& wantedHost, const std::string& wantedUser) const {
     const auto user = values.find("login");
-    if (!isDefault && host != wantedHost) return false;
+    if (!isDefault && g_ascii_strcasecmp(host.c_str(), wantedHost.c_str()) != 0) return false;
     return wantedUser.empty() ? user != values.end() : user == values.end() || user->second == wantedUser;
   }
 };
@@ -98,6 +99,8 @@ std::string passwordFromFile(const std::string& path) {
     throw std::runtime_error(path + ": " + std::generic_category().message(errno));
   }
   if (line.ends_with('\r')) line.pop_back();
+  // The helper would hear of nothing behind it.
+  if (line.find('\0') != std::string::npos) throw std::runtime_error(path + ": a password cannot hold a NUL");
   return line;
 }
 
@@ -116,6 +119,7 @@ std::optional<Login> loginFromNetrc(const std::string& host, const std::string& 
     throw std::runtime_error(path + " is not used, because others may read it (chmod 600 mends that)");
   }
   std::ifstream file(path);
+  if (!file) throw std::runtime_error(path + " is not used: " + std::generic_category().message(errno));
   for (const Entry& entry : readEntries(file)) {
     if (!entry.isFor(host, user)) continue;
     const auto valueOf = [&entry](const char* key, const std::string& otherwise) {
@@ -129,8 +133,16 @@ std::optional<Login> loginFromNetrc(const std::string& host, const std::string& 
 
 #ifdef TELVO_HAS_LIBSECRET
 std::optional<std::string> passwordFromKeyring(const std::string& host, const std::string& user) {
-  gchar* const found = secret_password_lookup_sync(SECRET_SCHEMA_COMPAT_NETWORK, nullptr, nullptr, "protocol", "ftp",
-                                                   "server", host.c_str(), "user", user.c_str(), nullptr);
+  // File managers save with another schema than secret-tool(1), but with the same attributes.
+  SecretSchema schema{};
+  schema.name = "org.gnome.keyring.NetworkPassword";
+  schema.flags = SECRET_SCHEMA_DONT_MATCH_NAME;
+  const char* const attributes[] = {"protocol", "server", "user"};
+  for (std::size_t index = 0; index < std::size(attributes); ++index) {
+    schema.attributes[index] = {attributes[index], SECRET_SCHEMA_ATTRIBUTE_STRING};
+  }
+  gchar* const found = secret_password_lookup_sync(&schema, nullptr, nullptr, "protocol", "ftp", "server", host.c_str(),
+                                                   "user", user.c_str(), nullptr);
   if (!found) return std::nullopt;
   std::string password(found);
   secret_password_free(found);

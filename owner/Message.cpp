@@ -2,8 +2,10 @@
 
 #include <array>
 #include <cerrno>
+#include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <regex>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
@@ -95,18 +97,58 @@ void read(GVariant* info, const char* key, std::uint64_t& value) {
   if (number >= 0) value = static_cast<std::uint64_t>(number);
 }
 
+// The system takes ".." of where a link leads to, not of where it stands, and so does whoever writes such a path.
+std::filesystem::path withRealParents(const std::filesystem::path& path) {
+  std::filesystem::path result;
+  for (const auto& part : path) {
+    result /= part;
+    if (part != "..") continue;
+    std::error_code notThere;
+    if (auto real = std::filesystem::canonical(result, notThere); !notThere) result = std::move(real);
+  }
+  return result;
+}
+
 }  // namespace
 
 std::string absolutePath(const std::string& path) {
-  std::string result = std::filesystem::absolute(path).lexically_normal();
+  if (path.empty()) return path;
+  std::error_code failure;
+  const std::filesystem::path absolute = std::filesystem::absolute(path, failure);
+  if (failure) throw std::runtime_error(path + ": " + failure.message());
+  std::string result = withRealParents(absolute).lexically_normal();
   while (result.size() > 1 && result.ends_with('/')) result.pop_back();
   return result;
 }
 
 void addPatterns(const std::string& path, std::vector<std::string>& patterns) {
+  constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
+  const std::size_t first = patterns.size();
   std::ifstream file(path);
-  for (std::string line; std::getline(file, line);) patterns.push_back(line);
+  for (std::string line; std::getline(file, line);) {
+    // The helper would hear of nothing behind it, and what was to be left out would be sent.
+    if (line.find('\0') != std::string::npos) throw std::runtime_error(path + ": a pattern cannot hold a NUL");
+    patterns.push_back(line);
+  }
   if (!file.eof()) throw std::runtime_error(path + ": " + std::generic_category().message(errno));
+  if (patterns.size() > first && patterns[first].starts_with(byteOrderMark)) {
+    patterns[first].erase(0, byteOrderMark.size());
+  }
+}
+
+std::int64_t rateFrom(const std::string& text) {
+  static const std::regex form("([0-9]{1,15}([.][0-9]{1,15})?) ?([kmg]?)(i?b)?", std::regex::icase);
+  constexpr double most = 1e18;
+  std::smatch parts;
+  if (!std::regex_match(text, parts, form)) throw std::invalid_argument("\"" + text + "\" is no rate, such as 500k");
+  const std::string unit = parts[3];
+  const std::size_t power = unit.empty() ? 0 : std::string_view("_kmg").find(static_cast<char>(unit[0] | 0x20));
+  const double number = std::stod(parts[1]);
+  const double rate = number * std::pow(1024.0, static_cast<double>(power));
+  if (rate > most || (number > 0 && rate < 1)) {
+    throw std::invalid_argument("nothing can be sent at a rate of " + text);
+  }
+  return static_cast<std::int64_t>(rate);
 }
 
 std::vector<std::string> launchArguments(const Upload& upload, const std::string& ownerName, const std::string& token) {

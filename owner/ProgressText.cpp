@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <sstream>
 #include <vector>
 
 #include "telvo/owner/GLibObjects.h"
@@ -19,6 +20,19 @@ std::string timeText(double seconds) {
   char text[32];
   std::snprintf(text, sizeof text, "%d:%02d:%02d left", whole / 3600, whole / 60 % 60, whole % 60);
   return text + (whole < 3600 ? 2 : 0);
+}
+
+// The words of a reply of several lines, each of which may begin with the code again.
+std::string onOneLine(const std::string& words, const std::string& code) {
+  std::istringstream lines(words);
+  std::string text;
+  for (std::string line; std::getline(lines, line);) {
+    if (!code.empty() && line.starts_with(code + "-")) line.erase(0, code.size() + 1);
+    const std::size_t first = line.find_first_not_of(" \t\r");
+    if (first == std::string::npos) continue;
+    text += (text.empty() ? "" : " ") + line.substr(first, line.find_last_not_of(" \t\r") - first + 1);
+  }
+  return text;
 }
 
 // What there is to tell of the whole run, what matters most first.
@@ -53,9 +67,10 @@ std::string outcomeText(const Record& record) {
 }
 
 std::string errorText(const Record& record) {
-  const std::string code = record.errorCode > 0 ? std::to_string(record.errorCode) + " " : "";
-  const std::string text = record.error.empty() ? "no reason is known" : harmless(record.error);
-  return text.starts_with(code) ? text : code + text;
+  const std::string code = record.errorCode > 0 ? std::to_string(record.errorCode) : "";
+  const std::string text = harmless(onOneLine(record.error, code));
+  if (!code.empty() && text.starts_with(code + " ")) return text;
+  return (code.empty() ? "" : code + " ") + (text.empty() ? "no reason is known" : text);
 }
 
 std::string sizeText(std::uint64_t bytes) { return Text(g_format_size(bytes)).get(); }

@@ -12,7 +12,7 @@ TELVO_OWNER_NAMESPACE_BEGIN
 // "sent", "removed", "failed", "skipped" or "unknown"; for a planned item its reason.
 std::string outcomeText(const Record& record);
 
-// Why an item was not sent: the reply code, when there was one, and the words, harmless on a terminal.
+// Why an item was not sent: the reply code, when there was one, and the words, on one line and harmless on a terminal.
 std::string errorText(const Record& record);
 
 // Such as "1.2 MB".

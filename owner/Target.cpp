@@ -1,12 +1,14 @@
 #include "telvo/owner/Target.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
 
 #include <glib.h>
+#include <unistd.h>
 
 #include "telvo/owner/GLibObjects.h"
 
@@ -67,6 +69,16 @@ void checkHost(std::string_view host) {
   if (colon < host.size()) checkPort(host.substr(colon + 1));
 }
 
+// As the host's name is looked up: letters beyond ASCII have a form of their own there.
+std::string encoded(const std::string& host) {
+  const std::size_t colon = portColon(host);
+  const std::string name = host.substr(0, colon);
+  if (!g_hostname_is_non_ascii(name.c_str())) return host;
+  const Text ascii(g_hostname_to_ascii(name.c_str()));
+  if (!ascii) throw std::invalid_argument("\"" + name + "\" is no name that a host can have");
+  return ascii.get() + host.substr(colon);
+}
+
 // A line end in any part would end the command that it becomes part of.
 void checkCharacters(const std::string& text) {
   const auto isControl = [](char byte) { return static_cast<unsigned char>(byte) < 0x20 || byte == 0x7F; };
@@ -80,6 +92,8 @@ std::string absoluteFolder(std::string folder) {
 }
 
 std::string text(const std::filesystem::path& path) { return path.string(); }
+
+std::filesystem::path cacheFolder() { return std::filesystem::path(g_get_user_cache_dir()) / "telvo-upload"; }
 
 }  // namespace
 
@@ -98,13 +112,14 @@ Target parseTarget(const std::string& written) {
   target.isImplicitlySecure = beginsWith(written, secureScheme);
   target.host = at == std::string::npos ? authority : authority.substr(at + 1);
   if (at != std::string::npos) target.user = authority.substr(0, at);
-  if (isURL && target.user.find(':') != std::string::npos) {
+  if (target.user.find(':') != std::string::npos) {
     throw std::invalid_argument("a password is not accepted here, where others can read it");
   }
   if (isURL) target.user = unescaped(target.user);
   target.folder = absoluteFolder(isURL ? unescaped(whole.substr(slash)) : whole.substr(slash));
   for (const std::string& part : {target.host, target.user, target.folder}) checkCharacters(part);
   checkHost(target.host);
+  target.host = encoded(target.host);
   return target;
 }
 
@@ -122,12 +137,14 @@ std::string cacheFileFor(const std::string& source, const Target& target, bool c
   for (const std::string& part : {source, target.user, target.host, target.folder}) pair.append(part).push_back('\0');
   pair.append(contentsOnly ? "contents" : "folder");
   const Text digest(g_compute_checksum_for_string(G_CHECKSUM_SHA256, pair.data(), static_cast<gssize>(pair.size())));
-  const std::filesystem::path folder = std::filesystem::path(g_get_user_cache_dir()) / "telvo-upload";
+  return text(cacheFolder() / (std::string(digest.get()) + ".plist"));
+}
+
+void makeCacheFolder() {
   constexpr int forThisUser = 0700;
-  if (g_mkdir_with_parents(folder.c_str(), forThisUser) != 0) {
-    throw std::runtime_error(text(folder) + ": " + std::generic_category().message(errno));
-  }
-  return text(folder / (std::string(digest.get()) + ".plist"));
+  const std::filesystem::path folder = cacheFolder();
+  if (g_mkdir_with_parents(folder.c_str(), forThisUser) == 0 && access(folder.c_str(), W_OK | X_OK) == 0) return;
+  throw std::runtime_error(text(folder) + ": " + std::generic_category().message(errno));
 }
 
 }  // namespace telvo

@@ -33,6 +33,12 @@ int terminalColumns() {
   return ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : usual;
 }
 
+// In the background, the terminal shows what somebody else is doing.
+bool isInForeground() {
+  const pid_t group = tcgetpgrp(STDOUT_FILENO);
+  return group < 0 || group == getpgrp();
+}
+
 volatile std::sig_atomic_t caughtSignal = 0;
 
 // A terminal without echo for as long as it lives. Signals that would end or stop the program wait until the terminal
@@ -143,7 +149,7 @@ StatusLine::StatusLine(std::function<std::string(int columns)> text)
   if (!isTerminal_) return;
   const auto redraw = [](gpointer data) -> gboolean {
     auto* const line = static_cast<StatusLine*>(data);
-    if (line->drawn_ > 0) line->draw();
+    if (line->drawn_ > 0) line->update();
     return G_SOURCE_CONTINUE;
   };
   resizeWatch_ = g_unix_signal_add(SIGWINCH, redraw, this);
@@ -155,16 +161,17 @@ StatusLine::~StatusLine() {
 }
 
 void StatusLine::update() {
-  constexpr guint milliseconds = 100;
+  constexpr std::int64_t millisecond = 1000;
   if (!isTerminal_ || timer_ != 0) return;
-  draw();
+  const std::int64_t pause = nextDraw_ - g_get_monotonic_time();
+  if (pause <= 0) return draw();
   const auto drawLatest = [](gpointer data) -> gboolean {
     auto* const line = static_cast<StatusLine*>(data);
     line->timer_ = 0;
     line->draw();
     return G_SOURCE_REMOVE;
   };
-  timer_ = g_timeout_add(milliseconds, drawLatest, this);
+  timer_ = g_timeout_add(static_cast<guint>(pause / millisecond + 1), drawLatest, this);
 }
 
 void StatusLine::clear() {
@@ -173,17 +180,22 @@ void StatusLine::clear() {
 }
 
 void StatusLine::erase() {
-  if (drawn_ == 0) return;
+  const int columns = std::exchange(drawn_, 0);
+  if (columns == 0 || !isInForeground()) return;
   // A terminal that has become narrower has wrapped the line. Row by row, because some terminals keep what is cleared
   // with all that is below it as history.
   std::fputs("\r\033[K", stdout);
-  for (int rowsAbove = (drawn_ - 1) / terminalColumns(); rowsAbove > 0; --rowsAbove) std::fputs("\033[A\033[K", stdout);
+  for (int rowsAbove = (columns - 1) / terminalColumns(); rowsAbove > 0; --rowsAbove) {
+    std::fputs("\033[A\033[K", stdout);
+  }
   std::fflush(stdout);
-  drawn_ = 0;
 }
 
 void StatusLine::draw() {
+  constexpr std::int64_t interval = 100'000;
+  nextDraw_ = g_get_monotonic_time() + interval;
   erase();
+  if (!isInForeground()) return;
   const std::string text = text_(terminalColumns());
   std::fputs(text.c_str(), stdout);
   std::fflush(stdout);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -24,8 +25,9 @@ std::string ending(const std::string& harmlessText, int columns);
 // std::runtime_error when there is no terminal, and when the input ends before the line does.
 std::string askForPassword(const std::string& question);
 
-// One line on the terminal at standard output, written over again at most ten times a second, and when the terminal has
-// got another width. Where standard output is no terminal, it shows nothing. Works while the default main context runs.
+// One line on the terminal at standard output, written over again when the text or the terminal's width is another one,
+// at most ten times a second. Where standard output is no terminal, it shows nothing, and on a terminal nothing while
+// the program is in the background. Works while the default main context runs.
 class StatusLine {
  public:
   // `text` gives what is to be shown, in less than so many columns; by two less than that, and a "^C" which the
@@ -48,7 +50,8 @@ class StatusLine {
   bool isTerminal_;
   unsigned timer_ = 0;
   unsigned resizeWatch_ = 0;
-  int drawn_ = 0;  // columns that the line takes; 0: there is none
+  std::int64_t nextDraw_ = 0;  // not before that, in microseconds of the monotonic clock
+  int drawn_ = 0;              // columns that the line takes; 0: there is none
 };
 
 TELVO_OWNER_NAMESPACE_END

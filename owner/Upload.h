@@ -61,11 +61,18 @@ struct Upload {
   bool debug = false;           // the helper writes its log to standard error and to the system log
 };
 
-// Absolute, without "." and "..", and without a slash at its end: how the helper wants a path.
+// Absolute, without "." and "..", and without a slash at its end: how the helper wants a path. A link before a ".." is
+// followed, as the system does it; others stay. Empty for an empty path. Throws std::runtime_error with a text for
+// people for a relative one when the working folder is gone.
 std::string absolutePath(const std::string& path);
 
-// Adds the lines of the file to patterns such as Upload::exclude. Throws std::runtime_error when it cannot be read.
+// Adds the lines of the file to patterns such as Upload::exclude. Throws std::runtime_error when it cannot be read, or
+// is no text.
 void addPatterns(const std::string& path, std::vector<std::string>& patterns);
+
+// Upload::bytesPerSecond as people write it: "500k", "1.5M", with multiples of 1024; "0" is no limit. Throws
+// std::invalid_argument with a text for people.
+std::int64_t rateFrom(const std::string& text);
 
 // What became of an item. `unknown`: the helper does not tell (reportOutcomes is off). `skipped`: nothing could be
 // tried. `planned`: a dry run.

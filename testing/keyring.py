@@ -1,5 +1,8 @@
 #!/usr/bin/python3
-"""A desktop's keyring with one password in it: keyring.py PASSWORD KEY=VALUE... Prints a line when it can be asked."""
+"""A desktop's keyring with one password in it: keyring.py PASSWORD KEY=VALUE... Prints a line when it can be asked.
+
+The attribute "xdg:schema" is the kind of the password, which a question may ask for like for any other.
+"""
 
 import sys
 
@@ -38,8 +41,7 @@ def called(_bus, _sender, _path, _interface, method, parameters, invocation):
             return
         invocation.return_value(GLib.Variant("(vo)", (GLib.Variant("s", ""), SESSION)))
     elif method == "SearchItems":
-        wanted = {key: value for key, value in parameters[0].items() if key != "xdg:schema"}
-        found = [ITEM] if wanted.items() <= saved.items() else []
+        found = [ITEM] if parameters[0].items() <= saved.items() else []
         invocation.return_value(GLib.Variant("(aoao)", (found, [])))
     else:
         secret = (SESSION, b"", password.encode(), "text/plain")

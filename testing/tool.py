@@ -6,6 +6,11 @@ import subprocess
 import processes
 
 
+def login(server):
+    """The server's password, for run() and start()."""
+    return {"TELVO_PASSWORD": server.password}
+
+
 class Tool:
     """Starts telvo-upload and gathers what it prints."""
 

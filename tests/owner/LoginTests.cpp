@@ -35,6 +35,11 @@ TEST_F(Netrc, HasLoginsByHost) {
   EXPECT_EQ(login("three"), "(none)");
 }
 
+TEST_F(Netrc, TheCaseOfAHostMeansNothing) {
+  write("machine FTP.example.com login anna password a1\n");
+  EXPECT_EQ(login("ftp.EXAMPLE.com"), "anna:a1");
+}
+
 TEST_F(Netrc, AUserGetsNobodyElsesPassword) {
   write("machine one login anna password a1\nmachine one login bert password b2\nmachine one password any\n");
   EXPECT_EQ(login("one", "bert"), "bert:b2");

@@ -171,6 +171,22 @@ TEST(ProgressText, LeavesThreeColumnsFreeAtEveryWidth) {
   }
 }
 
+TEST(ProgressText, DoesSoOfAnEnormousRunToo) {
+  telvo::Progress progress;
+  progress.add(record(1'999'999, 2'000'000, Outcome::sent));
+  telvo::Bytes bytes;
+  bytes.localPath = "/home/anna/Site/index.html";
+  bytes.nth = 2'000'000;
+  for (int time = 0; time < 2; ++time) {
+    bytes.sent = bytes.runSent += 123'456'789'012'345U;
+    bytes.total = bytes.runTotal = 9'999'999'999'999'999U;
+    progress.add(bytes);
+    for (int columns = 20; columns <= 220; ++columns) {
+      EXPECT_LE(telvo::columnsOf(telvo::progressText(progress, columns)), columns - 3);
+    }
+  }
+}
+
 TEST(ProgressText, TellsTheRunAndTheFileWhereThereIsRoom) {
   const std::string text = telvo::progressText(inTheMiddle("/home/anna/Site/index.html"), 200);
   EXPECT_EQ(text.substr(0, 3), "26%");
@@ -190,7 +206,13 @@ TEST(ErrorText, HasTheCodeOnceAndNothingThatATerminalObeys) {
   EXPECT_EQ(telvo::errorText(failed), "452 No \uFFFD[2Jspace\uFFFD1m");
   failed.error = "452 No space";
   EXPECT_EQ(telvo::errorText(failed), "452 No space");
+  failed.error = "No space\r\n452-  for this\n \n452-\nTry again ";
+  EXPECT_EQ(telvo::errorText(failed), "452 No space for this Try again");
+  failed.error = "\r\n";
+  EXPECT_EQ(telvo::errorText(failed), "452 no reason is known");
   failed.errorCode = 0;
+  failed.error = "- 1\n-2";
+  EXPECT_EQ(telvo::errorText(failed), "- 1 -2");
   failed.error = "Connection refused";
   EXPECT_EQ(telvo::errorText(failed), "Connection refused");
 }

@@ -3,16 +3,30 @@
 #include <array>
 #include <cstdio>
 
+#include <sys/stat.h>
+
 #include "telvo-upload/Json.h"
 
 using telvo::Outcome;
 using telvo::Verdict;
 
+void complain(const std::string& text) { std::fprintf(stderr, "telvo-upload: %s\n", telvo::harmless(text).c_str()); }
+
 namespace {
 
-void complain(const std::string& text) { std::fprintf(stderr, "telvo-upload: %s\n", text.c_str()); }
+std::uint64_t inodeOf(const std::string& path) {
+  struct stat status {};
+  return stat(path.c_str(), &status) == 0 ? status.st_ino : 0;
+}
 
 }  // namespace
+
+Report::Report(Output output, const telvo::Upload& upload)
+    : output_(output),
+      isDryRun_(upload.dryRun),
+      isEncrypted_(upload.security != telvo::Security::none),
+      cache_(upload.cache),
+      oldCache_(inodeOf(upload.cache)) {}
 
 void Report::ready(const std::string& version) const {
   if (output_ == Output::json) json::print("ready", "version", version);
@@ -64,6 +78,7 @@ Verdict Report::end(telvo::Ending ending, bool stopWasAsked) {
     tellSummary();
   }
   tellFailures(verdict);
+  tellCache(ending);
   tellEnding(ending, verdict);
   return verdict;
 }
@@ -93,8 +108,16 @@ void Report::tellFailures(Verdict verdict) const {
   if (failures.empty()) return;
   complain(std::to_string(notArrived(verdict)) + " of " + std::to_string(progress_.last().total) + " did not arrive:");
   for (const auto& [nth, record] : failures) {
-    std::fprintf(stderr, "  %s: %s\n", telvo::harmless(record.localPath).c_str(), telvo::errorText(record).c_str());
+    std::fprintf(stderr, "  %s: %s%s\n", telvo::harmless(record.localPath).c_str(),
+                 record.isRemoval ? "not removed there: " : "", telvo::errorText(record).c_str());
   }
+}
+
+// The helper puts a new file in the old one's place, or leaves that when the disk is full, for example.
+void Report::tellCache(telvo::Ending ending) const {
+  const bool isNewer = progress_.count(Outcome::sent) + progress_.count(Outcome::removed, true) > 0;
+  if (cache_.empty() || ending != telvo::Ending::finished || !isNewer || inodeOf(cache_) != oldCache_) return;
+  complain(cache_ + " could not be written; the next run will send the same again");
 }
 
 void Report::tellEnding(telvo::Ending ending, Verdict verdict) const {

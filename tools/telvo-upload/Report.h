@@ -13,8 +13,8 @@ enum class Output { usual, quiet, verbose, json };
 // output.
 class Report {
  public:
-  Report(Output output, const telvo::Upload& upload)
-      : output_(output), isDryRun_(upload.dryRun), isEncrypted_(upload.security != telvo::Security::none) {}
+  // Made before the upload is started.
+  Report(Output output, const telvo::Upload& upload);
 
   void ready(const std::string& version) const;
   void item(const telvo::Record& record);
@@ -27,14 +27,20 @@ class Report {
   void tellSummary() const;
   std::uint64_t notArrived(telvo::Verdict verdict) const;
   void tellFailures(telvo::Verdict verdict) const;
+  void tellCache(telvo::Ending ending) const;
   void tellEnding(telvo::Ending ending, telvo::Verdict verdict) const;
 
   Output output_;
   bool isDryRun_;
   bool isEncrypted_;
+  std::string cache_;
+  std::uint64_t oldCache_;  // its inode; 0: there is none
   telvo::Progress progress_;
   telvo::StatusLine line_{[this](int columns) { return telvo::progressText(progress_, columns); }};
 };
+
+// Tells of trouble, on standard error.
+void complain(const std::string& text);
 
 // The exit status that says so.
 int statusFor(telvo::Verdict verdict);

@@ -5,33 +5,46 @@
 #include <exception>
 #include <stdexcept>
 
+#include <fcntl.h>
 #include <glib-unix.h>
+#include <unistd.h>
 
 #include "telvo-upload/CommandLine.h"
 #include "telvo-upload/Report.h"
 #include "telvo/owner/Encryption.h"
 #include "telvo/owner/Login.h"
 #include "telvo/owner/Owner.h"
+#include "telvo/owner/Terminal.h"
 
 namespace {
 
-std::optional<telvo::Login> fromNetrc(const telvo::Target& target) try {
-  return telvo::loginFromNetrc(target.hostName(), target.user);
+// What is opened later would take the place of a standard stream that was closed, and get its output.
+void holdStandardStreams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(stream, F_GETFD) < 0) open("/dev/null", O_RDWR);
+  }
+}
+
+// From ~/.netrc, unless everything is known without it.
+std::optional<telvo::Login> savedLogin(const CommandLine& line) try {
+  if (line.password && !line.target.user.empty()) return std::nullopt;
+  return telvo::loginFromNetrc(line.target.hostName(), line.target.user);
 } catch (const std::runtime_error& error) {
-  std::fprintf(stderr, "telvo-upload: %s\n", error.what());
+  complain(error.what());
   return std::nullopt;
 }
 
 // In the order that --help tells. Without a user, and none saved for the host, the login is anonymous.
-telvo::Login findLogin(const CommandLine& line, bool hasDesktop) {
-  const telvo::Target& target = line.target;
-  if (line.password && !target.user.empty()) return {target.user, *line.password};
-  if (const auto saved = fromNetrc(target)) return {saved->user, line.password.value_or(saved->password)};
-  if (target.user.empty()) return {};
+std::string findPassword(const CommandLine& line, const std::optional<telvo::Login>& saved, bool hasDesktop) {
+  const std::string& user = line.target.user;
+  // A dry run logs in to nobody.
+  if (user.empty() || line.upload.dryRun) return {};
+  if (line.password) return *line.password;
+  if (saved && !saved->password.empty()) return saved->password;
   if (hasDesktop) {
-    if (const auto saved = telvo::passwordFromKeyring(target.hostName(), target.user)) return {target.user, *saved};
+    if (const auto found = telvo::passwordFromKeyring(line.target.hostName(), user)) return *found;
   }
-  return {target.user, telvo::askForPassword("Password for " + target.user + "@" + target.host + ": ")};
+  return telvo::askForPassword("Password for " + telvo::harmless(user + "@" + line.target.host) + ": ");
 }
 
 // What the user has asked for while the upload runs: a stop, and then to leave at once.
@@ -64,14 +77,16 @@ telvo::Verdict follow(telvo::Owner& owner, const CommandLine& line) {
 int run(int argc, char** argv) {
   auto line = readCommandLine(argc, argv);
   if (!line) return 0;
+  const auto saved = savedLogin(*line);
+  if (saved) line->target.user = saved->user;
+  useUsualCache(*line);
   telvo::Owner owner(telvo::BusChoice::sessionOrOwn);
-  const telvo::Login login = findLogin(*line, owner.isOnSessionBus());
-  line->upload.user = login.user;
-  line->upload.password = login.password;
+  line->upload.user = line->target.user;
+  line->upload.password = findPassword(*line, saved, owner.isOnSessionBus());
   const telvo::Verdict verdict = follow(owner, *line);
   if (verdict == telvo::Verdict::loginRefused && line->upload.security == telvo::Security::none &&
       telvo::offersEncryption(line->upload.host)) {
-    std::fputs("telvo-upload: this server also takes encrypted logins: --security tls\n", stderr);
+    complain("this server also takes encrypted logins: --security tls");
   }
   return statusFor(verdict);
 }
@@ -79,13 +94,15 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  holdStandardStreams();
   try {
     return run(argc, argv);
   } catch (const UsageError& error) {
-    std::fprintf(stderr, "telvo-upload: %s\nSee telvo-upload --help.\n", error.what());
+    complain(error.what());
+    std::fputs("See telvo-upload --help.\n", stderr);
     return 2;
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "telvo-upload: %s\n", error.what());
+    complain(error.what());
     return 1;
   }
 }

@@ -2,8 +2,11 @@
 
 import os
 import pathlib
+import pty
 import re
 import shutil
+import signal
+import time
 import unicodedata
 
 import pytest
@@ -12,7 +15,7 @@ import processes
 import scripted_server as scripts
 import terminal as terminals
 
-FAKE_HELPER = pathlib.Path(__file__).resolve().parents[2] / "testing" / "fake_helper.py"
+FAKE_HELPER = pathlib.Path(__file__).resolve().parents[3] / "testing" / "fake_helper.py"
 
 
 @pytest.fixture
@@ -110,6 +113,49 @@ def test_a_resize_in_the_middle_leaves_one_line_that_fits(open_terminal, staged,
     # What stood above it is still there.
     text = terminal.text().replace("\n", "")
     assert "echo above" in text and "host.example" in text
+
+
+def test_the_line_is_drawn_at_most_ten_times_a_second(environment, staged):
+    """However many there were in a time, no more may have come in that."""
+    begin = time.monotonic()
+    pid, terminal = pty.fork()
+    if pid == 0:
+        os.execve(staged[0], list(map(str, staged)), environment)
+    shown = b""
+    while shown.count(b"3/22") < 30:
+        shown += os.read(terminal, 1000)
+    passed = time.monotonic() - begin
+    os.kill(pid, signal.SIGKILL)
+    os.waitpid(pid, 0)
+    os.close(terminal)
+    assert shown.count(b"3/22") <= 10 * passed + 1
+
+
+def test_verbose_leaves_a_line_for_each_item_and_nothing_of_the_progress(open_terminal, tool_path, scripted,
+                                                                         five_items):
+    terminal = open_terminal(200)
+    terminal.run(tool_path, "--verbose", "--no-cache", five_items.path, scripted.address)
+    terminal.wait_for("5 sent.")
+    rows = terminal.rows()
+    assert [row[:7] for row in rows if row.endswith(": sent")] == [f"{number} of 5 " for number in range(1, 6)]
+    assert progress_rows(rows) == []
+
+
+def test_in_the_background_it_leaves_the_terminal_alone(open_terminal, staged):
+    terminal = open_terminal(80)
+    terminal.run(*staged)
+    wait_for_progress(terminal)
+    terminal.press("C-z")
+    terminal.wait_for("Stopped")
+    terminal.run("bg")
+    terminal.type("echo in peace")
+    time.sleep(1)
+    assert terminal.rows()[-1].endswith("echo in peace")
+    terminal.press("Enter")
+    terminal.run("fg")
+    processes.wait_until(lambda: progress_rows(terminal.rows()[-1:]), what="the progress in the foreground")
+    terminal.press("C-c")
+    terminal.wait_for("stopped in item 3 of 22")
 
 
 def test_ctrl_c_stops_and_says_so_and_leaves_a_clean_line(open_terminal, staged):
