@@ -15,19 +15,22 @@ inline namespace telvo {
 
 namespace {
 
+using Run = NSCharacterSet::Run;
+
 constexpr NSRange notFound{NSNotFound, 0};
 
-// The characters that belong to the set (or those that do not).
-Ref<NSString> keeping(const Ref<NSString>& text, const Ref<NSCharacterSet>& set, bool members) {
+// The characters that belong to the set, or those that do not.
+Ref<NSString> keeping(Run kept, const Ref<NSCharacterSet>& set, const Ref<NSString>& text) {
+  const Run left = kept == Run::OfMembers ? Run::OfOthers : Run::OfMembers;
   const std::u16string_view units = text->units();
-  std::u16string kept;
+  std::u16string result;
   for (NSUInteger start = 0; start < units.size();) {
-    start = set->endOfRun(units, start, !members);
-    const NSUInteger end = set->endOfRun(units, start, members);
-    kept.append(units.substr(start, end - start));
+    start = set->endOfRun(units, start, left);
+    const NSUInteger end = set->endOfRun(units, start, kept);
+    result.append(units.substr(start, end - start));
     start = end;
   }
-  return NSString::stringWithUnits(std::move(kept));
+  return NSString::stringWithUnits(std::move(result));
 }
 
 Ref<NSString> withoutSpaces(const Ref<NSString>& text) {
@@ -41,7 +44,7 @@ NSRange rangeOf(const Ref<NSString>& marker, const Ref<NSString>& text, NSUInteg
   return text->rangeOfString_options_range(marker, NSLiteralSearch, {from, text->length() - from});
 }
 
-// How many units a signed count asks for: a negative one leaves out so many of the text's.
+// How many units of a text of that length a count asks for: 3 for three of them, -3 for all but three.
 NSUInteger unitsAskedFor(NSInteger count, NSInteger length) {
   const NSInteger units = count < 0 ? length + count : count;
   return static_cast<NSUInteger>(std::clamp<NSInteger>(units, 0, length));
@@ -63,8 +66,8 @@ class LineWrapper {
   void wrap(std::u16string_view line) {
     const Ref<NSCharacterSet> whiteSpace = NSCharacterSet::whitespaceCharacterSet();
     for (std::size_t at = 0; at < line.size();) {
-      const std::size_t wordEnd = whiteSpace->endOfRun(line, at, false);
-      const std::size_t spaceEnd = whiteSpace->endOfRun(line, wordEnd, true);
+      const std::size_t wordEnd = whiteSpace->endOfRun(line, at, Run::OfOthers);
+      const std::size_t spaceEnd = whiteSpace->endOfRun(line, wordEnd, Run::OfMembers);
       // A scan that finds nothing leaves the value of the one before it.
       if (wordEnd > at) word_ = line.substr(at, wordEnd - at);
       if (spaceEnd > wordEnd) space_ = line.substr(wordEnd, spaceEnd - wordEnd);
@@ -193,20 +196,20 @@ Ref<NSString> telvo_stringByRemovingCharactersInSet(const Ref<NSString>& text, c
 }
 
 Ref<NSString> telvo_digitsOnly(const Ref<NSString>& text) {
-  return text ? keeping(text, NSCharacterSet::decimalDigitCharacterSet(), true) : nil;
+  return text ? keeping(Run::OfMembers, NSCharacterSet::decimalDigitCharacterSet(), text) : nil;
 }
 
 Ref<NSString> telvo_lowercasedLettersOnly(const Ref<NSString>& text) {
-  return text ? keeping(text->lowercaseString(), NSCharacterSet::lowercaseLetterCharacterSet(), true) : nil;
+  return text ? keeping(Run::OfMembers, NSCharacterSet::lowercaseLetterCharacterSet(), text->lowercaseString()) : nil;
 }
 
 Ref<NSString> telvo_lowercasedLettersOrDigitsOnly(const Ref<NSString>& text) {
-  return text ? keeping(text->lowercaseString(), NSCharacterSet::alphanumericCharacterSet(), true) : nil;
+  return text ? keeping(Run::OfMembers, NSCharacterSet::alphanumericCharacterSet(), text->lowercaseString()) : nil;
 }
 
 Ref<NSString> telvo_stringByRemovingDiacriticalMarks(const Ref<NSString>& text) {
   if (!text) return nil;
-  return keeping(text->decomposedStringWithCanonicalMapping(), NSCharacterSet::nonBaseCharacterSet(), false);
+  return keeping(Run::OfOthers, NSCharacterSet::nonBaseCharacterSet(), text->decomposedStringWithCanonicalMapping());
 }
 
 Ref<NSString> telvo_stringByRemovingPrefix(const Ref<NSString>& text, const Ref<NSString>& prefix) {
@@ -365,9 +368,9 @@ NSUInteger telvo_wordCount(const Ref<NSString>& text) {
   const Ref<NSCharacterSet> whiteSpace = NSCharacterSet::whitespaceCharacterSet();
   NSUInteger count = 0;
   for (NSUInteger at = 0;; ++count) {
-    at = passedOverBeforeWords()->endOfRun(units, at, true);
+    at = passedOverBeforeWords()->endOfRun(units, at, Run::OfMembers);
     if (at == units.size()) return count;
-    at = whiteSpace->endOfRun(units, at, false);
+    at = whiteSpace->endOfRun(units, at, Run::OfOthers);
   }
 }
 

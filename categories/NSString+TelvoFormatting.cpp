@@ -51,7 +51,7 @@ Ref<NSString> byteText(const Ref<NSString>& key, const NSFormatArgument& value) 
 
 // Where the text's first letter begins; its length when there is none.
 NSUInteger firstLetter(const Ref<NSString>& text) {
-  return NSCharacterSet::letterCharacterSet()->endOfRun(text->units(), 0, false);
+  return NSCharacterSet::letterCharacterSet()->endOfRun(text->units(), 0, NSCharacterSet::Run::OfOthers);
 }
 
 const NSCategory category(

@@ -18,7 +18,7 @@ namespace {
 
 using Source = foundation::DescriptorSource;
 
-// A server has nothing to say on this connection. So many bytes are read to get at its end, not more.
+// A server has nothing to say on this connection. This many bytes at the most are read to get at its end.
 constexpr std::size_t mostUnwanted = 1 << 20;
 
 // Somebody has knocked and gone again, or nobody has: not a failure of the port.
@@ -94,8 +94,8 @@ void FTPDataChannel::accept() {
 
 void FTPDataChannel::attach() {
   // For connections through a proxy: the others are set so from the beginning.
-  setBreaksOff(socket_.descriptor(), true);
-  // Until it is used, anything that comes is its end.
+  setClosing(socket_.descriptor(), Closing::ByReset);
+  // Nothing is to be read before the connection is used, unless it has ended.
   source_.emplace(runLoop_, socket_.descriptor(), Source::Readable, [this] { socketReady(); });
   if (peer_) socket_.encrypt(peer_, TLSChannel::Use::Data);
   if (!shakeHands()) return lose(socket_.errorOf(errno));
@@ -210,7 +210,7 @@ void FTPDataChannel::end() {
   if (source_) source_->setEvents(Source::Readable);
 }
 
-// Also when it has come and was not served yet.
+// Also when the announcement has come and the run loop has not served it yet.
 bool FTPDataChannel::isEndAnnounced() {
   std::array<char, 16384> buffer;
   while (socket_ && !endAnnounced_ && socket_.read(buffer.data(), buffer.size()) > 0) {

@@ -74,7 +74,7 @@ std::int64_t FTPSocket::sendFile(int file, std::size_t size) {
 FTPSocket::Progress FTPSocket::endWriting() {
   const Progress progress = channel_ ? channel_->end() : Progress::Done;
   if (progress != Progress::Done) return progress;
-  setBreaksOff(descriptor_.get(), false);
+  setClosing(descriptor_.get(), Closing::InGoodOrder);
   if (!channel_) ::shutdown(descriptor_.get(), SHUT_WR);
   return Progress::Done;
 }
@@ -92,7 +92,7 @@ void FTPSocket::close() {
 
 void FTPSocket::breakOff() {
   if (!descriptor_) return;
-  setBreaksOff(descriptor_.get(), true);
+  setClosing(descriptor_.get(), Closing::ByReset);
   close();
 }
 

@@ -9,15 +9,15 @@ inline namespace telvo {
 
 namespace cfnetwork {
 
-void setBreaksOff(int descriptor, bool breaksOff) {
-  const linger setting{breaksOff ? 1 : 0, 0};
+void setClosing(int descriptor, Closing closing) {
+  const linger setting{closing == Closing::ByReset ? 1 : 0, 0};
   setsockopt(descriptor, SOL_SOCKET, SO_LINGER, &setting, sizeof setting);
 }
 
 void prepareForData(int descriptor, const SocketAddress& address) {
   // An attempt that is given up, or whose process is killed, may have got through already: the other side must not
   // take it for a connection that was used and ended in good order.
-  setBreaksOff(descriptor, true);
+  setClosing(descriptor, Closing::ByReset);
   // Nothing is congested here, and a control that sends by a timer (BBR) takes several times the processor's time.
   // It has to be chosen before the connection is made; afterwards the timer stays. Every system has this one.
   constexpr std::string_view withoutTimer = "reno";

@@ -6,8 +6,9 @@ inline namespace telvo {
 
 namespace cfnetwork {
 
-// Whether the system resets a connection when its last descriptor goes, instead of ending it in good order.
-void setBreaksOff(int descriptor, bool breaksOff);
+// What the system does with a connection whose last descriptor goes: it ends it in good order, or resets it.
+enum class Closing { InGoodOrder, ByReset };
+void setClosing(int descriptor, Closing closing);
 
 // Readies a new socket to carry data to this address, or from a listener at it: it is set to be broken off, from the
 // first packet on, and within this computer it is not slowed down by the congestion control.

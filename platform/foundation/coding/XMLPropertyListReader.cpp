@@ -147,7 +147,7 @@ class XMLReader {
     for (const char character : readText(tag)) {
       if (!isWhiteSpace(character)) text.push_back(static_cast<unsigned char>(character));
     }
-    auto bytes = foundation::bytesFromBase64(text, false);
+    auto bytes = foundation::bytesFromBase64(text, foundation::UnknownCharacters::AreRefused);
     if (!bytes) fail("data that is not base 64");
     return factory_.data(std::move(*bytes));
   }

@@ -48,7 +48,7 @@ std::string foundation::base64FromBytes(std::string_view bytes) {
   return text;
 }
 
-std::optional<std::string> foundation::bytesFromBase64(std::u16string_view text, bool ignoreUnknownCharacters) {
+std::optional<std::string> foundation::bytesFromBase64(std::u16string_view text, UnknownCharacters unknownCharacters) {
   std::string bytes;
   bytes.reserve(text.size() / 4 * 3);
   std::uint32_t bits = 0;
@@ -60,7 +60,7 @@ std::optional<std::string> foundation::bytesFromBase64(std::u16string_view text,
       if (digits < 2) return std::nullopt;
       ++paddings;
     } else if (value == unknown) {
-      if (!ignoreUnknownCharacters) return std::nullopt;
+      if (unknownCharacters == UnknownCharacters::AreRefused) return std::nullopt;
       continue;
     } else if (paddings > 0) {
       return std::nullopt;

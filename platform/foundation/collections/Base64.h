@@ -11,9 +11,10 @@ namespace foundation {
 
 std::string base64FromBytes(std::string_view bytes);
 
-// Nothing when the length is wrong, padding is missing or out of place, or a character is unknown and not to be
-// ignored.
-std::optional<std::string> bytesFromBase64(std::u16string_view text, bool ignoreUnknownCharacters);
+enum class UnknownCharacters { AreRefused, ArePassedOver };
+
+// Nothing when the length is wrong, padding is missing or out of place, or an unknown character is refused.
+std::optional<std::string> bytesFromBase64(std::u16string_view text, UnknownCharacters unknownCharacters);
 
 }  // namespace foundation
 

@@ -46,8 +46,10 @@ Ref<NSData> NSData::subdataWithRange(NSRange range) const {
 
 Ref<NSData> NSData::dataWithBase64EncodedString_options(const Ref<NSString>& text, NSUInteger options) {
   if (!text) return nil;
-  const bool ignoreUnknown = (options & NSDataBase64DecodingIgnoreUnknownCharacters) != 0;
-  std::optional<std::string> bytes = foundation::bytesFromBase64(text->units(), ignoreUnknown);
+  using foundation::UnknownCharacters;
+  const auto unknown = options & NSDataBase64DecodingIgnoreUnknownCharacters ? UnknownCharacters::ArePassedOver
+                                                                             : UnknownCharacters::AreRefused;
+  std::optional<std::string> bytes = foundation::bytesFromBase64(text->units(), unknown);
   return bytes ? make<NSData>(*std::move(bytes)) : nil;
 }
 

@@ -51,7 +51,9 @@ std::int32_t pieceLength(std::size_t length) {
   return static_cast<std::int32_t>(std::min(length, longest));
 }
 
-USetSpanCondition condition(bool members) { return members ? USET_SPAN_SIMPLE : USET_SPAN_NOT_CONTAINED; }
+USetSpanCondition conditionFor(NSCharacterSet::Run run) {
+  return run == NSCharacterSet::Run::OfMembers ? USET_SPAN_SIMPLE : USET_SPAN_NOT_CONTAINED;
+}
 
 }  // namespace
 
@@ -152,21 +154,21 @@ Ref<NSCharacterSet> NSCharacterSet::invertedSet() const {
   return frozen(std::move(members));
 }
 
-NSUInteger NSCharacterSet::endOfRun(std::u16string_view text, NSUInteger index, bool members) const {
+NSUInteger NSCharacterSet::endOfRun(std::u16string_view text, NSUInteger index, Run run) const {
   while (index < text.size()) {
     const std::int32_t length = pieceLength(text.size() - index);
-    const std::int32_t run = members_->set.span(text.data() + index, length, condition(members));
-    index += static_cast<NSUInteger>(run);
-    if (run < length) break;
+    const std::int32_t end = members_->set.span(text.data() + index, length, conditionFor(run));
+    index += static_cast<NSUInteger>(end);
+    if (end < length) break;
   }
   return index;
 }
 
-NSUInteger NSCharacterSet::startOfRun(std::u16string_view text, NSUInteger index, bool members) const {
+NSUInteger NSCharacterSet::startOfRun(std::u16string_view text, NSUInteger index, Run run) const {
   while (index > 0) {
     const std::int32_t length = pieceLength(index);
     const NSUInteger pieceStart = index - static_cast<NSUInteger>(length);
-    const std::int32_t start = members_->set.spanBack(text.data() + pieceStart, length, condition(members));
+    const std::int32_t start = members_->set.spanBack(text.data() + pieceStart, length, conditionFor(run));
     index = pieceStart + static_cast<NSUInteger>(start);
     if (start > 0) break;
   }
@@ -202,20 +204,20 @@ id NSMutableCharacterSet::copy() const { return frozen(copied(members_->set)); }
 NSRange NSString::rangeOfCharacterFromSet(const Ref<NSCharacterSet>& set, NSUInteger options) const {
   if (!set) NSException::raise_format(NSInvalidArgumentException(), "nil character set"_ns);
   if (options & NSBackwardsSearch) {
-    const NSUInteger end = set->startOfRun(units_, length(), false);
+    const NSUInteger end = set->startOfRun(units_, length(), NSCharacterSet::Run::OfOthers);
     if (end == 0) return {NSNotFound, 0};
     const bool pair = end > 1 && foundation::isSurrogatePairAt(units_, end - 2);
     return pair ? NSRange{end - 2, 2} : NSRange{end - 1, 1};
   }
-  const NSUInteger start = set->endOfRun(units_, 0, false);
+  const NSUInteger start = set->endOfRun(units_, 0, NSCharacterSet::Run::OfOthers);
   if (start == length()) return {NSNotFound, 0};
   return {start, foundation::lengthOfCharacterAt(units_, start)};
 }
 
 Ref<NSString> NSString::stringByTrimmingCharactersInSet(const Ref<NSCharacterSet>& set) const {
   if (!set) NSException::raise_format(NSInvalidArgumentException(), "nil character set"_ns);
-  const NSUInteger start = set->endOfRun(units_, 0, true);
-  const NSUInteger end = set->startOfRun(units_, length(), true);
+  const NSUInteger start = set->endOfRun(units_, 0, NSCharacterSet::Run::OfMembers);
+  const NSUInteger end = set->startOfRun(units_, length(), NSCharacterSet::Run::OfMembers);
   return start < end ? substringWithRange({start, end - start}) : ""_ns;
 }
 

@@ -45,11 +45,12 @@ class NSCharacterSet : public NSObject {
 
   Ref<NSCharacterSet> invertedSet() const;
 
-  // Where the run of members (of non-members, with `members` false) ends that begins at that index; characters are
-  // whole, a surrogate pair is one.
-  NSUInteger endOfRun(std::u16string_view text, NSUInteger index, bool members) const;
+  // Where the run of members, or of what is none, ends that begins at that index; characters are whole, a surrogate
+  // pair is one.
+  enum class Run { OfMembers, OfOthers };
+  NSUInteger endOfRun(std::u16string_view text, NSUInteger index, Run run) const;
   // The same backwards: where the run begins that ends before that index.
-  NSUInteger startOfRun(std::u16string_view text, NSUInteger index, bool members) const;
+  NSUInteger startOfRun(std::u16string_view text, NSUInteger index, Run run) const;
 
   bool isEqual(const id& other) const override;
   NSUInteger hash() const override;

@@ -66,13 +66,13 @@ TEST(NSCharacterSet, InversionHoldsEverythingElse) {
 TEST(NSCharacterSet, RunsConsistOfWholeCharacters) {
   const auto set = NSCharacterSet::characterSetWithCharactersInString("a😀"_ns);
   const std::u16string_view text = u"xa😀a😁";
-  EXPECT_EQ(set->endOfRun(text, 1, true), 5U);
-  EXPECT_EQ(set->endOfRun(text, 0, false), 1U);
-  EXPECT_EQ(set->endOfRun(text, 5, false), 7U);
-  EXPECT_EQ(set->endOfRun(text, 7, true), 7U);
-  EXPECT_EQ(set->startOfRun(text, 5, true), 1U);
-  EXPECT_EQ(set->startOfRun(text, 7, false), 5U);
-  EXPECT_EQ(set->startOfRun(text, 0, true), 0U);
+  EXPECT_EQ(set->endOfRun(text, 1, NSCharacterSet::Run::OfMembers), 5U);
+  EXPECT_EQ(set->endOfRun(text, 0, NSCharacterSet::Run::OfOthers), 1U);
+  EXPECT_EQ(set->endOfRun(text, 5, NSCharacterSet::Run::OfOthers), 7U);
+  EXPECT_EQ(set->endOfRun(text, 7, NSCharacterSet::Run::OfMembers), 7U);
+  EXPECT_EQ(set->startOfRun(text, 5, NSCharacterSet::Run::OfMembers), 1U);
+  EXPECT_EQ(set->startOfRun(text, 7, NSCharacterSet::Run::OfOthers), 5U);
+  EXPECT_EQ(set->startOfRun(text, 0, NSCharacterSet::Run::OfMembers), 0U);
 }
 
 TEST(NSCharacterSet, EqualityGoesByMembers) {
