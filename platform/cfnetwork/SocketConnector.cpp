@@ -14,6 +14,7 @@
 #include "foundation/errors/NSError.h"
 #include "foundation/events/EventSource.h"
 #include "foundation/events/NSRunLoop.h"
+#include "foundation/runtime/Releaser.h"
 
 inline namespace telvo {
 
@@ -22,11 +23,7 @@ namespace cfnetwork {
 namespace {
 
 template <class T>
-struct Unref {
-  void operator()(T* object) const { g_object_unref(object); }
-};
-template <class T>
-using Object = std::unique_ptr<T, Unref<T>>;
+using Object = std::unique_ptr<T, foundation::Releaser<g_object_unref>>;
 
 Ref<NSError> errorFrom(const GError* error) {
   if (error->domain == G_RESOLVER_ERROR) return errorWithCode(kCFHostErrorHostNotFound, error->message);
@@ -38,18 +35,18 @@ Ref<NSError> errorFrom(const GError* error) {
 
 Ref<NSError> timeoutError() { return errorWithCode(kCFURLErrorTimedOut, "The connection was not made in time."); }
 
-struct FreeText {
-  void operator()(char* text) const { g_free(text); }
-};
-struct UnrefURI {
-  void operator()(GUri* uri) const { g_uri_unref(uri); }
-};
+SocketConnector::Result failure(const Ref<NSError>& error) {
+  SocketConnector::Result result;
+  result.error = error;
+  return result;
+}
 
 // The proxy's URL with a port, the usual one of its kind when none is given. Nothing when it is no URL of a proxy.
 std::optional<std::string> completeProxy(const std::string& text) {
   constexpr int socksPort = 1080;
   constexpr int httpPort = 80;
-  const std::unique_ptr<GUri, UnrefURI> uri(g_uri_parse(text.c_str(), G_URI_FLAGS_ENCODED, nullptr));
+  const std::unique_ptr<GUri, foundation::Releaser<g_uri_unref>> uri(
+      g_uri_parse(text.c_str(), G_URI_FLAGS_ENCODED, nullptr));
   if (!uri) return std::nullopt;
   const std::string_view scheme = g_uri_get_scheme(uri.get());
   if (scheme == "direct") return text;
@@ -57,9 +54,9 @@ std::optional<std::string> completeProxy(const std::string& text) {
   if (!host || !*host) return std::nullopt;
   if (g_uri_get_port(uri.get()) != -1) return text;
   const int port = scheme.starts_with("socks") ? socksPort : httpPort;
-  const std::unique_ptr<char, FreeText> complete(g_uri_join(G_URI_FLAGS_ENCODED, g_uri_get_scheme(uri.get()),
-                                                            g_uri_get_userinfo(uri.get()), host, port, "", nullptr,
-                                                            nullptr));
+  const std::unique_ptr<char, foundation::Releaser<g_free>> complete(
+      g_uri_join(G_URI_FLAGS_ENCODED, g_uri_get_scheme(uri.get()), g_uri_get_userinfo(uri.get()), host, port, "",
+                 nullptr, nullptr));
   return complete.get();
 }
 
@@ -67,9 +64,8 @@ std::optional<std::string> completeProxy(const std::string& text) {
 class HostConnector : public SocketConnector {
  public:
   HostConnector(const Ref<NSRunLoop>& runLoop, Completion completion)
-      : attempt_(std::make_shared<Attempt>()), timer_(runLoop, [attempt = attempt_] {
-          finish(attempt, Result{{}, false, attempt->error});
-        }) {
+      : attempt_(std::make_shared<Attempt>()),
+        timer_(runLoop, [attempt = attempt_] { finish(attempt, failure(attempt->error)); }) {
     attempt_->completion = std::move(completion);
     attempt_->cancellable.reset(g_cancellable_new());
   }
@@ -149,9 +145,9 @@ class HostConnector : public SocketConnector {
 class AddressConnector : public SocketConnector {
  public:
   AddressConnector(Ref<NSRunLoop> runLoop, Completion completion)
-      : runLoop_(std::move(runLoop)), completion_(std::move(completion)), timer_(runLoop_, [this] {
-          finish({{}, false, timeoutError()});
-        }) {}
+      : runLoop_(std::move(runLoop)),
+        completion_(std::move(completion)),
+        timer_(runLoop_, [this] { finish(failure(timeoutError())); }) {}
   AddressConnector(const AddressConnector&) = delete;
   AddressConnector& operator=(const AddressConnector&) = delete;
 
@@ -177,9 +173,11 @@ class AddressConnector : public SocketConnector {
     socklen_t size = sizeof error;
     if (getsockopt(socket_.get(), SOL_SOCKET, SO_ERROR, &error, &size) != 0) error = errno;
     if (error != 0) {
-      finish({{}, false, NSError::errorWithPOSIXCode(error)});
+      finish(failure(NSError::errorWithPOSIXCode(error)));
     } else {
-      finish({std::move(socket_), false, nil});
+      Result result;
+      result.descriptor = std::move(socket_);
+      finish(std::move(result));
     }
   }
 

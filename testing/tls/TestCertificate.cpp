@@ -11,15 +11,11 @@
 #include <openssl/x509.h>
 #include <openssl/x509v3.h>
 
+#include "foundation/runtime/Releaser.h"
+
 namespace {
 
-template <auto release>
-struct Releaser {
-  template <class Object>
-  void operator()(Object* object) const {
-    release(object);
-  }
-};
+using foundation::Releaser;
 using Certificate = std::unique_ptr<X509, Releaser<X509_free>>;
 using Key = std::unique_ptr<EVP_PKEY, Releaser<EVP_PKEY_free>>;
 using Memory = std::unique_ptr<BIO, Releaser<BIO_free_all>>;

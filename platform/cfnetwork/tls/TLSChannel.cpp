@@ -99,7 +99,7 @@ struct TLSChannel::Implementation {
   void learn();
 };
 
-// Whatever the library writes to, or notes, stays in here.
+// A call of the library's, which would otherwise leave notes of its errors on the thread, and send SIGPIPE.
 template <class Call>
 Progress TLSChannel::Implementation::attempt(Call call) {
   const BrokenPipeSilencer silencer;

@@ -8,6 +8,7 @@
 
 #include "cfnetwork/tls/TLSContext.h"
 #include "cfnetwork/tls/TLSPeer.h"
+#include "foundation/runtime/Releaser.h"
 
 inline namespace telvo {
 
@@ -16,16 +17,9 @@ class NSError;
 namespace cfnetwork {
 
 // For the .cpp files that know of TLS, and no others: the library's objects, with owners.
-template <auto release>
-struct Releaser {
-  template <class Object>
-  void operator()(Object* object) const {
-    release(object);
-  }
-};
-using TLSContextObject = std::unique_ptr<SSL_CTX, Releaser<SSL_CTX_free>>;
-using TLSConnectionObject = std::unique_ptr<SSL, Releaser<SSL_free>>;
-using TLSSessionObject = std::unique_ptr<SSL_SESSION, Releaser<SSL_SESSION_free>>;
+using TLSContextObject = std::unique_ptr<SSL_CTX, foundation::Releaser<SSL_CTX_free>>;
+using TLSConnectionObject = std::unique_ptr<SSL, foundation::Releaser<SSL_free>>;
+using TLSSessionObject = std::unique_ptr<SSL_SESSION, foundation::Releaser<SSL_SESSION_free>>;
 
 struct TLSContext::Implementation {
   TLSContextObject object;

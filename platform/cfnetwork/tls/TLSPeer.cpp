@@ -12,13 +12,9 @@ namespace cfnetwork {
 
 namespace {
 
-struct FreeText {
-  void operator()(char* text) const { g_free(text); }
-};
-
 // A name beyond ASCII travels, and is certified, in its other spelling.
 std::string asciiName(const std::string& host) {
-  const std::unique_ptr<char, FreeText> name(g_hostname_to_ascii(host.c_str()));
+  const std::unique_ptr<char, foundation::Releaser<g_free>> name(g_hostname_to_ascii(host.c_str()));
   return name ? name.get() : host;
 }
 

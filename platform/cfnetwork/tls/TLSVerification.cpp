@@ -18,9 +18,9 @@ namespace cfnetwork {
 
 namespace {
 
-using Names = std::unique_ptr<GENERAL_NAMES, Releaser<GENERAL_NAMES_free>>;
+using Names = std::unique_ptr<GENERAL_NAMES, foundation::Releaser<GENERAL_NAMES_free>>;
 
-// A certificate can have hundreds of names; so many say enough.
+// A certificate can have hundreds of names; these many are told.
 constexpr int mostNames = 8;
 
 std::string fingerprintOf(const X509* certificate) {

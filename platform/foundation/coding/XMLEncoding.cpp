@@ -7,6 +7,7 @@
 #include <unicode/ucnv_err.h>
 
 #include "foundation/coding/PropertyListCoding.h"
+#include "foundation/runtime/Releaser.h"
 #include "foundation/text/UTF8.h"
 
 inline namespace telvo {
@@ -79,13 +80,9 @@ std::optional<std::string_view> declaredEncoding(std::string_view text) {
   return std::nullopt;
 }
 
-struct Close {
-  void operator()(UConverter* converter) const { ucnv_close(converter); }
-};
-
 std::u16string decoded(std::string_view bytes, const std::string& encoding) {
   UErrorCode status = U_ZERO_ERROR;
-  const std::unique_ptr<UConverter, Close> converter(ucnv_open(encoding.c_str(), &status));
+  const std::unique_ptr<UConverter, foundation::Releaser<ucnv_close>> converter(ucnv_open(encoding.c_str(), &status));
   if (U_FAILURE(status)) throw PropertyListFailure("an encoding that is not known");
   ucnv_setToUCallBack(converter.get(), UCNV_TO_U_CALLBACK_STOP, nullptr, nullptr, nullptr, &status);
   std::u16string units;

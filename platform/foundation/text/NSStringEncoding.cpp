@@ -7,6 +7,7 @@
 #include <unicode/ucnv_err.h>
 
 #include "foundation/collections/NSData.h"
+#include "foundation/runtime/Releaser.h"
 #include "foundation/text/NSString.h"
 #include "foundation/text/UTF16.h"
 #include "foundation/text/UTF8.h"
@@ -202,12 +203,12 @@ const char* converterName(NSStringEncoding encoding) {
   }
 }
 
-using Converter = std::unique_ptr<UConverter, decltype(&ucnv_close)>;
+using Converter = std::unique_ptr<UConverter, foundation::Releaser<ucnv_close>>;
 
 Converter openConverter(NSStringEncoding encoding) {
   const char* name = converterName(encoding);
   UErrorCode status = U_ZERO_ERROR;
-  return {name ? ucnv_open(name, &status) : nullptr, &ucnv_close};
+  return Converter(name ? ucnv_open(name, &status) : nullptr);
 }
 
 constexpr std::size_t pieceSize = 4096;

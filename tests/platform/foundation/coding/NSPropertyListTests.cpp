@@ -11,6 +11,7 @@
 #include "foundation/Foundation.h"
 #include "foundation/coding/NSPropertyList.h"
 #include "foundation/coding/NSPropertyListUID.h"
+#include "foundation/runtime/Releaser.h"
 #include "testing/TemporaryDirectory.h"
 #include "tests/platform/foundation/coding/PropertyLists.h"
 
@@ -209,10 +210,7 @@ TEST(NSPropertyList, AListThatCannotBeWrittenLeavesTheFileAlone) {
 }
 
 // Another implementation of both formats.
-struct PlistFree {
-  void operator()(void* node) const { plist_free(node); }
-};
-using Plist = std::unique_ptr<void, PlistFree>;
+using Plist = std::unique_ptr<void, foundation::Releaser<plist_free>>;
 
 Plist plistFrom(const Ref<NSData>& data, NSPropertyListFormat format) {
   plist_t node = nullptr;
