@@ -10,11 +10,15 @@
 #include "foundation/text/CanonicalForm.h"
 #include "foundation/text/CaseFolding.h"
 #include "foundation/text/Collation.h"
+#include "foundation/text/StringArguments.h"
 #include "foundation/text/UTF8.h"
 
 inline namespace telvo {
 
 namespace {
+
+using foundation::requireRange;
+using foundation::requireText;
 
 icu::UnicodeString unicodeString(std::u16string_view units) {
   return {false, units.data(), static_cast<std::int32_t>(units.size())};
@@ -22,16 +26,6 @@ icu::UnicodeString unicodeString(std::u16string_view units) {
 
 Ref<NSString> stringFrom(const icu::UnicodeString& text) {
   return NSString::stringWithUnits({text.getBuffer(), static_cast<std::size_t>(text.length())});
-}
-
-void requireRange(NSRange range, NSUInteger length) {
-  if (range.location <= length && range.length <= length - range.location) return;
-  NSException::raise_format(NSRangeException(), "range {%lu, %lu} out of bounds; string length %lu"_ns, range.location,
-                            range.length, length);
-}
-
-void requireText(const Ref<NSString>& text) {
-  if (!text) NSException::raise_format(NSInvalidArgumentException(), "nil string argument"_ns);
 }
 
 bool isWhiteSpace(char16_t unit) { return unit == u' ' || (unit >= 0x09 && unit <= 0x0D) || unit == 0xA0; }
@@ -42,6 +36,20 @@ NSComparisonResult ordering(std::u16string_view left, std::u16string_view right)
 }
 
 }  // namespace
+
+namespace foundation {
+
+void requireText(const Ref<NSString>& text) {
+  if (!text) NSException::raise_format(NSInvalidArgumentException(), "nil string argument"_ns);
+}
+
+void requireRange(NSRange range, NSUInteger length) {
+  if (range.location <= length && range.length <= length - range.location) return;
+  NSException::raise_format(NSRangeException(), "range {%lu, %lu} out of bounds; string length %lu"_ns, range.location,
+                            range.length, length);
+}
+
+}  // namespace foundation
 
 Class NSString::classObject() {
   static const NSClass object(

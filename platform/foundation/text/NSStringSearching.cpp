@@ -3,9 +3,9 @@
 #include <algorithm>
 
 #include "foundation/collections/NSArray.h"
-#include "foundation/errors/NSException.h"
 #include "foundation/text/CaseFolding.h"
 #include "foundation/text/NSString.h"
+#include "foundation/text/StringArguments.h"
 #include "foundation/text/TextSearch.h"
 
 inline namespace telvo {
@@ -13,19 +13,11 @@ inline namespace telvo {
 namespace {
 
 using foundation::LetterCase;
+using foundation::requireRange;
+using foundation::requireText;
 
 constexpr NSRange nowhere{NSNotFound, 0};
 constexpr std::size_t noMatch = std::u16string_view::npos;
-
-void requireText(const Ref<NSString>& text) {
-  if (!text) NSException::raise_format(NSInvalidArgumentException(), "nil string argument"_ns);
-}
-
-void requireRange(NSRange range, NSUInteger length) {
-  if (range.location <= length && range.length <= length - range.location) return;
-  NSException::raise_format(NSRangeException(), "range {%lu, %lu} out of bounds; string length %lu"_ns, range.location,
-                            range.length, length);
-}
 
 LetterCase letterCaseOf(NSUInteger options) {
   return (options & NSCaseInsensitiveSearch) != 0 ? LetterCase::Folded : LetterCase::Kept;
@@ -77,7 +69,7 @@ NSRange occurrenceAtStart(std::u16string_view text, const Target& target) {
   return size == noMatch ? nowhere : NSRange{0, size};
 }
 
-// The last character to begin a match need not be so many units from the end as the target has.
+// A match that ignores case may be longer or shorter than the target, so each place near the end is tried.
 NSRange occurrenceAtEnd(std::u16string_view text, const Target& target) {
   if (target.letterCase == LetterCase::Kept) {
     const std::size_t size = target.units.size();
