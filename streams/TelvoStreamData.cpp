@@ -110,8 +110,9 @@ void TelvoStreamData::connectionFailed() {
 }
 
 void TelvoStreamData::setStreamsWithParameters(const Ref<NSDictionary>&) {
+  constexpr NSInteger toldLine = 201;  // what the log says is the same whatever this file looks like
   NSAssertionHandler::currentHandler()->handleFailureInMethod_object_file_lineNumber_description(
-      "setStreamsWithParameters:"_sel, self(), "TelvoStreamData"_ns, 201,
+      "setStreamsWithParameters:"_sel, self(), "TelvoStreamData"_ns, toldLine,
       "Forgot to override -setStreamsWithParameters:"_ns);
 }
 

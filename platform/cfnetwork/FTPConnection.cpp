@@ -54,7 +54,8 @@ bool belongsElsewhere(const FTPReply& reply, std::string_view verb) {
 // After some replies the server closes the connection, so that they answer whatever was asked: "Service not available",
 // and the last words of vsftpd, of which each of its processes may have some.
 bool isLast(const FTPReply& reply) {
-  return reply.code == 421 || (reply.code == 500 && reply.text.starts_with("OOPS: "));
+  return reply.code == FTPCode::serviceNotAvailable ||
+         (reply.code == FTPCode::syntaxError && reply.text.starts_with("OOPS: "));
 }
 
 std::string withDoubledTelnetBytes(const std::string& line) {
@@ -103,7 +104,7 @@ void FTPConnection::awaitGreeting() {
 }
 
 void FTPConnection::greeted(const FTPReply& reply) {
-  if (reply.code != 220) return failWithReply(reply);
+  if (reply.code != FTPCode::serviceReady) return failWithReply(reply);
   takesEarlyData_ = FTPGreetingNamesPatientServer(reply);
   // Few servers still know what RFC 959 has taken from Telnet, and the others would store a doubled byte.
   readsTelnet_ = endpoint_.announcesUTF8 && reply.text.find("ProFTPD") != std::string::npos;
@@ -120,8 +121,9 @@ void FTPConnection::greeted(const FTPReply& reply) {
 // Without encryption nothing more is said.
 void FTPConnection::askForEncryption() {
   send("AUTH TLS", [this](const FTPReply& reply) {
-    constexpr int goesAhead = 234;
-    if (reply.code != goesAhead) return fail(errorWithoutSecurity("The server does not offer TLS", reply));
+    if (reply.code != FTPCode::securityDataAccepted) {
+      return fail(errorWithoutSecurity("The server does not offer TLS", reply));
+    }
     // In the clear anybody on the way can say something; it must not be taken for a reply to what comes later.
     if (!parser_.isEmpty()) {
       return fail(errorWithCode(kCFURLErrorSecureConnectionFailed,
@@ -168,7 +170,7 @@ void FTPConnection::encryptData() {
 void FTPConnection::sendUser() {
   send("USER " + endpoint_.user, [this](const FTPReply& reply) {
     if (reply.isCompletion()) return askForFeatures();
-    if (reply.code != 331) return failWithReply(reply);
+    if (reply.code != FTPCode::passwordNeeded) return failWithReply(reply);
     sendPassword();
   });
 }

@@ -50,14 +50,14 @@ void FTPErrand::runNext() {
 
 void FTPErrand::ask(const FTPReply& refusal) {
   // "Action not taken", for good. A question about anything else would have no bearing on it.
-  const bool isWorthAsking = question_ != Question::None && refusal.code >= 500 && refusal.code != 530;
+  const bool isWorthAsking = question_ != Question::None && refusal.code >= 500 && refusal.code != FTPCode::notLoggedIn;
   if (!isWorthAsking) {
     const Completion completion = std::move(completion_);
     return completion(errorWithReply(refusal));
   }
   connection_->send(questionCommand_, [this, refusal](const FTPReply& reply) {
-    constexpr int notThere = 550;
-    const bool isGood = question_ == Question::AnswerIsGood ? reply.isCompletion() : reply.code == notThere;
+    const bool isGood =
+        question_ == Question::AnswerIsGood ? reply.isCompletion() : reply.code == FTPCode::fileUnavailable;
     const Completion completion = std::move(completion_);
     completion(isGood ? Ref<NSError>() : errorWithReply(refusal));
   });

@@ -39,7 +39,7 @@ bool matches(std::string_view line, const Pattern& pattern) {
 bool FTPGreetingNamesPatientServer(const FTPReply& greeting) {
   const std::string_view text = greeting.text;
   const std::string_view line = text.substr(0, text.find('\n'));
-  return greeting.code == 220 &&
+  return greeting.code == FTPCode::serviceReady &&
          std::ranges::any_of(patientServers, [&](const Pattern& pattern) { return matches(line, pattern); });
 }
 

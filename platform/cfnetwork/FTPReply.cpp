@@ -99,7 +99,7 @@ std::optional<FTPReply> FTPReplyParser::next() {
 std::optional<std::uint16_t> FTPPortFromExtendedPassiveReply(const FTPReply& reply) {
   // "(<d><d><d><port><d>)" with any printable delimiter <d>.
   const std::size_t open = reply.text.find('(');
-  if (reply.code != 229 || open == std::string::npos) return std::nullopt;
+  if (reply.code != FTPCode::extendedPassiveMode || open == std::string::npos) return std::nullopt;
   std::string_view text = std::string_view(reply.text).substr(open + 1);
   if (text.size() < 5) return std::nullopt;
   const char delimiter = text[0];
@@ -113,7 +113,7 @@ std::optional<std::uint16_t> FTPPortFromExtendedPassiveReply(const FTPReply& rep
 }
 
 std::optional<std::uint16_t> FTPPortFromPassiveReply(const FTPReply& reply) {
-  if (reply.code != 227) return std::nullopt;
+  if (reply.code != FTPCode::passiveMode) return std::nullopt;
   // Servers differ in what stands around the numbers.
   constexpr std::string_view digits = "0123456789";
   std::string_view text = reply.text;
@@ -128,7 +128,7 @@ std::optional<std::uint16_t> FTPPortFromPassiveReply(const FTPReply& reply) {
 std::optional<std::uint64_t> FTPSizeFromReply(const FTPReply& reply) {
   std::string_view text = reply.text;
   std::uint64_t size = 0;
-  if (reply.code != 213 || !readNumber(text, size) || !text.empty()) return std::nullopt;
+  if (reply.code != FTPCode::fileStatus || !readNumber(text, size) || !text.empty()) return std::nullopt;
   return size;
 }
 

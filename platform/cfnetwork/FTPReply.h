@@ -21,6 +21,23 @@ struct FTPReply {
   bool isRefusal() const { return code >= 400; }
 };
 
+// The codes that say more than their first digit (RFC 959, RFC 2228, RFC 2428, RFC 3659).
+namespace FTPCode {
+
+inline constexpr int fileStatus = 213;  // of SIZE: the size
+inline constexpr int serviceReady = 220;
+inline constexpr int passiveMode = 227;
+inline constexpr int extendedPassiveMode = 229;
+inline constexpr int securityDataAccepted = 234;  // of AUTH: the handshake comes next
+inline constexpr int passwordNeeded = 331;
+inline constexpr int serviceNotAvailable = 421;
+inline constexpr int noDataConnection = 425;
+inline constexpr int syntaxError = 500;
+inline constexpr int notLoggedIn = 530;
+inline constexpr int fileUnavailable = 550;
+
+}  // namespace FTPCode
+
 // Cuts what a server sends into replies, however it is split into packets. Memory is bounded whatever is sent.
 class FTPReplyParser {
  public:

@@ -102,8 +102,7 @@ void FTPTransfer::finalReply(const FTPReply& reply) {
 }
 
 void FTPTransfer::refused(const FTPReply& reply) {
-  constexpr int noDataConnection = 425;
-  const bool isNotBegun = reply.code == noDataConnection && !isAccepted_;
+  const bool isNotBegun = reply.code == FTPCode::noDataConnection && !isAccepted_;
   finish(isNotBegun ? Result::NotBegun : Result::Failed, errorWithReply(reply));
 }
 
@@ -130,12 +129,12 @@ void FTPTransfer::askForSize() {
 }
 
 void FTPTransfer::sizeReply(const FTPReply& reply) {
-  constexpr int sizeFollows = 213;
-  if (reply.code == sizeFollows && FTPSizeFromReply(reply) == sent_) return finish(Result::Stored, nil);
+  if (reply.code == FTPCode::fileStatus && FTPSizeFromReply(reply) == sent_) return finish(Result::Stored, nil);
   const std::string_view text =
-      reply.code == sizeFollows ? "The data connection was cut: the server has not got the whole file."
-                                : "The data connection may have been cut: the server has not ended it, and does not "
-                                  "tell how much it has got.";
+      reply.code == FTPCode::fileStatus
+          ? "The data connection was cut: the server has not got the whole file."
+          : "The data connection may have been cut: the server has not ended it, and does not "
+            "tell how much it has got.";
   finish(Result::Failed, errorWithCode(kCFURLErrorNetworkConnectionLost, text));
 }
 
