@@ -19,8 +19,6 @@ namespace {
 constexpr NSTimeInterval terminationDelay = 30.0;
 constexpr NSUInteger terminateNow = 1;
 
-const Ref<NSString>& progressNotification() { return "TelvoFTPDataProgressNotification"_ns; }
-const Ref<NSString>& bytesNotification() { return "TelvoFTPDataBytesNotification"_ns; }
 const Ref<NSString>& progressDistributedNotification() { return "TelvoFTPHelperProgressDistributedNotification"_ns; }
 const Ref<NSString>& bytesDistributedNotification() { return "TelvoFTPHelperBytesDistributedNotification"_ns; }
 const Ref<NSString>& readyDistributedNotification() { return "TelvoFTPHelperReadyDistributedNotification"_ns; }
@@ -103,13 +101,13 @@ void TelvoFTPHelper::uploadPath_toHost_username_password_cachedInfoPath(const Re
   debugWithFormat("starting upload of %@"_ns, localPath);
   const streams::UploadOptions& options = launchParameters().options;
   setFtpData(jobWithOptions(options));
-  NSNotificationCenter::defaultCenter()->addObserver_selector_name_object(self(), "uploadProgress:"_sel,
-                                                                          progressNotification(), ftpData());
+  NSNotificationCenter::defaultCenter()->addObserver_selector_name_object(
+      self(), "uploadProgress:"_sel, TelvoFTPDataProgressNotification(), ftpData());
   NSDistributedNotificationCenter::defaultCenter()->addObserver_selector_name_object(
       self(), "shouldStop:"_sel, stopDistributedNotification(), notificationIdentifier());
   if (options.reportsBytes) {
     NSNotificationCenter::defaultCenter()->addObserver_selector_name_object(self(), "uploadBytes:"_sel,
-                                                                            bytesNotification(), ftpData());
+                                                                            TelvoFTPDataBytesNotification(), ftpData());
   }
   if (launchParameters().announces) announce();
   // Usually the server's root: the item lands directly in it.

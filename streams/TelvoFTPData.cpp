@@ -88,6 +88,8 @@ class EquivalenceIndex {
 
 }  // namespace
 
+const Ref<NSString>& TelvoFTPDataProgressNotification() { return "TelvoFTPDataProgressNotification"_ns; }
+
 Class TelvoFTPData::classObject() {
   static const NSClass object("TelvoFTPData", NSObject::classObject(),
                               {
@@ -231,7 +233,7 @@ void TelvoFTPData::sendItem(const Ref<TelvoUploadFTPStreamData>& stream) {
 }
 
 void TelvoFTPData::streamDataEnded(const id&) {
-  NSNotificationCenter::defaultCenter()->postNotificationName_object_userInfo("TelvoFTPDataProgressNotification"_ns,
+  NSNotificationCenter::defaultCenter()->postNotificationName_object_userInfo(TelvoFTPDataProgressNotification(),
                                                                               self(), currentInfo());
   const bool more = isMore();
   moveOn();

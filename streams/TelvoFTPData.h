@@ -12,13 +12,16 @@ class NSMutableArray;
 class NSString;
 class TelvoUploadFTPStreamData;
 
+// "TelvoFTPDataProgressNotification", which a job posts after each item.
+const Ref<NSString>& TelvoFTPDataProgressNotification();
+
 // The upload job: makes a plan of one local file or folder tree, drops what is unchanged since the last run, and sends
-// the rest one item at a time. After each item it posts "TelvoFTPDataProgressNotification" in the default notification
+// the rest one item at a time. After each item it posts TelvoFTPDataProgressNotification() in the default notification
 // centre, with itself as the object and currentInfo() as the user information. Main thread only.
 //
 //   const auto job = TelvoFTPData::ftpData();
 //   NSNotificationCenter::defaultCenter()->addObserver_selector_name_object(
-//       observer, "uploadProgress:"_sel, "TelvoFTPDataProgressNotification"_ns, job);
+//       observer, "uploadProgress:"_sel, TelvoFTPDataProgressNotification(), job);
 //   job->uploadPath_toHost_directory_username_password_cachedInfoPath_debugMode(
 //       "/home/anna/Site"_ns, "ftp.example.com"_ns, "/"_ns, "anna"_ns, password, "/home/anna/.site.plist"_ns, false);
 class TelvoFTPData : public NSObject {

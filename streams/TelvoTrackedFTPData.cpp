@@ -50,6 +50,8 @@ ItemOutcome failureWithText(const Ref<NSString>& text) { return ItemOutcome::fai
 
 }  // namespace
 
+const Ref<NSString>& TelvoFTPDataBytesNotification() { return "TelvoFTPDataBytesNotification"_ns; }
+
 Class TelvoTrackedFTPData::classObject() {
   static const NSClass object(
       "TelvoTrackedFTPData", TelvoFTPData::classObject(),
@@ -317,7 +319,7 @@ void TelvoTrackedFTPData::streamData_uploadedBytes(const id&, const Ref<NSNumber
   if (!bytes_.isDue()) return;
   const auto number = [](NSInteger value) { return NSNumber::numberWithInteger(value); };
   NSNotificationCenter::defaultCenter()->postNotificationName_object_userInfo(
-      "TelvoFTPDataBytesNotification"_ns, self(),
+      TelvoFTPDataBytesNotification(), self(),
       NSDictionary::dictionary({{"LocalPath"_ns, streams::localPathOf(*record())},
                                 {"Nth"_ns, number(static_cast<NSInteger>(index() + 1))},
                                 {"BytesSent"_ns, number(bytes_.itemSent())},

@@ -22,6 +22,9 @@ namespace streams {
 class RunIdentity;
 }
 
+// "TelvoFTPDataBytesNotification", which such a job posts inside an item.
+const Ref<NSString>& TelvoFTPDataBytesNotification();
+
 // An upload job for owners that ask for more than the usual (streams::UploadOptions): it keeps track of what becomes of
 // each item. Where an option is not set, it does what the usual job does, except that it never stalls.
 //
@@ -32,7 +35,7 @@ class RunIdentity;
 // that is removed has "IsRemoval", true. A dry run has one record an item, with "Outcome" "planned" and "Reason", which
 // is "new", "changed" or "gone".
 //
-// With reportsBytes it posts "TelvoFTPDataBytesNotification" at most four times a second, with "LocalPath",
+// With reportsBytes it posts TelvoFTPDataBytesNotification() at most four times a second, with "LocalPath",
 // "Nth", "BytesSent" and "BytesTotal" of the item and "RunBytesSent" and "RunBytesTotal" of the run.
 class TelvoTrackedFTPData : public TelvoFTPData {
   NS_OBJECT(TelvoTrackedFTPData, TelvoFTPData)
