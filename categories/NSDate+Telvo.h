@@ -126,12 +126,13 @@ Ref<NSDate> telvo_dateAsDateWithoutTime(const Ref<NSDate>& date);
 bool telvo_includesTime(const Ref<NSDate>& date);
 
 bool telvo_isToday(const Ref<NSDate>& date);
-// Whether the date's day is one of those from so many days before today to so many days after today, both included.
+// Whether the date's day lies in the range from daysBefore days before today to daysAfter days after it, both included.
 bool telvo_isBetweenDaysBefore_daysAfter(const Ref<NSDate>& date, NSInteger daysBefore, NSInteger daysAfter);
 // The date's day with the time of day of the other date, measured from noon; noon when there is no other date.
 Ref<NSDate> telvo_dateWithTime(const Ref<NSDate>& date, const Ref<NSDate>& time);
-// The nearest multiple of so many minutes counted from 2001-01-01 00:00:00 UTC, a half downward; fractions of a second
-// are dropped. Before 2001 it is always the next multiple. An increment below 1 gives the start of the date's hour.
+// The nearest multiple of that many minutes counted from 2001-01-01 00:00:00 UTC, a half downward; fractions of a
+// second are dropped. Before 2001 it is always the next multiple. An increment below 1 gives the start of the date's
+// hour.
 Ref<NSDate> telvo_dateByAligningToMinuteIncrement(const Ref<NSDate>& date, NSInteger minutes);
 
 // ---- Components
@@ -167,7 +168,7 @@ NSInteger telvo_differenceInWeeksTo(const Ref<NSDate>& date, const Ref<NSDate>& 
 NSInteger telvo_differenceInMonthsTo(const Ref<NSDate>& date, const Ref<NSDate>& other);
 NSInteger telvo_differenceInYearsTo(const Ref<NSDate>& date, const Ref<NSDate>& other);
 
-// The first moment and the last whole second of the month that lies so many months after the date's.
+// The first moment and the last whole second of the month that lies `months` months after the date's.
 Ref<NSDate> telvo_dateOfMonthStartWithOffset(const Ref<NSDate>& date, NSInteger months);
 Ref<NSDate> telvo_dateOfMonthEndWithOffset(const Ref<NSDate>& date, NSInteger months);
 

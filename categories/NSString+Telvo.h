@@ -59,7 +59,7 @@ Ref<NSString> telvo_stringByRemovingQuotesAndSpaces(const Ref<NSString>& text);
 
 // ---- Extraction
 
-// The first (last) units; a negative count leaves so many out at the other end.
+// The first (last) units; a count of -3 gives all but the three at the other end.
 Ref<NSString> telvo_left(const Ref<NSString>& text, NSInteger count);
 Ref<NSString> telvo_right(const Ref<NSString>& text, NSInteger count);
 // telvo_left of what begins at the index; "" for an index outside the text.

@@ -38,7 +38,7 @@ class FTPDataChannel {
 
   void setDelegate(Delegate& delegate) { delegate_ = &delegate; }
 
-  // Passive: to the control connection's own peer, whatever address the server names. Gives up after so many seconds.
+  // Passive: to the control connection's own peer, whatever address the server names. The limit is in seconds.
   void connect(const FTPConnection& control, std::uint16_t port, NSTimeInterval limit);
   // Active: the address that the server is to connect to, or nothing, with errno set, when no port could be opened.
   // Nobody but the server itself is let in. Waits without a limit.

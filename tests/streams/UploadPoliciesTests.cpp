@@ -62,7 +62,7 @@ TEST(RetryQueue, PausesDoNotGrowForEver) {
 
 // ---- The rate ----
 
-// How many bytes go through in so many steps of a millisecond, taking whatever is allowed.
+// How many bytes go through in `steps` steps of a millisecond, taking whatever is allowed.
 std::size_t moved(RateLimit& limit, RateLimit::Clock::time_point& now, int steps) {
   std::size_t bytes = 0;
   for (int step = 0; step < steps; ++step) {

@@ -28,7 +28,7 @@ bool isSameState(const struct stat& left, const struct stat& right) {
          left.st_mtim.tv_sec == right.st_mtim.tv_sec && left.st_mtim.tv_nsec == right.st_mtim.tv_nsec;
 }
 
-// So much of one file to another, from its beginning on. Some file systems cannot.
+// Copies the first `length` bytes of one file to another. Some file systems cannot.
 bool copyBeginning(const FileDescriptor& from, const FileDescriptor& to, off_t length) {
   off_t offset = 0;
   while (offset < length) {

@@ -24,14 +24,14 @@ class PropertyListArrayFile {
   // The array's element at the index; nil for one that is left out.
   using Elements = std::function<id(std::size_t index)>;
 
-  // Replaces the file in one step by one with so many elements. False when it cannot be written or one of them is of no
+  // Replaces the file in one step by one with `count` elements. False when it cannot be written or one of them is of no
   // property-list type; the old file stays then.
   TELVO_EXPORTED_TO_LAYERS bool save(const Ref<NSString>& path, std::size_t count, const Elements& elementAt);
   // The element at the index is not what it was when it was saved.
   TELVO_EXPORTED_TO_LAYERS void noteChange(std::size_t index);
 
  private:
-  // Up to where in the file the first so many elements stand.
+  // The first elements, by their number, stand in the first `length` bytes of the file.
   struct Mark {
     std::size_t elements = 0;
     off_t length = 0;
