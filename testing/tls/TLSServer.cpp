@@ -13,19 +13,14 @@
 #include <poll.h>
 #include <sys/socket.h>
 
+#include "foundation/runtime/Releaser.h"
 #include "testing/Sockets.h"
 
 using foundation::FileDescriptor;
+using foundation::Releaser;
 
 namespace {
 
-template <auto release>
-struct Releaser {
-  template <class Object>
-  void operator()(Object* object) const {
-    release(object);
-  }
-};
 using Connection = std::unique_ptr<SSL, Releaser<SSL_free>>;
 using Memory = std::unique_ptr<BIO, Releaser<BIO_free_all>>;
 
@@ -112,10 +107,14 @@ TLSServer::~TLSServer() {
   for (std::thread& thread : threads_) thread.join();
 }
 
+void TLSServer::encryptControl(ScriptedFTPServer::Session& session) {
+  session.filterControl([this](FileDescriptor socket) { return decrypt(std::move(socket), Channel::Control); });
+}
+
 void TLSServer::serve(ScriptedFTPServer& server) {
   server.always("AUTH", [this](ScriptedFTPServer::Session& session, const std::string&) {
     session.reply("234 Go ahead.");
-    session.filterControl([this](FileDescriptor socket) { return decrypt(std::move(socket), false); });
+    encryptControl(session);
   });
   server.always("PBSZ", scripted::reply("200 Done."));
   server.always("SIZE", [&server](ScriptedFTPServer::Session& session, const std::string& path) {
@@ -123,74 +122,111 @@ void TLSServer::serve(ScriptedFTPServer& server) {
     session.reply(content ? "213 " + std::to_string(content->size()) : "550 There is no such file.");
   });
   server.always("PROT", [this](ScriptedFTPServer::Session& session, const std::string&) {
-    session.filterData([this](FileDescriptor socket) { return decrypt(std::move(socket), true); });
+    session.filterData([this](FileDescriptor socket) { return decrypt(std::move(socket), Channel::Data); });
     session.reply("200 Done.");
   });
 }
 
-FileDescriptor TLSServer::decrypt(FileDescriptor encrypted, bool isData) {
+// One connection on its way: what the client sends is handed over decrypted up to the client's end, and then what comes
+// back is encrypted.
+class TLSServer::Relay {
+ public:
+  Relay(TLSServer& server, int encrypted, int plain, Channel channel)
+      : server_(server),
+        encrypted_(encrypted),
+        plain_(plain),
+        channel_(channel),
+        connection_(SSL_new(server.library_->context.get())) {
+    ::fcntl(encrypted, F_SETFL, O_NONBLOCK);
+    SSL_set_fd(connection_.get(), encrypted);
+    SSL_set_accept_state(connection_.get());
+    if (channel != Channel::Data) return;
+    SSL_set_msg_callback(connection_.get(), countHellos);
+    SSL_set_msg_callback_arg(connection_.get(), &server.dataHellos_);
+  }
+
+  // Up to the end of either side, or the test's.
+  void run() {
+    if (!shakeHands()) return;
+    if (channel_ == Channel::Data) {
+      ++server_.dataConnections_;
+      server_.resumed_ += SSL_session_reused(connection_.get()) == 1 ? 1 : 0;
+      if (server_.behaviour_.announcesEndAtOnce) SSL_shutdown(connection_.get());
+    }
+    while (!server_.isOver_) {
+      if (!takeFromClient()) return;
+      pollfd descriptors[] = {{hasClientEnded_ ? -1 : encrypted_, POLLIN, 0}, {plain_, POLLIN, 0}};
+      if (::poll(descriptors, 2, turn) > 0 && descriptors[1].revents != 0 && !giveToClient()) return;
+    }
+  }
+
+ private:
+  bool shakeHands() {
+    while (SSL_do_handshake(connection_.get()) != 1) {
+      if (server_.isOver_ || (!SSL_want_read(connection_.get()) && !SSL_want_write(connection_.get()))) return false;
+      isReady(encrypted_, SSL_want_write(connection_.get()) ? POLLOUT : POLLIN);
+    }
+    return true;
+  }
+
+  // Everything that has come. False when the connection is over.
+  bool takeFromClient() {
+    while (!server_.isOver_ && !hasClientEnded_) {
+      std::size_t size = 0;
+      const int result = SSL_read_ex(connection_.get(), buffer_, sizeof buffer_, &size);
+      received_ += size;
+      if (channel_ == Channel::Data && received_ > server_.behaviour_.cutAfter) return false;
+      if (result != 1) return waitsOrHasEnded(result);
+      if (!sendAll(plain_, buffer_, size)) return false;
+    }
+    return true;
+  }
+
+  bool waitsOrHasEnded(int result) {
+    const int reason = SSL_get_error(connection_.get(), result);
+    if (reason == SSL_ERROR_WANT_READ) return true;
+    if (reason != SSL_ERROR_ZERO_RETURN) return false;
+    ++server_.announcedEnds_;
+    hasClientEnded_ = true;
+    if (channel_ == Channel::Data && server_.behaviour_.waitsForEnd) waitForEnd(encrypted_, server_.isOver_);
+    ::shutdown(plain_, SHUT_WR);
+    return true;
+  }
+
+  bool giveToClient() {
+    const ssize_t taken = ::recv(plain_, buffer_, sizeof buffer_, 0);
+    if (taken <= 0) {
+      if (server_.behaviour_.announcesEnd) SSL_shutdown(connection_.get());
+      return false;
+    }
+    std::size_t sent = 0;
+    while (!server_.isOver_ && SSL_write_ex(connection_.get(), buffer_, static_cast<std::size_t>(taken), &sent) != 1) {
+      if (SSL_get_error(connection_.get(), 0) != SSL_ERROR_WANT_WRITE) return false;
+      isReady(encrypted_, POLLOUT);
+    }
+    return true;
+  }
+
+  TLSServer& server_;
+  const int encrypted_;
+  const int plain_;
+  const Channel channel_;
+  const Connection connection_;
+  std::size_t received_ = 0;
+  bool hasClientEnded_ = false;
+  char buffer_[16384];
+};
+
+FileDescriptor TLSServer::decrypt(FileDescriptor encrypted, Channel channel) {
   int pair[2];
   if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, pair) != 0) throw std::runtime_error("no socket pair");
   FileDescriptor inner(pair[0]);
   const std::lock_guard lock(mutex_);
-  threads_.emplace_back([this, socket = std::make_shared<FileDescriptor>(std::move(encrypted)),
-                         plain = std::make_shared<FileDescriptor>(pair[1]), isData] {
+  threads_.emplace_back([this, channel, socket = std::move(encrypted), plain = FileDescriptor(pair[1])] {
     blockBrokenPipes();
-    relay(socket->get(), std::move(*plain), isData);
-    if (!behaviour_.announcesEnd && isData) abortOnClose(*socket);
+    Relay(*this, socket.get(), plain.get(), channel).run();
+    if (!behaviour_.announcesEnd && channel == Channel::Data) abortOnClose(socket);
     ERR_clear_error();
   });
   return inner;
-}
-
-// Up to the end of either side, or the test's.
-void TLSServer::relay(int encrypted, FileDescriptor plain, bool isData) {
-  const Connection connection(SSL_new(library_->context.get()));
-  ::fcntl(encrypted, F_SETFL, O_NONBLOCK);
-  SSL_set_fd(connection.get(), encrypted);
-  SSL_set_accept_state(connection.get());
-  if (isData) {
-    SSL_set_msg_callback(connection.get(), countHellos);
-    SSL_set_msg_callback_arg(connection.get(), &dataHellos_);
-  }
-  while (SSL_do_handshake(connection.get()) != 1) {
-    if (isOver_ || (!SSL_want_read(connection.get()) && !SSL_want_write(connection.get()))) return;
-    isReady(encrypted, SSL_want_write(connection.get()) ? POLLOUT : POLLIN);
-  }
-  if (isData) {
-    ++dataConnections_;
-    resumed_ += SSL_session_reused(connection.get()) == 1 ? 1 : 0;
-  }
-  std::size_t received = 0;
-  char buffer[16384];
-  bool fromClient = true;
-  while (!isOver_) {
-    std::size_t size = 0;
-    const int result = fromClient ? SSL_read_ex(connection.get(), buffer, sizeof buffer, &size) : 0;
-    received += size;
-    if (isData && received > behaviour_.cutAfter) return;
-    if (result == 1) {
-      if (!sendAll(plain.get(), buffer, size)) return;
-      continue;
-    }
-    if (fromClient && SSL_get_error(connection.get(), result) != SSL_ERROR_WANT_READ) {
-      if (SSL_get_error(connection.get(), result) != SSL_ERROR_ZERO_RETURN) return;
-      ++announcedEnds_;
-      fromClient = false;
-      if (isData && behaviour_.waitsForEnd) waitForEnd(encrypted, isOver_);
-      ::shutdown(plain.get(), SHUT_WR);
-    }
-    pollfd descriptors[] = {{fromClient ? encrypted : -1, POLLIN, 0}, {plain.get(), POLLIN, 0}};
-    if (::poll(descriptors, 2, turn) <= 0 || descriptors[1].revents == 0) continue;
-    const ssize_t taken = ::recv(plain.get(), buffer, sizeof buffer, 0);
-    if (taken <= 0) {
-      if (behaviour_.announcesEnd) SSL_shutdown(connection.get());
-      return;
-    }
-    std::size_t sent = 0;
-    while (!isOver_ && SSL_write_ex(connection.get(), buffer, static_cast<std::size_t>(taken), &sent) != 1) {
-      if (SSL_get_error(connection.get(), 0) != SSL_ERROR_WANT_WRITE) return;
-      isReady(encrypted, POLLOUT);
-    }
-  }
 }

@@ -21,7 +21,8 @@ class TLSServer {
  public:
   struct Behaviour {
     bool announcesEnd = true;                  // by close_notify; otherwise its connections merely end
-    std::size_t cutAfter = std::string::npos;  // so many bytes of data the connection is cut, like a file's end
+    bool announcesEndAtOnce = false;           // before the client has sent anything
+    std::size_t cutAfter = std::string::npos;  // bytes of data, cut as if the file ended there
     bool takesOldVersionsOnly = false;         // older than TLS 1.2
     bool isLimitedTo12 = false;
     bool givesSessions = true;
@@ -38,8 +39,8 @@ class TLSServer {
 
   // Has the server offer AUTH TLS, PBSZ and PROT.
   void serve(ScriptedFTPServer& server);
-  // The other end of the connection, decrypted.
-  foundation::FileDescriptor decrypt(foundation::FileDescriptor encrypted, bool isData);
+  // From here on what goes over the session's control connection is encrypted.
+  void encryptControl(ScriptedFTPServer::Session& session);
 
   std::size_t dataConnections() const { return dataConnections_; }
   // How many of them have resumed a session.
@@ -50,8 +51,11 @@ class TLSServer {
   std::size_t announcedEnds() const { return announcedEnds_; }
 
  private:
+  enum class Channel { Control, Data };
   struct Library;
-  void relay(int encrypted, foundation::FileDescriptor plain, bool isData);
+  class Relay;
+  // The other end of the connection, decrypted.
+  foundation::FileDescriptor decrypt(foundation::FileDescriptor encrypted, Channel channel);
 
   const Behaviour behaviour_;
   std::unique_ptr<Library> library_;

@@ -23,6 +23,9 @@ class EncryptionTesting {
   // A file with this content, for as long as the test runs.
   std::string file(const std::string& name, const std::string& content) const { return folder_.write(name, content); }
 
+  // Where there is none.
+  std::string missingFile() const { return folder_ / "missing.pem"; }
+
   Ref<NSMutableDictionary> settings(const std::string& level = "tls") const {
     const auto settings = NSMutableDictionary::dictionary();
     set(*settings, kCFStreamFTPSecurityLevel(), level);
@@ -39,6 +42,20 @@ class EncryptionTesting {
 
  private:
   TemporaryDirectory folder_;
+};
+
+// A server that encrypts, with the usual certificate unless another one is given.
+struct EncryptingServer {
+  explicit EncryptingServer(const TLSServer::Behaviour& behaviour)
+      : EncryptingServer(EncryptionTesting::usual(), behaviour) {}
+  explicit EncryptingServer(const TestCertificate& certificate = EncryptionTesting::usual(),
+                            const TLSServer::Behaviour& behaviour = TLSServer::Behaviour())
+      : tls(certificate, behaviour) {
+    tls.serve(ftp);
+  }
+
+  TLSServer tls;
+  ScriptedFTPServer ftp;
 };
 
 // An upload that is encrypted with these settings.

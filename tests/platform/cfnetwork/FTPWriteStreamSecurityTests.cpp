@@ -27,10 +27,8 @@ class FTPWriteStreamSecurity : public testing::Test, protected EncryptionTesting
   }
 
   void expectRefused(const TestCertificate& certificate, const id& settings, const std::string& reason) const {
-    TLSServer tls(certificate);
-    ScriptedFTPServer server;
-    tls.serve(server);
-    expectNothingSent(server, settings, reason);
+    EncryptingServer server(certificate);
+    expectNothingSent(server.ftp, settings, reason);
   }
 
   void expectUnusable(const Ref<NSDictionary>& settings, const std::string& reason) const {
@@ -49,15 +47,13 @@ TEST_F(FTPWriteStreamSecurity, AServerWithoutItIsSentNothing) {
 }
 
 TEST_F(FTPWriteStreamSecurity, AServerThatDoesNotEncryptDataIsNotLoggedInTo) {
-  TLSServer tls(usual());
-  ScriptedFTPServer server;
-  tls.serve(server);
-  server.always("PROT", reply("536 Not here."));
-  EncryptedUpload upload(server, trusting());
+  EncryptingServer server;
+  server.ftp.always("PROT", reply("536 Not here."));
+  EncryptedUpload upload(server.ftp, trusting());
   EXPECT_FALSE(upload.stores());
   EXPECT_EQ(upload.errorText(), "The server does not encrypt data: Not here.");
   EXPECT_EQ(upload.replyCode(), 536);
-  EXPECT_EQ(server.verbs(), (std::vector<std::string>{"AUTH", "PBSZ", "PROT"}));
+  EXPECT_EQ(server.ftp.verbs(), (std::vector<std::string>{"AUTH", "PBSZ", "PROT"}));
 }
 
 // Somebody on the way can add to what is said in the clear.
@@ -68,7 +64,7 @@ TEST_F(FTPWriteStreamSecurity, WhatIsInjectedBeforeTheHandshakeEndsTheConnection
     ScriptedFTPServer server;
     server.always("AUTH", [&](Session& session, const std::string&) {
       session.send("234 Go ahead.\r\n" + std::string(injected));
-      session.filterControl([&](foundation::FileDescriptor socket) { return tls.decrypt(std::move(socket), false); });
+      tls.encryptControl(session);
     });
     EncryptedUpload upload(server, trusting());
     EXPECT_FALSE(upload.stores()) << injected;
@@ -101,10 +97,8 @@ TEST_F(FTPWriteStreamSecurity, AServerThatClosesInTheHandshakeIsLost) {
 TEST_F(FTPWriteStreamSecurity, OldVersionsAreRefused) {
   TLSServer::Behaviour behaviour;
   behaviour.takesOldVersionsOnly = true;
-  TLSServer tls(usual(), behaviour);
-  ScriptedFTPServer server;
-  tls.serve(server);
-  expectNothingSent(server, trusting(), "The server has refused the TLS handshake: protocol version.");
+  EncryptingServer server(behaviour);
+  expectNothingSent(server.ftp, trusting(), "The server has refused the TLS handshake: protocol version.");
 }
 
 // Certificates.
@@ -146,16 +140,14 @@ TEST_F(FTPWriteStreamSecurity, AFingerprintIsAllThatCounts) {
     withColons += static_cast<char>(std::toupper(static_cast<unsigned char>(digit)));
   }
   for (const std::string& fingerprint : {certificate.fingerprint, withColons}) {
-    TLSServer tls(certificate);
-    ScriptedFTPServer server;
-    tls.serve(server);
+    EncryptingServer server(certificate);
     const auto pinned = settings();
     set(*pinned, kCFStreamFTPSecurityFingerprint(), fingerprint);
     for (const char* path : {"/a", "/b"}) {
-      EncryptedUpload upload(server, pinned, path);
+      EncryptedUpload upload(server.ftp, pinned, path);
       EXPECT_TRUE(upload.stores()) << upload.errorText();
     }
-    EXPECT_EQ(tls.resumed(), 2U);
+    EXPECT_EQ(server.tls.resumed(), 2U);
   }
 }
 
@@ -179,9 +171,9 @@ TEST_F(FTPWriteStreamSecurity, SettingsThatCannotBeUsedConnectNothing) {
   for (const std::string& fingerprint : {std::string(63, 'a'), std::string(65, 'a'), std::string(64, 'g')}) {
     expectUnusable(with(kCFStreamFTPSecurityFingerprint(), fingerprint), "64 hexadecimal digits");
   }
-  expectUnusable(with(kCFStreamFTPSecurityCertificateAuthority(), "/nonexistent.pem"), "/nonexistent.pem");
+  expectUnusable(with(kCFStreamFTPSecurityCertificateAuthority(), missingFile()), missingFile());
   expectUnusable(with(kCFStreamFTPSecurityCertificateAuthority(), file("empty", "")), "authority cannot be read");
-  expectUnusable(with(kCFStreamFTPSecurityCertificate(), "/nonexistent.pem"), "/nonexistent.pem");
+  expectUnusable(with(kCFStreamFTPSecurityCertificate(), missingFile()), missingFile());
   expectUnusable(with(kCFStreamFTPSecurityCertificate(), file("alone.pem", usual().certificate)), "key");
   expectUnusable(with(kCFStreamFTPSecurityKey(), file("key.pem", usual().key)), "A key needs its certificate.");
   const auto other = with(kCFStreamFTPSecurityCertificate(), file("a.pem", usual().certificate));
@@ -216,13 +208,11 @@ TEST_F(FTPWriteStreamSecurity, IsAlsoASettingOfTheSystem) {
 
 TEST_F(FTPWriteStreamSecurity, ACertificateThatIsTrustedItselfNeedsNoAuthority) {
   for (const TestCertificate& certificate : {TestCertificate::make(nullptr), usual()}) {
-    TLSServer tls(certificate);
-    ScriptedFTPServer server;
-    tls.serve(server);
+    EncryptingServer server(certificate);
     const auto trusted = settings();
     set(*trusted, kCFStreamFTPSecurityCertificateAuthority(),
         file(certificate.fingerprint + ".pem", certificate.certificate));
-    EncryptedUpload upload(server, trusted);
+    EncryptedUpload upload(server.ftp, trusted);
     EXPECT_TRUE(upload.stores()) << upload.errorText();
   }
 }
@@ -231,17 +221,15 @@ TEST_F(FTPWriteStreamSecurity, TheClientShowsItsOwnCertificate) {
   const TestCertificate client = TestCertificate::make(&authority());
   TLSServer::Behaviour behaviour;
   behaviour.clientAuthority = authority().certificate;
-  TLSServer tls(usual(), behaviour);
-  ScriptedFTPServer server;
-  tls.serve(server);
-  expectNothingSent(server, trusting(), "certificate required");
+  EncryptingServer server(behaviour);
+  expectNothingSent(server.ftp, trusting(), "certificate required");
   const auto showing = trusting();
   set(*showing, kCFStreamFTPSecurityCertificate(), file("both.pem", client.both()));
-  EXPECT_TRUE(EncryptedUpload(server, showing).stores());
+  EXPECT_TRUE(EncryptedUpload(server.ftp, showing).stores());
   const auto withKey = trusting();
   set(*withKey, kCFStreamFTPSecurityCertificate(), file("client.pem", client.certificate));
   set(*withKey, kCFStreamFTPSecurityKey(), file("key.pem", client.key));
-  EXPECT_TRUE(EncryptedUpload(server, withKey).stores());
+  EXPECT_TRUE(EncryptedUpload(server.ftp, withKey).stores());
 }
 
 }  // namespace
