@@ -1,5 +1,6 @@
 """Real FTP servers that allow a client only one connection, or two."""
 
+import secure_servers
 import servers
 
 
@@ -25,3 +26,25 @@ class OneLoginOnProFTPD(servers.ProFTPD):
 
 class OneOnPyftpdlib(servers.Pyftpdlib):
     settings = {"FTPServer.max_cons_per_ip": 1}
+
+
+# The same with encryption.
+
+
+class OneOnSecureVsftpd(secure_servers.SecureVsftpd):
+    further = OneOnVsftpd.settings
+
+
+class OneOnSecureProFTPD(secure_servers.SecureProFTPD):
+    further = "MaxClientsPerUser 1\n"
+
+
+class OneOnSecurePureFTPd(secure_servers.SecurePureFTPd):
+    options = OneOnPureFTPd.options
+
+
+class OneOnSecurePyftpdlib(secure_servers.SecurePyftpdlib):
+    settings = OneOnPyftpdlib.settings
+
+
+SECURE = (OneOnSecureVsftpd, OneOnSecureProFTPD, OneOnSecurePureFTPd, OneOnSecurePyftpdlib)

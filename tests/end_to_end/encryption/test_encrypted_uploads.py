@@ -5,6 +5,7 @@ import os
 import pytest
 
 import certificates
+import limited_servers
 import proxies
 import secure_servers
 import tree
@@ -165,24 +166,7 @@ def test_many_files_arrive_over_a_link(owner, usual, many):
         assert 1 < way.traffic.connections <= MOST_CONNECTIONS
 
 
-class OneOnVsftpd(secure_servers.SecureVsftpd):
-    further = "max_per_ip=1\n"
-
-
-class OneOnProFTPD(secure_servers.SecureProFTPD):
-    further = "MaxClientsPerUser 1\n"
-
-
-class OneOnPureFTPd(secure_servers.SecurePureFTPd):
-    options = ("--maxclientsperip", "1")
-
-
-class OneOnPyftpdlib(secure_servers.SecurePyftpdlib):
-    settings = {"FTPServer.max_cons_per_ip": 1}
-
-
-@pytest.mark.parametrize("limited", [OneOnVsftpd, OneOnProFTPD, OneOnPureFTPd, OneOnPyftpdlib],
-                         ids=lambda limited: limited.name)
+@pytest.mark.parametrize("limited", limited_servers.SECURE, ids=lambda limited: limited.name)
 def test_a_server_that_allows_one_connection_gets_everything(owner, limited, tmp_path):
     source = tree.Tree(tmp_path / "Few")
     for number in range(12):
