@@ -93,8 +93,8 @@ TEST_P(FTPWriteStreamFault, EndsTheItemAndNotTheRun) {
   expectRunToGoOn(server);
 }
 
-std::vector<Fault> faultsOfStoring() {
-  std::vector<Fault> faults{
+std::vector<Fault> faultsOfTheConnections() {
+  return {
       {"control connection ended at STOR", "STOR", dropControl(), 0, "", kCFURLErrorNetworkConnectionLost, smallSize,
        true},
       {"control connection reset at STOR", "STOR", resetControl(), 0, "", 0, smallSize, true},
@@ -125,6 +125,11 @@ std::vector<Fault> faultsOfStoring() {
       {"226 never comes", "STOR", storePart(std::string::npos, then(closeData(), stall())), 0, "", kCFURLErrorTimedOut},
       {"226 never comes and commands are answered", "STOR", storePart(std::string::npos, closeData()), 0, "",
        kCFURLErrorTimedOut},
+  };
+}
+
+std::vector<Fault> faultsOfTheReplies() {
+  return {
       {"no reply at all", "STOR", stall(), 0, "", kCFURLErrorTimedOut},
       {"garbage to STOR", "STOR", reply("\x01\x02 what"), 0, "", kCFURLErrorBadServerResponse},
       {"garbage instead of 226", "STOR", storePart(std::string::npos, then(closeData(), reply("done"))), 0, "",
@@ -136,6 +141,10 @@ std::vector<Fault> faultsOfStoring() {
       floodedBy("line without an end", "STOR", flood(std::string(100000, 'x'))),
       floodedBy("reply without an end", "STOR", then(reply("550-"), flood(std::string(1000, 'x') + "\r\n"))),
   };
+}
+
+std::vector<Fault> refusals() {
+  std::vector<Fault> faults;
   for (const int code : {425, 426, 450, 451, 452, 550, 552, 553, 501, 530}) {
     const std::string line = std::to_string(code) + " Refused for a reason.";
     const std::string text = "Refused for a reason.";
@@ -153,6 +162,13 @@ std::vector<Fault> faultsOfStoring() {
     faults.push_back({std::to_string(code) + " at the end and 226", "STOR", then(storeThen(line), reply("226 Over.")),
                       code, "Refused for a reason."});
   }
+  return faults;
+}
+
+std::vector<Fault> faultsOfStoring() {
+  std::vector<Fault> faults = faultsOfTheConnections();
+  for (Fault& fault : faultsOfTheReplies()) faults.push_back(std::move(fault));
+  for (Fault& fault : refusals()) faults.push_back(std::move(fault));
   return faults;
 }
 

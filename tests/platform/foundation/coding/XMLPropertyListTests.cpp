@@ -231,7 +231,18 @@ TEST(XMLPropertyList, CharactersByNumberAreReadToTheLimits) {
   }
 }
 
-TEST(XMLPropertyList, RefusesBrokenXMLWithAnError) {
+// No property list comes of the text, and an error tells of it.
+void expectRefused(const char* text) {
+  Ref<NSError> error;
+  EXPECT_FALSE(NSPropertyListSerialization::propertyListWithData_options_format_error(NSData::dataWithBytes(text), 0,
+                                                                                      nullptr, &error))
+      << text;
+  ASSERT_TRUE(error) << text;
+  EXPECT_TRUE(NSEqualObjects(error->domain(), NSCocoaErrorDomain()));
+  EXPECT_EQ(error->code(), NSPropertyListReadCorruptError);
+}
+
+TEST(XMLPropertyList, RefusesElementsOutOfPlaceWithAnError) {
   for (const char* text : {
            "",
            " ",
@@ -253,6 +264,22 @@ TEST(XMLPropertyList, RefusesBrokenXMLWithAnError) {
            "<plist><dict><string>a</string></dict></plist>",
            "<plist><dict><key>a</key></dict></plist>",
            "<plist><dict><key>a</key><key>b</key></dict></plist>",
+           "<plist><!-- <string>a</string></plist>",
+           "<plist><string><![CDATA[a</string></plist>",
+           "<!DOCTYPE plist [",
+           "<plist a='><string>a</string></plist>",
+           "</plist>",
+           "<plist></string></plist>",
+           "\xFF\xFE",
+           "\xEF\xBB\xBF",
+       }) {
+    expectRefused(text);
+  }
+  EXPECT_FALSE(decoded(nil));
+}
+
+TEST(XMLPropertyList, RefusesValuesThatCannotBeReadWithAnError) {
+  for (const char* text : {
            "<plist><integer></integer></plist>",
            "<plist><integer>1x</integer></plist>",
            "<plist><integer>0x</integer></plist>",
@@ -277,24 +304,9 @@ TEST(XMLPropertyList, RefusesBrokenXMLWithAnError) {
            "<plist><string>&#x110000;</string></plist>",
            "<plist><string>&#;</string></plist>",
            "<plist><string>caf\xe9</string></plist>",
-           "<plist><!-- <string>a</string></plist>",
-           "<plist><string><![CDATA[a</string></plist>",
-           "<!DOCTYPE plist [",
-           "<plist a='><string>a</string></plist>",
-           "</plist>",
-           "<plist></string></plist>",
-           "\xFF\xFE",
-           "\xEF\xBB\xBF",
        }) {
-    Ref<NSError> error;
-    EXPECT_FALSE(NSPropertyListSerialization::propertyListWithData_options_format_error(NSData::dataWithBytes(text), 0,
-                                                                                        nullptr, &error))
-        << text;
-    ASSERT_TRUE(error) << text;
-    EXPECT_TRUE(NSEqualObjects(error->domain(), NSCocoaErrorDomain()));
-    EXPECT_EQ(error->code(), NSPropertyListReadCorruptError);
+    expectRefused(text);
   }
-  EXPECT_FALSE(decoded(nil));
 }
 
 }  // namespace
