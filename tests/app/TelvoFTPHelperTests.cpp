@@ -1,33 +1,24 @@
-#include <array>
-#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
-#include <optional>
 #include <string>
-#include <thread>
 #include <vector>
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include "app/TelvoFTPHelper.h"
 #include "appkit/NSApplication.h"
 #include "foundation/Foundation.h"
 #include "foundation/events/RunLoopContext.h"
-#include "foundation/preferences/NSUserDefaults.h"
 #include "streams/TelvoFTPData.h"
 #include "testing/BusPeer.h"
 #include "testing/LogLines.h"
 #include "testing/PrivateBus.h"
 #include "testing/TemporaryDirectory.h"
+#include "tests/app/SilentServer.h"
 
 namespace {
-
-using Lines = std::vector<std::string>;
 
 // A helper ends the process 30 seconds after its last record. Tests that last so long must not pass for it.
 class EndWatch : public testing::Environment {
@@ -48,37 +39,7 @@ class EndWatch : public testing::Environment {
 
 [[maybe_unused]] testing::Environment* const endWatch = testing::AddGlobalTestEnvironment(new EndWatch);
 
-// A server that takes connections and never says a word.
-class SilentServer {
- public:
-  SilentServer() : socket_(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t size = sizeof address;
-    if (bind(socket_, reinterpret_cast<sockaddr*>(&address), size) != 0 || listen(socket_, 16) != 0) std::abort();
-    getsockname(socket_, reinterpret_cast<sockaddr*>(&address), &size);
-    host_ = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
-  }
-  ~SilentServer() { close(socket_); }
-  SilentServer(const SilentServer&) = delete;
-  SilentServer& operator=(const SilentServer&) = delete;
-  const std::string& host() const { return host_; }
-
- private:
-  int socket_;
-  std::string host_;
-};
-
-// Where nothing listens: every item fails at once, which no record tells apart from success.
-const char* const refusingHost = "127.0.0.1:1";
-
 Ref<NSString> text(const std::string& utf8) { return NSString::stringWithUTF8String(utf8); }
-
-void afterSeconds(double seconds, std::function<void()> action) {
-  NSTimer::scheduledTimerWithTimeInterval_repeats_block(
-      seconds, false, [action = std::move(action)](const Ref<NSTimer>&) { action(); });
-}
 
 void turn() {
   NSRunLoop::currentRunLoop()->runMode_beforeDate(NSDefaultRunLoopMode(), NSDate::dateWithTimeIntervalSinceNow(0.05));
@@ -356,164 +317,6 @@ TEST_F(TelvoFTPHelperTest, RespondsToTheSelectorsOfItsProtocols) {
                              "someAppTerminated:"_sel, "sessionEnded:"_sel, "terminateApp"_sel, "stop"_sel}) {
     EXPECT_TRUE(helper->respondsToSelector(selector)) << selector.text();
   }
-}
-
-// The whole application, in a process of its own that ends with it.
-class TelvoFTPHelperApplicationDeathTest : public testing::Test {
- protected:
-  TelvoFTPHelperApplicationDeathTest() {
-    GTEST_FLAG_SET(death_test_style, "threadsafe");
-    if (const char* const ofParent = getenv(variable)) {
-      source = ofParent;
-    } else {
-      source = folder.emplace().path();
-      setenv(variable, source.c_str(), 1);
-    }
-  }
-  ~TelvoFTPHelperApplicationDeathTest() override { unsetenv(variable); }
-
-  [[noreturn]] static void launch(std::vector<std::string> arguments) {
-    const NSMainInterface interface([] { return make<TelvoFTPHelper>(); });
-    arguments.insert(arguments.begin(), "TelvoFTPHelper");
-    std::vector<char*> pointers;
-    for (std::string& argument : arguments) pointers.push_back(argument.data());
-    pointers.push_back(nullptr);
-    NSApplicationMain(static_cast<int>(arguments.size()), pointers.data());
-    exit(1);
-  }
-
-  // A death test's child begins the test anew; this tells it the folder that its parent expects to read about.
-  static constexpr const char* variable = "TELVO_TEST_SOURCE";
-  std::string source;
-  std::optional<TemporaryDirectory> folder;  // the parent's
-};
-
-TEST_F(TelvoFTPHelperApplicationDeathTest, WithoutAnOwnerItEndsAtOnceAndUploadsNothing) {
-  const Lines lines = {"helper launched for " + source, "receieved should terminate", "stop"};
-  const auto run = [&](const std::vector<std::string>& more) {
-    PrivateBus bus;
-    std::vector<std::string> arguments = {"-debug", "YES", "-sourcePath", source, "-host", refusingHost};
-    arguments.insert(arguments.end(), more.begin(), more.end());
-    launch(arguments);
-  };
-  EXPECT_EXIT(run({}), testing::ExitedWithCode(0), HasLogged::lines(lines));
-  EXPECT_EXIT(run({"-bundleIdentifier", ""}), testing::ExitedWithCode(0), HasLogged::lines(lines));
-}
-
-TEST_F(TelvoFTPHelperApplicationDeathTest, WithoutASourceItSaysSo) {
-  EXPECT_EXIT(launch({"-debug", "YES"}), testing::ExitedWithCode(0),
-              HasLogged::lines({"helper launched for (null)", "receieved should terminate", "stop"}));
-}
-
-TEST_F(TelvoFTPHelperApplicationDeathTest, WithoutDebugItSaysNothing) {
-  EXPECT_EXIT(launch({"-sourcePath", source}), testing::ExitedWithCode(0), HasLogged::lines({}));
-}
-
-TEST_F(TelvoFTPHelperApplicationDeathTest, FollowsItsOwnersQuitInTheMiddleOfAnItem) {
-  EXPECT_EXIT(
-      {
-        PrivateBus bus;
-        SilentServer server;
-        BusPeer owner(bus.address());
-        owner.own("com.example.Owner");
-        owner.own("com.example.Other");
-        afterSeconds(0.3, [&] {
-          owner.disown("com.example.Other");
-          owner.disown("com.example.Owner");
-        });
-        launch(
-            {"-debug", "YES", "-bundleIdentifier", "com.example.Owner", "-sourcePath", source, "-host", server.host()});
-      },
-      testing::ExitedWithCode(0),
-      HasLogged::lines({"helper launched for " + source, "starting upload of " + source, "com.example.Other has quit",
-                        "com.example.Owner has quit", "... it's our owner!", "receieved should terminate", "stop"}));
-}
-
-TEST_F(TelvoFTPHelperApplicationDeathTest, ABusThatGoesIsItsOwnersQuit) {
-  EXPECT_EXIT(
-      {
-        PrivateBus bus;
-        SilentServer server;
-        afterSeconds(0.3, [&] { bus.stop(); });
-        launch(
-            {"-debug", "YES", "-bundleIdentifier", "com.example.Owner", "-sourcePath", source, "-host", server.host()});
-      },
-      testing::ExitedWithCode(0),
-      HasLogged::lines({"helper launched for " + source, "starting upload of " + source, "com.example.Owner has quit",
-                        "... it's our owner!", "receieved should terminate", "stop"}));
-}
-
-// The bus does not even let it in; nothing of the upload begins.
-TEST_F(TelvoFTPHelperApplicationDeathTest, ABusThatIsStuckAtTheStartDoesNotKeepIt) {
-  EXPECT_EXIT(
-      {
-        PrivateBus bus;
-        bus.signal(SIGSTOP);
-        std::thread([] {
-          std::this_thread::sleep_for(std::chrono::milliseconds(300));
-          kill(getpid(), SIGTERM);
-        }).detach();
-        launch(
-            {"-debug", "YES", "-bundleIdentifier", "com.example.Owner", "-sourcePath", source, "-host", refusingHost});
-      },
-      testing::ExitedWithCode(0),
-      HasLogged::lines({"helper launched for " + source, "receieved should terminate", "stop"}));
-}
-
-TEST_F(TelvoFTPHelperApplicationDeathTest, FollowsItsOwnersQuitAfterTheLastRecord) {
-  EXPECT_EXIT(
-      {
-        PrivateBus bus;
-        BusPeer owner(bus.address());
-        owner.own("com.example.Owner");
-        afterSeconds(1, [&] { owner.disown("com.example.Owner"); });
-        launch(
-            {"-debug", "YES", "-bundleIdentifier", "com.example.Owner", "-sourcePath", source, "-host", refusingHost});
-      },
-      testing::ExitedWithCode(0),
-      HasLogged::lines({"helper launched for " + source, "starting upload of " + source, "progress: 100%",
-                        "finished; terminating the helper", "com.example.Owner has quit", "... it's our owner!",
-                        "receieved should terminate", "stop"}));
-}
-
-TEST_F(TelvoFTPHelperApplicationDeathTest, TermSignalEndsItInTheMiddleOfAnItem) {
-  for (const int number : {SIGTERM, SIGINT}) {
-    EXPECT_EXIT(
-        {
-          PrivateBus bus;
-          SilentServer server;
-          afterSeconds(0.2, [number] { std::raise(number); });
-          launch({"-debug", "YES", "-bundleIdentifier", "com.example.Owner", "-sourcePath", source, "-host",
-                  server.host()});
-        },
-        testing::ExitedWithCode(0),
-        HasLogged::lines(
-            {"helper launched for " + source, "starting upload of " + source, "receieved should terminate", "stop"}));
-  }
-}
-
-TEST_F(TelvoFTPHelperApplicationDeathTest, WithoutASessionBusItStillUploads) {
-  EXPECT_EXIT(
-      {
-        leaveBus();
-        afterSeconds(1, [] { std::raise(SIGTERM); });
-        launch(
-            {"-debug", "YES", "-bundleIdentifier", "com.example.Owner", "-sourcePath", source, "-host", refusingHost});
-      },
-      testing::ExitedWithCode(0),
-      HasLogged::lines({"helper launched for " + source, "starting upload of " + source, "progress: 100%",
-                        "finished; terminating the helper", "receieved should terminate", "stop"}));
-}
-
-TEST_F(TelvoFTPHelperApplicationDeathTest, TheDelayedEndIsLoggedToo) {
-  EXPECT_EXIT(
-      {
-        const auto helper = make<TelvoFTPHelper>();
-        helper->setDebugMode(true);
-        NSApplication::sharedApplication()->setDelegate(helper);
-        helper->terminateApp();
-      },
-      testing::ExitedWithCode(0), HasLogged::lines({"terminating the helper", "receieved should terminate", "stop"}));
 }
 
 }  // namespace

@@ -1,95 +1,18 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <cstring>
-#include <functional>
-#include <optional>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 
 #include "foundation/Foundation.h"
-#include "foundation/events/NSTimer.h"
 #include "streams/TelvoStreamData.h"
 #include "tests/streams/NotificationRecorder.h"
+#include "tests/streams/TestConnection.h"
 #include "tests/streams/TestStreams.h"
 
 namespace {
-
-// A connection of the two, that tells which handlers were called.
-class TestConnection : public TelvoStreamData {
-  NS_OBJECT(TestConnection, TelvoStreamData)
-
- public:
-  static Ref<TestConnection> streamData() { return make<TestConnection>(); }
-  void setStreamsWithParameters(const Ref<NSDictionary>&) override {
-    if (raises) NSException::raise_format("TestException"_ns, "while setting up"_ns);
-    setInputStream(input);
-    setOutputStream(output);
-  }
-  void handleNoEventForStream(const Ref<NSStream>&) override { handled.emplace_back("none"); }
-  void handleOpenCompletedForStream(const Ref<NSStream>&) override {
-    handled.emplace_back("open, count " + std::to_string(connectionCount()));
-  }
-  void handleHasBytesAvailableForStream(const Ref<NSStream>&) override { handled.emplace_back("bytes"); }
-  void handleHasSpaceAvailableForStream(const Ref<NSStream>&) override {
-    handled.emplace_back("space");
-    if (onSpace) onSpace();
-  }
-  bool handleErrorOccurred_forStream(const Ref<NSError>&, const Ref<NSStream>&) override { return answer; }
-  bool handleEndEncounteredForStream(const Ref<NSStream>&) override { return answer; }
-  void handleOtherEvent_forStream(NSUInteger event, const Ref<NSStream>&) override {
-    handled.emplace_back("other " + std::to_string(event));
-  }
-
-  Ref<TestInputStream> input = make<TestInputStream>();
-  Ref<TestOutputStream> output = make<TestOutputStream>();
-  bool raises = false;
-  bool answer = true;
-  std::function<void()> onSpace;
-  std::vector<std::string> handled;
-};
-
-Class TestConnection::classObject() {
-  static const NSClass object("TestConnection", TelvoStreamData::classObject(), {});
-  return &object;
-}
-
-using Texts = std::vector<std::string>;
-
-class TelvoStreamDataTest : public testing::Test {
- protected:
-  TelvoStreamDataTest() { connection->setDelegate(recorder); }
-  ~TelvoStreamDataTest() override { recorder->react = nullptr; }
-
-  void connectOnThisThread() {
-    connection->connectWithParameters(NSDictionary::dictionary({{"UseSameThread"_ns, NSNumber::numberWithBool(true)}}));
-  }
-  // Ends the connection once the signature has been sent.
-  void when(const std::string& signature, std::function<void()> action) {
-    recorder->react = [signature, action = std::move(action)](const std::string& sent, const Ref<TelvoStreamData>&) {
-      if (sent == signature) action();
-    };
-  }
-  // A connection with both streams open, without a loop around it.
-  void makeConnected() {
-    connection->setInputStream(connection->input);
-    connection->setOutputStream(connection->output);
-    connection->incrementConnectionCount();
-    connection->incrementConnectionCount();
-  }
-  template <class Function>
-  static std::string logOf(const Function& function) {
-    testing::internal::CaptureStderr();
-    function();
-    return testing::internal::GetCapturedStderr();
-  }
-
-  Ref<TestConnection> connection = make<TestConnection>();
-  Ref<NotificationRecorder> recorder = make<NotificationRecorder>();
-};
 
 TEST_F(TelvoStreamDataTest, StartsIdle) {
   EXPECT_EQ(connection->runLoop(), nil);
@@ -180,6 +103,16 @@ TEST_F(TelvoStreamDataTest, AReleasedConnectionThatIsNotConnectedDoesNotCloseIts
   EXPECT_EQ(input->delegate(), nullptr);
 }
 
+// What was read is handed over by then, and closing the output ends it on the other side.
+TEST_F(TelvoStreamDataTest, ClosesTheInputBeforeTheOutput) {
+  Texts closed;
+  connection->input->onClose = [&] { closed.push_back("input"); };
+  connection->output->onClose = [&] { closed.push_back("output"); };
+  when("streamDataConnected:", [&] { connection->input->signal(NSStreamEventEndEncountered); });
+  connectOnThisThread();
+  EXPECT_EQ(closed, (Texts{"input", "output"}));
+}
+
 TEST_F(TelvoStreamDataTest, AStreamErrorTerminatesAndIsReportedAsAnObject) {
   connection->input->eventsOnOpen = {};
   connection->input->failsOnOpen = true;
@@ -264,110 +197,6 @@ TEST_F(TelvoStreamDataTest, ATextForUseSameThreadIsReadAsABoolean) {
   connection->output = nil;
   connection->connectWithParameters(NSDictionary::dictionary({{"UseSameThread"_ns, "yes"_ns}}));
   EXPECT_EQ(recorder->signatures, (Texts{"streamDataConnecting:", "streamDataEnded:"}));
-}
-
-TEST_F(TelvoStreamDataTest, SendStringWhileNotConnectedReportsAndSchedulesNothing) {
-  connection->sendString("abc"_ns);
-  EXPECT_EQ(recorder->signatures, Texts{"streamData:errorOccurred:"});
-  EXPECT_EQ(recorder->textAt(0), "Can't send as not connected");
-  NSRunLoop::currentRunLoop()->runUntilDate(NSDate::dateWithTimeIntervalSinceNow(0.6));
-  EXPECT_EQ(recorder->signatures.size(), 1U);
-}
-
-TEST_F(TelvoStreamDataTest, SendStringWritesALineAndReportsItWithItsEnd) {
-  makeConnected();
-  connection->sendString("abc"_ns);
-  EXPECT_EQ(connection->output->written, "abc\r\n");
-  EXPECT_EQ(recorder->signatures, Texts{"streamData:sentString:"});
-  EXPECT_EQ(recorder->textAt(0), "abc\r\n");
-}
-
-// A missing stream has no room, as any message to nil says no, and so is asked again.
-TEST_F(TelvoStreamDataTest, SendStringWaitsForAStreamThatIsMissing) {
-  makeConnected();
-  connection->setOutputStream(nil);
-  connection->sendString("abc"_ns);
-  EXPECT_EQ(recorder->signatures, Texts{});
-  connection->setOutputStream(connection->output);
-  const auto runLoop = NSRunLoop::currentRunLoop();
-  for (int turns = 0; turns < 100 && connection->output->written.empty(); ++turns) {
-    runLoop->runMode_beforeDate(NSDefaultRunLoopMode(), NSDate::dateWithTimeIntervalSinceNow(0.1));
-  }
-  EXPECT_EQ(connection->output->written, "abc\r\n");
-}
-
-TEST_F(TelvoStreamDataTest, SendStringReportsAFailedAndAShortWrite) {
-  makeConnected();
-  connection->output->writeResult = -1;
-  connection->sendString("abc"_ns);
-  connection->output->writeResult = 2;
-  connection->sendString("abc"_ns);
-  EXPECT_EQ(recorder->textAt(0), "Was not able to send the 5 bytes string abc\r\n");
-  EXPECT_EQ(recorder->textAt(1), "Was only able to send 2 bytes of the 5 bytes string abc\r\n");
-  EXPECT_TRUE(connection->isConnected());
-}
-
-TEST_F(TelvoStreamDataTest, SendStringTriesAgainUntilThereIsRoom) {
-  makeConnected();
-  connection->output->hasSpace = false;
-  connection->sendString("abc"_ns);
-  EXPECT_EQ(connection->output->written, "");
-  int timers = 0;
-  const auto runLoop = NSRunLoop::currentRunLoop();
-  while (connection->output->written.empty() && timers < 100) {
-    runLoop->runMode_beforeDate(NSDefaultRunLoopMode(), NSDate::dateWithTimeIntervalSinceNow(0.1));
-    if (++timers == 8) connection->output->hasSpace = true;
-  }
-  EXPECT_EQ(connection->output->written, "abc\r\n");
-  EXPECT_EQ(recorder->signatures, Texts{"streamData:sentString:"});
-}
-
-TEST_F(TelvoStreamDataTest, ReceivesTextInPiecesOf1024Bytes) {
-  connection->input->bytes = std::string(1500, 'x');
-  connection->receiveStringForStream(connection->input);
-  connection->receiveStringForStream(connection->input);
-  EXPECT_EQ(recorder->signatures, (Texts{"streamData:receivedString:", "streamData:receivedString:"}));
-  EXPECT_EQ(as<NSString>(recorder->objects[0])->length(), 1024U);
-  EXPECT_EQ(as<NSString>(recorder->objects[1])->length(), 476U);
-}
-
-TEST_F(TelvoStreamDataTest, ReportsInvalidUTF8AsHexadecimal) {
-  connection->input->bytes = "a\xff";
-  connection->receiveStringForStream(connection->input);
-  EXPECT_EQ(recorder->textAt(0), "<61ff>");
-}
-
-TEST_F(TelvoStreamDataTest, ReceivingNothingReportsNothing) {
-  connection->receiveStringForStream(connection->input);
-  connection->input->readResult = -1;
-  connection->receiveStringForStream(connection->input);
-  EXPECT_TRUE(recorder->signatures.empty());
-}
-
-TEST_F(TelvoStreamDataTest, AMissingTextIsSentAsAnEmptyLine) {
-  makeConnected();
-  connection->sendString(nil);
-  EXPECT_EQ(connection->output->written, "\r\n");
-  connection->receiveStringForStream(nil);
-  EXPECT_EQ(recorder->signatures, Texts{"streamData:sentString:"});
-}
-
-TEST_F(TelvoStreamDataTest, AConnectionThatEndsWhileATextWaitsForRoomIsReleased) {
-  connection->output->hasSpace = false;
-  connection->output->eventsOnOpen = {NSStreamEventOpenCompleted, NSStreamEventHasSpaceAvailable};
-  WeakRef<TestConnection> weak(connection);
-  bool ended = false;
-  connection->onSpace = [connection = connection.get()] {
-    connection->sendString("abc"_ns);
-    connection->input->signal(NSStreamEventEndEncountered);
-  };
-  when("streamDataEnded:", [&] { ended = true; });
-  connection->connectWithParameters(nil);
-  connection = nil;
-  const auto runLoop = NSRunLoop::currentRunLoop();
-  while (!ended) runLoop->runMode_beforeDate(NSDefaultRunLoopMode(), NSDate::dateWithTimeIntervalSinceNow(0.1));
-  for (int waits = 0; waits < 1000 && !weak.expired(); ++waits) NSThread::sleepForTimeInterval(0.01);
-  EXPECT_TRUE(weak.expired());
 }
 
 TEST_F(TelvoStreamDataTest, AnExceptionWhileClosingStillLetsGoOfTheStreams) {

@@ -5,100 +5,20 @@
 #include <stdexcept>
 #include <thread>
 
-#include <arpa/inet.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include "cfnetwork/CFNetworkErrors.h"
 #include "cfnetwork/SocketConnector.h"
-#include "cfnetwork/SocketOptions.h"
 #include "foundation/Foundation.h"
+#include "tests/platform/cfnetwork/Connecting.h"
+
+// Connections to hosts, also through proxies.
 
 namespace {
 
-using cfnetwork::Route;
-using cfnetwork::SocketAddress;
-using cfnetwork::SocketConnector;
-using foundation::FileDescriptor;
-
-SocketAddress addressOf(const std::string& host, std::uint16_t port = 0) {
-  SocketAddress address;
-  if (host.find(':') == std::string::npos) {
-    auto* four = reinterpret_cast<sockaddr_in*>(&address.storage);
-    four->sin_family = AF_INET;
-    inet_pton(AF_INET, host.c_str(), &four->sin_addr);
-    address.size = sizeof *four;
-  } else {
-    auto* six = reinterpret_cast<sockaddr_in6*>(&address.storage);
-    six->sin6_family = AF_INET6;
-    inet_pton(AF_INET6, host.c_str(), &six->sin6_addr);
-    address.size = sizeof *six;
-  }
-  address.setPort(port);
-  return address;
-}
-
-FileDescriptor socketFor(const SocketAddress& address) {
-  return FileDescriptor(::socket(address.storage.ss_family, SOCK_STREAM | SOCK_CLOEXEC, 0));
-}
-
-bool bindTo(const FileDescriptor& socket, const SocketAddress& address) {
-  const int on = 1;
-  setsockopt(socket.get(), SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-  return ::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address.storage), address.size) == 0;
-}
-
-// A port on one address of this host: one that takes connections, or one that swallows every request.
-class Port {
- public:
-  enum class Kind { Listening, Swallowing };
-
-  explicit Port(const std::string& host, Kind kind = Kind::Listening, std::uint16_t port = 0)
-      : listener_(socketFor(addressOf(host))) {
-    if (!bindTo(listener_, addressOf(host, port))) throw std::runtime_error("no port");
-    ::listen(listener_.get(), kind == Kind::Listening ? 16 : 0);
-    if (kind == Kind::Swallowing) fill();
-  }
-
-  SocketAddress address() const { return SocketAddress::localOf(listener_.get()); }
-  std::uint16_t number() const { return address().port(); }
-  bool hasConnection() const {
-    pollfd waiting{listener_.get(), POLLIN, 0};
-    return ::poll(&waiting, 1, 0) == 1;
-  }
-  // Makes a waiting accept() fail.
-  void shutDown() const { ::shutdown(listener_.get(), SHUT_RDWR); }
-  FileDescriptor accept() const { return FileDescriptor(::accept(listener_.get(), nullptr, nullptr)); }
-
- private:
-  // The system drops requests once the queue is full. That a request is not answered does not show it: the machine may
-  // be busy.
-  void fill() {
-    const SocketAddress target = address();
-    while (!isFull()) {
-      fillers_.push_back(FileDescriptor(::socket(target.storage.ss_family, SOCK_STREAM | SOCK_NONBLOCK, 0)));
-      ::connect(fillers_.back().get(), reinterpret_cast<const sockaddr*>(&target.storage), target.size);
-      pollfd waiting{fillers_.back().get(), POLLOUT, 0};
-      ::poll(&waiting, 1, 100);
-    }
-  }
-
-  // Of a listening socket, these two are the length of its queue and the longest that it may have.
-  bool isFull() const {
-    tcp_info info{};
-    socklen_t size = sizeof info;
-    if (getsockopt(listener_.get(), IPPROTO_TCP, TCP_INFO, &info, &size) != 0) throw std::runtime_error("no queue");
-    return info.tcpi_unacked > info.tcpi_sacked;
-  }
-
-  FileDescriptor listener_;
-  std::vector<FileDescriptor> fillers_;
-};
+using namespace connecting;
 
 // Ports of the same number on two addresses. A number that is free on one may be taken on the other.
 struct PortPair {
@@ -118,18 +38,6 @@ struct PortPair {
     }
     throw std::runtime_error("no pair of ports");
   }
-};
-
-// A port that refuses connections for as long as this exists.
-class RefusingPort {
- public:
-  explicit RefusingPort(const std::string& host) : socket_(socketFor(addressOf(host))) {
-    if (!bindTo(socket_, addressOf(host))) throw std::runtime_error("no port");
-  }
-  SocketAddress address() const { return SocketAddress::localOf(socket_.get()); }
-
- private:
-  FileDescriptor socket_;
 };
 
 // A SOCKS 5 proxy without a login that grants or refuses what it is asked for and connects to nobody.
@@ -156,46 +64,6 @@ class ScriptedProxy {
  private:
   Port port_{"127.0.0.1"};
   std::jthread thread_;
-};
-
-class SocketConnectorTest : public testing::Test {
- protected:
-  void connectToHost(const std::string& host, std::uint16_t port, NSTimeInterval limit = 30, const Route& route = {}) {
-    connector = SocketConnector::connectToHost(NSRunLoop::currentRunLoop(), host, port, route, limit, completion());
-    EXPECT_EQ(completions, 0) << "nothing is told from inside the call";
-  }
-  void connectToAddress(const SocketAddress& address, NSTimeInterval limit = 30) {
-    connector = SocketConnector::connectToAddress(NSRunLoop::currentRunLoop(), address, limit, completion());
-    EXPECT_EQ(completions, 0) << "nothing is told from inside the call";
-  }
-  void wait() {
-    for (int turn = 0; turn < 600 && completions == 0; ++turn) turnOnce();
-    ASSERT_EQ(completions, 1);
-    for (int turn = 0; turn < 3; ++turn) turnOnce();
-    EXPECT_EQ(completions, 1) << "told more than once";
-  }
-  static void turnOnce() {
-    NSRunLoop::currentRunLoop()->runMode_beforeDate(NSDefaultRunLoopMode(), NSDate::dateWithTimeIntervalSinceNow(0.1));
-  }
-  std::string peer() const {
-    return result.descriptor ? SocketAddress::peerOf(result.descriptor.get()).unmapped().host() : "none";
-  }
-  bool failedWith(const Ref<NSString>& domain, NSInteger code) const {
-    return !result.descriptor && result.error && NSEqualObjects(result.error->domain(), domain) &&
-           result.error->code() == code;
-  }
-  // The connector may be destroyed by its completion.
-  SocketConnector::Completion completion() {
-    return [this](SocketConnector::Result told) {
-      ++completions;
-      result = std::move(told);
-      connector.reset();
-    };
-  }
-
-  std::unique_ptr<SocketConnector> connector;
-  SocketConnector::Result result;
-  int completions = 0;
 };
 
 // ---- To a host ----
@@ -387,125 +255,6 @@ TEST_F(SocketConnectorTest, AProxyThatSaysNothingEndsAtTheLimitOrWhenGivenUp) {
   connector.reset();
   for (int turn = 0; turn < 5; ++turn) turnOnce();
   EXPECT_EQ(completions, 0);
-}
-
-// ---- To an address ----
-
-TEST_F(SocketConnectorTest, ConnectsToAnAddressThatIsKnown) {
-  for (const char* host : {"127.0.0.1", "::1"}) {
-    const Port port(host);
-    completions = 0;
-    connectToAddress(port.address());
-    wait();
-    EXPECT_EQ(peer(), host);
-    EXPECT_FALSE(result.throughProxy);
-    EXPECT_TRUE(fcntl(result.descriptor.get(), F_GETFL) & O_NONBLOCK);
-    EXPECT_TRUE(fcntl(result.descriptor.get(), F_GETFD) & FD_CLOEXEC);
-  }
-}
-
-void expectToBreakOff(const FileDescriptor& socket) {
-  linger setting{};
-  socklen_t size = sizeof setting;
-  ASSERT_EQ(getsockopt(socket.get(), SOL_SOCKET, SO_LINGER, &setting, &size), 0);
-  EXPECT_NE(setting.l_onoff, 0);
-  EXPECT_EQ(setting.l_linger, 0);
-}
-
-TEST_F(SocketConnectorTest, AConnectionToAnAddressIsResetWhenItsProcessDies) {
-  const Port port("127.0.0.1");
-  connectToAddress(port.address());
-  wait();
-  expectToBreakOff(result.descriptor);
-}
-
-std::string congestionControlOf(const FileDescriptor& socket) {
-  std::array<char, 16> name{};
-  socklen_t size = name.size() - 1;
-  EXPECT_EQ(getsockopt(socket.get(), IPPROTO_TCP, TCP_CONGESTION, name.data(), &size), 0);
-  return name.data();
-}
-
-TEST(DataSocket, UsesACongestionControlWithoutATimerOnlyWithinThisComputer) {
-  for (const char* host : {"127.0.0.1", "127.255.0.9", "::1", "::ffff:127.0.0.1"}) {
-    const FileDescriptor socket = socketFor(addressOf(host));
-    cfnetwork::prepareForData(socket.get(), addressOf(host));
-    EXPECT_EQ(congestionControlOf(socket), "reno") << host;
-  }
-  for (const char* host : {"0.0.0.0", "1.0.0.127", "192.0.2.1", "::", "2001:db8::1", "::ffff:192.0.2.1"}) {
-    const FileDescriptor socket = socketFor(addressOf(host));
-    const std::string usual = congestionControlOf(socket);
-    cfnetwork::prepareForData(socket.get(), addressOf(host));
-    EXPECT_EQ(congestionControlOf(socket), usual) << host;
-  }
-}
-
-TEST(DataSocket, WhatConnectsToAPreparedListenerIsPreparedToo) {
-  const SocketAddress own = addressOf("127.0.0.1");
-  const FileDescriptor listener = socketFor(own);
-  cfnetwork::prepareForData(listener.get(), own);
-  ASSERT_TRUE(bindTo(listener, own));
-  ASSERT_EQ(::listen(listener.get(), 1), 0);
-  const SocketAddress address = SocketAddress::localOf(listener.get());
-  const FileDescriptor client = socketFor(address);
-  ASSERT_EQ(::connect(client.get(), reinterpret_cast<const sockaddr*>(&address.storage), address.size), 0);
-  const FileDescriptor accepted(::accept(listener.get(), nullptr, nullptr));
-  expectToBreakOff(accepted);
-  EXPECT_EQ(congestionControlOf(accepted), "reno");
-}
-
-TEST_F(SocketConnectorTest, AConnectionToAnAddressIsPreparedForData) {
-  const Port port("127.0.0.1");
-  connectToAddress(port.address());
-  wait();
-  EXPECT_EQ(congestionControlOf(result.descriptor), "reno");
-}
-
-TEST_F(SocketConnectorTest, AnAddressThatRefusesIsAnError) {
-  for (const char* host : {"127.0.0.1", "::1"}) {
-    const RefusingPort port(host);
-    completions = 0;
-    connectToAddress(port.address());
-    wait();
-    EXPECT_TRUE(failedWith(NSPOSIXErrorDomain(), ECONNREFUSED)) << host;
-  }
-}
-
-TEST_F(SocketConnectorTest, AnAddressThatCannotBeUsedIsAnErrorToo) {
-  connectToAddress(SocketAddress());
-  wait();
-  EXPECT_FALSE(result.descriptor);
-  EXPECT_TRUE(result.error);
-}
-
-TEST_F(SocketConnectorTest, AnAddressThatSwallowsEverythingEndsAtTheLimit) {
-  const Port hole("::1", Port::Kind::Swallowing);
-  connectToAddress(hole.address(), 0.3);
-  wait();
-  EXPECT_TRUE(failedWith(kCFErrorDomainCFNetwork(), kCFURLErrorTimedOut));
-}
-
-TEST_F(SocketConnectorTest, GivenUpOnItsWayToAnAddressItTellsNothing) {
-  const Port hole("127.0.0.1", Port::Kind::Swallowing);
-  const RefusingPort refusing("127.0.0.1");
-  for (const SocketAddress& address : {hole.address(), refusing.address()}) {
-    connectToAddress(address, 0.2);
-    connector.reset();
-    for (int turn = 0; turn < 4; ++turn) turnOnce();
-    EXPECT_EQ(completions, 0);
-  }
-}
-
-// ---- Addresses ----
-
-TEST(SocketAddress, AnIPv4AddressInIPv6ClothesIsTheSameHost) {
-  const SocketAddress mapped = addressOf("::ffff:10.1.2.3", 21);
-  EXPECT_EQ(mapped.unmapped().host(), "10.1.2.3");
-  EXPECT_EQ(mapped.unmapped().port(), 21);
-  EXPECT_FALSE(mapped.unmapped().isIPv6());
-  EXPECT_TRUE(mapped.isSameHost(addressOf("10.1.2.3", 4000)));
-  EXPECT_FALSE(mapped.isSameHost(addressOf("10.1.2.4", 21)));
-  EXPECT_EQ(addressOf("2001:db8::1").unmapped().host(), "2001:db8::1");
 }
 
 }  // namespace
