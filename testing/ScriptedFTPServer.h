@@ -64,6 +64,8 @@ class ScriptedFTPServer {
 
   // Small enough, it makes a sender wait for the server to read.
   void setReceiveBuffer(int bytes) { receiveBuffer_ = bytes; }
+  // Of data connections, in bytes. The system gives a sender whose segments are small little room as well.
+  void setLargestSegment(int bytes) { largestSegment_ = bytes; }
 
   const std::string& host() const { return host_; }
   std::uint16_t port() const { return port_; }
@@ -106,6 +108,7 @@ class ScriptedFTPServer {
   std::string host_;
   std::uint16_t port_ = 0;
   std::atomic<int> receiveBuffer_ = 0;
+  std::atomic<int> largestSegment_ = 0;  // 0: as the system has it
   foundation::FileDescriptor listener_;
   foundation::FileDescriptor closing_;  // an event that is set for good when the server goes
 
@@ -168,7 +171,7 @@ class ScriptedFTPServer::Session {
   bool openData();
   // Whether bytes, or the end, come on the data connection within that time.
   bool dataComes(double seconds);
-  // Reads data up to its end, or until so many bytes have come, and gives what it read.
+  // Reads data up to its end, or until `limit` bytes have come, and gives what it read.
   std::string receive(std::size_t limit = std::string::npos);
   // Sends bytes on the data connection, as far as the client takes them.
   void sendData(std::string_view bytes);
@@ -232,7 +235,7 @@ Action then(Action first, Action second);
 Action afterSeconds(double seconds, Action action);
 // Sends this over and over until the client has gone.
 Action flood(const std::string& bytes);
-// STOR: accepts the data connection, reads at most so many bytes, and goes on with another action.
+// STOR: accepts the data connection, reads at most `limit` bytes, and goes on with another action.
 Action storePart(std::size_t limit, Action action);
 // Ends the data connection in good order, or breaks it off.
 Action closeData();

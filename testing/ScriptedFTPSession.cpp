@@ -3,6 +3,8 @@
 #include <utility>
 
 #include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/socket.h>
 
@@ -117,6 +119,8 @@ std::uint16_t ScriptedFTPServer::Session::listen() {
   data_.close();
   activePort_ = 0;
   listener_ = listeningSocket(server_.host_, server_.receiveBuffer_);
+  const int segment = server_.largestSegment_;
+  if (segment > 0) setsockopt(listener_.get(), IPPROTO_TCP, TCP_MAXSEG, &segment, sizeof segment);
   return portOf(listener_);
 }
 

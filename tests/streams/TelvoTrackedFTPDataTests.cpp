@@ -1,3 +1,4 @@
+#include <chrono>
 #include <filesystem>
 #include <set>
 #include <string>
@@ -138,6 +139,16 @@ TEST_F(TelvoTrackedFTPDataTest, WhatAPatternFitsIsLeftOut) {
   EXPECT_EQ(argumentsOf("MKD"), Texts{"/Site"});
 }
 
+TEST_F(TelvoTrackedFTPDataTest, PatternsCountFromTheSourceHoweverItIsWritten) {
+  folder_.write("Site/a.txt", "one");
+  folder_.write("Site/b.txt", "two");
+  options_.excluded = streams::ExcludePatterns("/b.txt\n"_ns);
+  for (const char* name : {"Site", "Site/", "Site//"}) {
+    upload(name);
+    EXPECT_EQ(stored(), std::set<std::string>{"/Site/a.txt"}) << name;
+  }
+}
+
 TEST_F(TelvoTrackedFTPDataTest, ADryRunTellsThePlanAndMeetsNoServer) {
   folder_.write("Site/a.txt", "one");
   cache_ = folder_.text("cache.plist");
@@ -162,6 +173,22 @@ TEST_F(TelvoTrackedFTPDataTest, WhatHasNotArrivedIsSentByTheNextRun) {
   EXPECT_EQ(observer->all("Outcome"_ns), Texts{"sent"});
   EXPECT_EQ(stored(), (std::set<std::string>{"/Site/a.txt", "/Site/b.txt"}));
   EXPECT_TRUE(upload()->records.at(0) == nil);
+}
+
+// What a failed replacement has left on the server nobody knows.
+TEST_F(TelvoTrackedFTPDataTest, AFileThatIsAsItWasAgainIsSentWhenItsReplacementHasFailed) {
+  folder_.write("a.txt", "one");
+  const auto date = std::filesystem::last_write_time(folder_ / "a.txt");
+  cache_ = folder_.text("cache.plist");
+  options_.remembersSentOnly = true;
+  upload("a.txt");
+  folder_.write("a.txt", "two");
+  std::filesystem::last_write_time(folder_ / "a.txt", date + std::chrono::hours(1));
+  server_.on("STOR", scripted::storePart(1, scripted::reply("451 Disk failure.")));
+  EXPECT_EQ(upload("a.txt")->all("Outcome"_ns), Texts{"failed"});
+  folder_.write("a.txt", "one");
+  std::filesystem::last_write_time(folder_ / "a.txt", date);
+  EXPECT_EQ(upload("a.txt")->all("Outcome"_ns), Texts{"sent"});
 }
 
 TEST_F(TelvoTrackedFTPDataTest, WhatIsGoneHereIsRemovedThere) {

@@ -74,7 +74,8 @@ class TestOutputStream : public NSOutputStream {
     if (fullAfter && written.size() >= *fullAfter) hasSpace = false;
     return static_cast<NSInteger>(size);
   }
-  NSInteger writeFromStream_maxLength(const NSInputStream&, NSUInteger) override {
+  NSInteger writeFromStream_maxLength(const NSInputStream&, NSUInteger length) override {
+    largestMove = std::max(largestMove, length);
     if (moves.empty()) return -1;
     const NSInteger size = moves.front();
     moves.pop_front();
@@ -91,6 +92,7 @@ class TestOutputStream : public NSOutputStream {
   std::deque<std::size_t> takes;         // how much the next writes take at most
   std::optional<std::size_t> fullAfter;  // there is no space any more once so much was written
   std::deque<NSInteger> moves;           // what it takes from the input stream itself
+  NSUInteger largestMove = 0;            // that it was asked for
   std::vector<std::string> offered;      // the bytes of each write
   std::string written;
   int closed = 0;

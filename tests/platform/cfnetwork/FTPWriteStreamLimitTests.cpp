@@ -1,3 +1,5 @@
+#include <utility>
+
 #include <gtest/gtest.h>
 
 #include "cfnetwork/CFNetworkErrors.h"
@@ -81,6 +83,20 @@ TEST(FTPWriteStreamLimits, ASlowServerIsNotAStalledOne) {
   upload.limits = shortLimits();
   EXPECT_TRUE(upload.stores()) << upload.errorText();
   EXPECT_EQ(server.file("/a") == content, true);
+}
+
+// Once the server has begun, it is the writer's turn.
+TEST(FTPWriteStreamLimits, AWriterMayTakeLongerThanAReply) {
+  ScriptedFTPServer server;
+  Upload upload(server, "/a", "content");
+  upload.limits.reply = 3;
+  bool hasPaused = false;
+  upload.whenSpace = [&] {
+    if (std::exchange(hasPaused, true)) return;
+    NSRunLoop::currentRunLoop()->runUntilDate(NSDate::dateWithTimeIntervalSinceNow(1.5 * upload.limits.reply));
+  };
+  EXPECT_TRUE(upload.stores()) << upload.errorText();
+  EXPECT_TRUE(hasPaused);
 }
 
 TEST(FTPWriteStreamLimits, ADataConnectionThatIsNotMadeEnds) {

@@ -3,8 +3,10 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "cfnetwork/FileReadStream.h"
+#include "foundation/files/FileIO.h"
 #include "testing/ScriptedFTPServer.h"
 #include "testing/TemporaryDirectory.h"
 #include "tests/platform/cfnetwork/TestContent.h"
@@ -43,6 +45,20 @@ TEST_F(FTPWriteStreamSource, GivesWhatComesAfterTheKeptPartOfALargeFile) {
     EXPECT_EQ(upload->moved + upload->content.size(), size);
     EXPECT_GE(upload->content.size(), keptSize);
   }
+}
+
+// In a process that was started with its standard input closed, the first file gets its number.
+TEST_F(FTPWriteStreamSource, MayBeTheDescriptorZero) {
+  const std::string content = contentOfSize(2 * keptSize);
+  const foundation::FileDescriptor input(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3));
+  ::close(STDIN_FILENO);
+  auto upload = uploadOf(content);
+  EXPECT_EQ(upload->source->fileDescriptor(), STDIN_FILENO);
+  EXPECT_TRUE(upload->stores()) << upload->errorText();
+  EXPECT_GT(upload->moved, 0U);
+  EXPECT_EQ(server.file("/file") == content, true);
+  upload.reset();
+  if (input) dup2(input.get(), STDIN_FILENO);
 }
 
 TEST_F(FTPWriteStreamSource, GivesNothingOfAFileThatCanBeKeptWhole) {

@@ -46,6 +46,15 @@ TEST(NSMutableString, ReplacesEveryOccurrenceOnce) {
   EXPECT_EQ(text->UTF8String(), "aaaaaaaa");
 }
 
+TEST(NSMutableString, ARangeBeyondItsEndRaisesAndChangesNothing) {
+  const auto text = NSMutableString::stringWithString("abc"_ns);
+  for (const NSRange range : {NSRange{2, 2}, NSRange{4, 0}, NSRange{1, NSUIntegerMax}}) {
+    EXPECT_THROW(text->replaceCharactersInRange_withString(range, "x"_ns), Ref<NSException>);
+    EXPECT_THROW(text->deleteCharactersInRange(range), Ref<NSException>);
+  }
+  EXPECT_EQ(text->UTF8String(), "abc");
+}
+
 TEST(NSNumber, EqualityGoesByValue) {
   EXPECT_TRUE(NSNumber::numberWithBool(true)->isEqual(NSNumber::numberWithInteger(1)));
   EXPECT_TRUE(NSNumber::numberWithDouble(1)->isEqual(NSNumber::numberWithUnsignedInteger(1)));
