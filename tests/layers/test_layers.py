@@ -1,5 +1,6 @@
 """The order of the layers and rooms, as docs/architecture.md tells it and as the compiler holds it."""
 
+import ast
 import json
 import os
 import pathlib
@@ -24,8 +25,11 @@ LAYERS = {
     "app": ["streams", "categories", "platform/foundation", "platform/appkit", "platform/cfnetwork",
             "platform/systemconfiguration"],
 }
-# What is written and kept in this repository, other than the tests: these are long where they are tables of cases.
-SOURCES = ["app", "bench", "categories", "owner", "platform", "streams", "testing", "tools"]
+# What is written and kept in this repository.
+SOURCES = ["app", "bench", "categories", "examples", "owner", "packaging", "platform", "streams", "testing", "tests",
+           "tools"]
+LONGEST_SOURCE = 450
+LONGEST_FUNCTION = 60
 
 
 def files_below(folder):
@@ -102,18 +106,53 @@ def test_telvo_upload_leaves_to_the_owner_library_what_every_owner_needs():
 
 def test_no_folder_holds_more_than_45_files():
     folders = {}
-    for folder in [*SOURCES, "Resources", "docs", "packaging", "tests"]:
+    for folder in [*SOURCES, "Resources", "docs"]:
         for path in files_below(folder):
             folders.setdefault(path.parent, []).append(path)
     assert {str(folder): len(files) for folder, files in folders.items() if len(files) > 45} == {}
 
 
-def test_no_source_is_longer_than_450_lines():
+def written_sources():
     # What a tool has recorded (packaging/check-abi) is no source.
+    return [path for folder in SOURCES for path in files_below(folder) if path.suffix != ".abi"]
+
+
+def test_no_source_is_too_long():
     lengths = {path.relative_to(ROOT).as_posix(): len(path.read_text(errors="replace").splitlines())
-               for folder in [*SOURCES, "examples", "packaging"] for path in files_below(folder) if path.suffix != ".abi"}
+               for path in written_sources()}
     assert len(lengths) > 300
-    assert {path: length for path, length in lengths.items() if length > 450} == {}
+    assert {path: length for path, length in lengths.items() if length > LONGEST_SOURCE} == {}
+
+
+def functions_of_cpp(text):
+    """The line in which each function's body begins, and how long that is."""
+    lines = [re.sub(r"""//.*|"(\\.|[^"\\])*"|'(\\.|[^'\\])'""", "", line) for line in text.splitlines()]
+    for number, line in enumerate(lines):
+        if line.endswith("{") and ")" in line and not re.match(r"\s*(if|for|while|switch|catch|\}|namespace)\b", line):
+            depth = 0
+            for length, each in enumerate(lines[number:], 1):
+                depth += each.count("{") - each.count("}")
+                if depth <= 0:
+                    break
+            yield line.strip(), length
+
+
+def functions_of_python(text):
+    for node in ast.walk(ast.parse(text)):
+        if isinstance(node, ast.FunctionDef):
+            yield node.name, node.end_lineno - node.lineno + 1
+
+
+def is_python(path):
+    return path.suffix == ".py" or path.read_bytes().startswith((b"#!/usr/bin/python3", b"#!/usr/bin/env python3"))
+
+
+def test_no_function_is_too_long():
+    found = [(f"{path.relative_to(ROOT)}: {name}", length)
+             for path in written_sources() if path.suffix in (".h", ".cpp", ".c") or is_python(path)
+             for name, length in (functions_of_python if is_python(path) else functions_of_cpp)(path.read_text())]
+    assert len(found) > 4000
+    assert [(name, length) for name, length in found if length > LONGEST_FUNCTION] == []
 
 
 def compile_command_of(layer):
