@@ -57,18 +57,6 @@ TEST(NSRunLoop, ATurnEndsAtItsLimit) {
   timer->invalidate();
 }
 
-TEST(NSRunLoop, ATurnThatEndsBeforeItsLimitLeavesTheNextOneAlone) {
-  loop()->performBlock([] {});
-  turn(NSDate::dateWithTimeIntervalSinceNow(0.1));
-  // What the block itself has left to be served.
-  for (int i = 0; i < 3; ++i) turn();
-  bool fired = false;
-  const auto timer =
-      NSTimer::scheduledTimerWithTimeInterval_repeats_block(0.3, false, [&](const Ref<NSTimer>&) { fired = true; });
-  EXPECT_TRUE(loop()->runMode_beforeDate(NSDefaultRunLoopMode(), NSDate::dateWithTimeIntervalSinceNow(60)));
-  EXPECT_TRUE(fired);
-}
-
 TEST(NSRunLoop, RunsUntilADateAndNoLonger) {
   int turns = 0;
   const auto timer =
