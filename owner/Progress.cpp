@@ -1,6 +1,7 @@
 #include "telvo/owner/Progress.h"
 
 #include <algorithm>
+#include <array>
 
 namespace telvo {
 
@@ -9,6 +10,11 @@ namespace {
 bool isFailure(Outcome outcome) { return outcome == Outcome::failed || outcome == Outcome::skipped; }
 
 }  // namespace
+
+int exitStatus(Verdict verdict) {
+  constexpr std::array statuses = {0, 1, 3, 4, 130, 1};
+  return statuses.at(static_cast<std::size_t>(verdict));
+}
 
 void Progress::add(const Record& record) {
   last_ = record;
@@ -45,6 +51,12 @@ double Progress::secondsLeft() const {
 std::uint64_t Progress::count(Outcome outcome, bool isRemoval) const {
   const auto found = counts_.find({outcome, isRemoval});
   return found == counts_.end() ? 0 : found->second;
+}
+
+std::uint64_t Progress::notArrived(Verdict verdict) const {
+  const bool isCutShort = verdict == Verdict::loginRefused || verdict == Verdict::notReached;
+  if (!isCutShort) return failures_.size();
+  return last_.total - count(Outcome::sent) - count(Outcome::removed, true);
 }
 
 // Not by the last record's number: the last one may be of an item that was tried again.

@@ -17,6 +17,9 @@ TELVO_OWNER_NAMESPACE_BEGIN
 // arrived. `unknown`: the helper does not tell, because Upload::reportOutcomes is off.
 enum class Verdict { complete, incomplete, loginRefused, notReached, stopped, unknown };
 
+// The status with which a program that does nothing else says so: 0, 1, 3, 4, 130 and 1, in that order.
+int exitStatus(Verdict verdict);
+
 // Adds up what the helper reports of a run with reportOutcomes: give it every record and every Bytes. An item that
 // arrives at a later try is no failure.
 class Progress {
@@ -43,6 +46,8 @@ class Progress {
   std::uint64_t count(Outcome outcome, bool isRemoval = false) const;
   // What has not arrived so far, by number.
   const std::map<std::uint64_t, Record>& failures() const { return failures_; }
+  // How many items have not, counting those that were not even tried once it was clear that nothing gets through.
+  std::uint64_t notArrived(Verdict verdict) const;
   // Takes the item that was given up by a stop out of the failures: the stop has brought it about.
   void excuseLast() { failures_.erase(last_.nth); }
 

@@ -73,7 +73,48 @@ std::string errorText(const Record& record) {
   return (code.empty() ? "" : code + " ") + (text.empty() ? "no reason is known" : text);
 }
 
+std::string itemText(const Record& record) {
+  const bool isFailure = record.outcome == Outcome::failed || record.outcome == Outcome::skipped;
+  return std::to_string(record.nth) + " of " + std::to_string(record.total) + " " + harmless(record.localPath) + ": " +
+         outcomeText(record) + (isFailure ? ": " + errorText(record) : "");
+}
+
 std::string sizeText(std::uint64_t bytes) { return Text(g_format_size(bytes)).get(); }
+
+std::string summaryText(const Progress& progress) {
+  std::string text;
+  const auto add = [&text](std::uint64_t number, const char* what) {
+    if (number > 0) text += (text.empty() ? "" : ", ") + std::to_string(number) + what;
+  };
+  add(progress.count(Outcome::planned), " to send");
+  add(progress.count(Outcome::planned, true), " to remove");
+  add(progress.count(Outcome::sent), " sent");
+  add(progress.count(Outcome::removed, true), " removed");
+  return text.empty() ? text : text + ".";
+}
+
+std::string endingText(const Progress& progress, Ending ending, Verdict verdict, Security security) {
+  const Record& last = progress.last();
+  const bool isEncrypted = security != Security::none;
+  switch (verdict) {
+    case Verdict::stopped:
+      if (last.total == 0) return "stopped before the first item";
+      return "stopped in item " + std::to_string(last.nth) + " of " + std::to_string(last.total);
+    case Verdict::loginRefused:
+      return std::string("the server refused ") + (isEncrypted ? "encryption or " : "") +
+             "the login; nothing more was tried";
+    case Verdict::notReached:
+      return std::string("the server was not reached") + (isEncrypted ? ", or not securely" : "") +
+             "; nothing more was tried";
+    case Verdict::unknown:
+      return "this helper does not tell what has arrived";
+    case Verdict::complete:
+    case Verdict::incomplete:
+      break;
+  }
+  if (ending == Ending::helperEnded) return "the helper ended before the upload did";
+  return ending == Ending::busLost ? "the bus is gone, and with it any word of the upload" : "";
+}
 
 std::string progressText(const Progress& progress, int columns) {
   // Two columns stay free for the "^C" of a user who stops the upload, and one because some terminals begin a new line

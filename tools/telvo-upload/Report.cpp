@@ -1,11 +1,10 @@
 #include "telvo-upload/Report.h"
 
-#include <array>
 #include <cstdio>
 
 #include <sys/stat.h>
 
-#include "telvo-upload/Json.h"
+#include "telvo/owner/EventText.h"
 
 using telvo::Outcome;
 using telvo::Verdict;
@@ -13,6 +12,11 @@ using telvo::Verdict;
 void complain(const std::string& text) { std::fprintf(stderr, "telvo-upload: %s\n", telvo::harmless(text).c_str()); }
 
 namespace {
+
+void print(const std::string& line) {
+  std::puts(line.c_str());
+  std::fflush(stdout);
+}
 
 std::uint64_t inodeOf(const std::string& path) {
   struct stat status {};
@@ -24,12 +28,12 @@ std::uint64_t inodeOf(const std::string& path) {
 Report::Report(Output output, const telvo::Upload& upload)
     : output_(output),
       isDryRun_(upload.dryRun),
-      isEncrypted_(upload.security != telvo::Security::none),
+      security_(upload.security),
       cache_(upload.cache),
       oldCache_(inodeOf(upload.cache)) {}
 
 void Report::ready(const std::string& version) const {
-  if (output_ == Output::json) json::print("ready", "version", version);
+  if (output_ == Output::json) print(telvo::readyEvent(version));
 }
 
 void Report::item(const telvo::Record& record) {
@@ -40,28 +44,20 @@ void Report::item(const telvo::Record& record) {
 }
 
 void Report::tellItem(const telvo::Record& record) {
-  const std::string path = telvo::harmless(record.localPath);
   if (output_ == Output::json) {
-    json::print("item", "path", record.localPath, "remoteDirectory", record.remoteDirectory, "nth", record.nth, "total",
-                record.total, "outcome", telvo::outcomeText(record), "isRemoval", record.isRemoval, "error",
-                record.error, "errorCode", record.errorCode, "willRetry", record.willRetry);
+    print(telvo::itemEvent(record));
   } else if (isDryRun_) {
-    std::printf("%s %s\n", telvo::outcomeText(record).c_str(), path.c_str());
+    print(telvo::outcomeText(record) + " " + telvo::harmless(record.localPath));
   } else if (output_ == Output::verbose) {
-    const bool isFailure = progress_.failures().contains(record.nth);
-    const std::string what = telvo::outcomeText(record) + (isFailure ? ": " + telvo::errorText(record) : "");
     line_.clear();
-    std::printf("%s of %s %s: %s\n", std::to_string(record.nth).c_str(), std::to_string(record.total).c_str(),
-                path.c_str(), what.c_str());
+    print(telvo::itemText(record));
   }
-  std::fflush(stdout);
 }
 
 void Report::bytes(const telvo::Bytes& bytes) {
   progress_.add(bytes);
   if (output_ == Output::json) {
-    json::print("bytes", "path", bytes.localPath, "nth", bytes.nth, "sent", bytes.sent, "total", bytes.total, "runSent",
-                bytes.runSent, "runTotal", bytes.runTotal);
+    print(telvo::bytesEvent(bytes));
   } else if (output_ != Output::quiet) {
     line_.update();
   }
@@ -72,10 +68,9 @@ Verdict Report::end(telvo::Ending ending, bool stopWasAsked) {
   const Verdict verdict = progress_.verdict(ending, stopWasAsked);
   if (verdict == Verdict::stopped) progress_.excuseLast();
   if (output_ == Output::json) {
-    json::print("end", "status", statusFor(verdict), "sent", progress_.count(Outcome::sent), "removed",
-                progress_.count(Outcome::removed, true), "notArrived", notArrived(verdict));
-  } else if (output_ != Output::quiet) {
-    tellSummary();
+    print(telvo::endEvent(progress_, verdict));
+  } else if (const std::string text = telvo::summaryText(progress_); output_ != Output::quiet && !text.empty()) {
+    print(text);
   }
   tellFailures(verdict);
   tellCache(ending);
@@ -83,30 +78,11 @@ Verdict Report::end(telvo::Ending ending, bool stopWasAsked) {
   return verdict;
 }
 
-void Report::tellSummary() const {
-  std::string text;
-  const auto add = [&text](std::uint64_t number, const char* what) {
-    if (number > 0) text += (text.empty() ? "" : ", ") + std::to_string(number) + what;
-  };
-  add(progress_.count(Outcome::planned), " to send");
-  add(progress_.count(Outcome::planned, true), " to remove");
-  add(progress_.count(Outcome::sent), " sent");
-  add(progress_.count(Outcome::removed, true), " removed");
-  if (!text.empty()) std::puts((text + ".").c_str());
-  std::fflush(stdout);
-}
-
-// Once it is clear that nothing gets through, the items that follow are not even tried.
-std::uint64_t Report::notArrived(Verdict verdict) const {
-  const bool isCutShort = verdict == Verdict::loginRefused || verdict == Verdict::notReached;
-  if (!isCutShort) return progress_.failures().size();
-  return progress_.last().total - progress_.count(Outcome::sent) - progress_.count(Outcome::removed, true);
-}
-
 void Report::tellFailures(Verdict verdict) const {
   const auto& failures = progress_.failures();
   if (failures.empty()) return;
-  complain(std::to_string(notArrived(verdict)) + " of " + std::to_string(progress_.last().total) + " did not arrive:");
+  complain(std::to_string(progress_.notArrived(verdict)) + " of " + std::to_string(progress_.last().total) +
+           " did not arrive:");
   for (const auto& [nth, record] : failures) {
     std::fprintf(stderr, "  %s: %s%s\n", telvo::harmless(record.localPath).c_str(),
                  record.isRemoval ? "not removed there: " : "", telvo::errorText(record).c_str());
@@ -121,28 +97,8 @@ void Report::tellCache(telvo::Ending ending) const {
 }
 
 void Report::tellEnding(telvo::Ending ending, Verdict verdict) const {
-  const telvo::Record& last = progress_.last();
-  if (verdict == Verdict::stopped && last.total == 0) return complain("stopped before the first item");
-  if (verdict == Verdict::stopped) {
-    return complain("stopped in item " + std::to_string(last.nth) + " of " + std::to_string(last.total));
-  }
-  if (verdict == Verdict::loginRefused) {
-    const std::string what = isEncrypted_ ? "encryption or the login" : "the login";
-    return complain("the server refused " + what + "; nothing more was tried");
-  }
-  if (verdict == Verdict::notReached) {
-    const std::string how = isEncrypted_ ? ", or not securely" : "";
-    return complain("the server was not reached" + how + "; nothing more was tried");
-  }
-  if (verdict == Verdict::unknown) return complain("this helper does not tell what has arrived");
-  if (ending == telvo::Ending::helperEnded) complain("the helper ended before the upload did");
-  if (ending == telvo::Ending::busLost) complain("the bus is gone, and with it any word of the upload");
+  const std::string text = telvo::endingText(progress_, ending, verdict, security_);
+  if (!text.empty()) return complain(text);
   const bool tells = output_ == Output::usual || output_ == Output::verbose;
-  if (ending == telvo::Ending::nothingToSend && tells) std::puts("Nothing to send.");
-}
-
-int statusFor(Verdict verdict) {
-  // In the order of the verdicts.
-  constexpr std::array statuses = {0, 1, 3, 4, 130, 1};
-  return statuses.at(static_cast<std::size_t>(verdict));
+  if (ending == telvo::Ending::nothingToSend && tells) print("Nothing to send.");
 }

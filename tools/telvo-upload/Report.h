@@ -24,15 +24,13 @@ class Report {
 
  private:
   void tellItem(const telvo::Record& record);
-  void tellSummary() const;
-  std::uint64_t notArrived(telvo::Verdict verdict) const;
   void tellFailures(telvo::Verdict verdict) const;
   void tellCache(telvo::Ending ending) const;
   void tellEnding(telvo::Ending ending, telvo::Verdict verdict) const;
 
   Output output_;
   bool isDryRun_;
-  bool isEncrypted_;
+  telvo::Security security_;
   std::string cache_;
   std::uint64_t oldCache_;  // its inode; 0: there is none
   telvo::Progress progress_;
@@ -41,6 +39,3 @@ class Report {
 
 // Tells of trouble, on standard error.
 void complain(const std::string& text);
-
-// The exit status that says so.
-int statusFor(telvo::Verdict verdict);

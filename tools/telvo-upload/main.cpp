@@ -88,7 +88,7 @@ int run(int argc, char** argv) {
       telvo::offersEncryption(line->upload.host)) {
     complain("this server also takes encrypted logins: --security tls");
   }
-  return statusFor(verdict);
+  return telvo::exitStatus(verdict);
 }
 
 }  // namespace
