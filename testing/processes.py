@@ -19,15 +19,15 @@ class NeedsRoot(RuntimeError):
     """Something takes rights that the tests do not have when they are not run as root."""
 
 
-# A user of no other process, whom permissions bind all the same, and what starts a command as that user.
-USER = 64777
-AS_USER = ("setpriv", f"--reuid={USER}", f"--regid={USER}", "--clear-groups", "--inh-caps=+dac_override",
-           "--ambient-caps=+dac_override")
-
-
 def require_root(what):
     if os.geteuid() != 0:
         raise NeedsRoot(f"{what} needs root")
+
+
+def as_user(number):
+    """What starts a command as that user, whom permissions bind but for those of files."""
+    return ["setpriv", f"--reuid={number}", f"--regid={number}", "--clear-groups", "--inh-caps=+dac_override",
+            "--ambient-caps=+dac_override"]
 
 
 _PR_SET_PDEATHSIG = 1

@@ -9,6 +9,9 @@ import pytest
 import processes
 import scripted_server as scripts
 
+# Of no other process.
+USER = 64777
+
 
 def test_descriptors_that_are_closed_are_opened_to_nothing(owner, scripted, small_tree):
     scripted.on("STOR", scripts.silence)
@@ -73,12 +76,12 @@ def test_who_asked_for_no_hangup_gets_none(owner, scripted, small_tree):
 def test_others_of_the_same_user_cannot_look_into_it(owner, scripted, small_tree):
     processes.require_root("another user")
     scripted.on("STOR", scripts.silence)
-    helper = owner.launch(small_tree.path, scripted, prefix=processes.AS_USER)
+    helper = owner.launch(small_tree.path, scripted, prefix=processes.as_user(USER))
     owner.wait_until(lambda: "STOR" in scripted.verbs(), what="the login")
     # The system gives what belongs to a process that may not be dumped to root.
     assert os.stat(f"/proc/{helper.pid}/mem").st_uid == 0
     status = open(f"/proc/{helper.pid}/status").read()
-    assert f"Uid:\t{processes.USER}\t" in status
+    assert f"Uid:\t{USER}\t" in status
 
 
 # Waiting for others.
