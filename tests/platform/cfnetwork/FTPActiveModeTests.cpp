@@ -85,7 +85,7 @@ class NoMoreDescriptors {
 };
 
 // The system goes on saying that somebody waits at the port.
-TEST(FTPActiveMode, WhereTheServerCannotBeTakenTheItemFailsAndTheNextOneIsSent) {
+TEST(FTPActiveMode, WithoutADescriptorTheItemFailsAndTheNextOneIsSent) {
   ScriptedFTPServer server;
   std::atomic<bool> hasFailed = false;
   server.on("EPRT", [&](Session& session, const std::string& argument) {
